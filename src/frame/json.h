@@ -1,0 +1,24 @@
+// What every reader of JSON in the module shares.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <picojson.h>
+
+namespace optimizer::json {
+
+/// Parses a text. On a syntax error the result is false and `error` tells the line and the rest of that line.
+bool Parse(const std::string& text, picojson::value& out, std::string& error);
+
+/// The member of an object; null when the value isn't an object or has no such key.
+const picojson::value* Find(const picojson::value& value, const std::string& key);
+
+/// A number as a 32-bit value; nothing when the value isn't a number or doesn't fit.
+std::optional<uint32_t> ToUint32(const picojson::value* value);
+std::optional<int32_t> ToInt32(const picojson::value* value);
+std::optional<bool> ToBool(const picojson::value* value);
+std::optional<std::string> ToText(const picojson::value* value);
+
+}  // namespace optimizer::json

@@ -1,0 +1,42 @@
+#include "frame/object_factory.h"
+
+#include <cwchar>
+
+#include <windows.h>
+
+namespace optimizer {
+
+namespace {
+
+const ComponentEntry* Find(const ComponentEntry* table, size_t count, const wchar_t* name) {
+    for (size_t i = 0; i < count; ++i) {
+        if (_wcsicmp(table[i].name, name) == 0) return &table[i];
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_t* name, const Identifier* iid,
+                         void** out) {
+    if (out == nullptr) return ERROR_INVALID_DATA;
+    *out = nullptr;
+    if (name == nullptr || iid == nullptr) return ERROR_INVALID_DATA;
+    const Identifier wanted = *iid;
+
+    const ComponentEntry* const entry = Find(table, count, name);
+    if (entry == nullptr) return ERROR_NOT_FOUND;
+    IVxBaseInterface* const object = entry->create();
+    if (object == nullptr) return ERROR_OUTOFMEMORY;
+    *out = object->QueryInterface(&wanted);
+    if (*out != nullptr) return ERROR_SUCCESS;
+    entry->discard(object);
+    return ERROR_NOT_FOUND;
+}
+
+void DestroyComponent(const ComponentEntry* table, size_t count, const wchar_t* name, void* object) {
+    if (name == nullptr || object == nullptr) return;
+    if (const ComponentEntry* const entry = Find(table, count, name)) entry->destroy(object);
+}
+
+}  // namespace optimizer

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace optimizer {
+
+/// UTF-8 both ways. Broken sequences become U+FFFD.
+std::wstring Widen(const std::string& narrow);
+std::string Narrow(const std::wstring& wide);
+
+/// The system's text for an error code, without the final full stop and line break.
+std::wstring SystemErrorText(unsigned long error);
+
+}  // namespace optimizer

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+
+#include "border/users_library.h"
+#include "frame/handles.h"
+#include "frame/sync_rw_lock.h"
+
+namespace optimizer {
+
+/// The functions of vxusers.dll, bound by name: all 18 of them or none. Process-wide. Each call goes through Call,
+/// which holds the table's lock for reading, so that the library can't go away under it.
+class VxUsersLibrary {
+public:
+    /// The table's slots; slot 0 is the library.
+    enum Slot : size_t {
+        kGetCurrentUserInfoBasic = 1,
+        kGetCurrentUserInfoAdvanced,
+        kGetAccountsInfoBasic,
+        kGetUserInfoBasic,
+        kGetCurrentUserName,
+        kSrvGetAccountsInfoBasic,
+        kSrvGetCurrentUserInfoBasic,
+        kFreeVXUsersList,
+        kFreeVXUsersNamesList,
+        kSrvGetCurrentUserName,
+        kGetUsersNamesList,
+        kSrvGetUsersNamesList,
+        kRemoveInteractiveUserRights,
+        kSrvGetCurrentUserInfoAdvanced,
+        kSrvImpersonateCurrentUser,
+        kSrvImpersonateUser,
+        kSrvRevertToSelf,
+        kRetriveLocalUsersIconsToVXCache,
+        kSlotCount,
+    };
+
+    static VxUsersLibrary& Instance();
+
+    /// Unbinds first. False when the library or one of the 18 functions is missing: the table is empty then.
+    bool Bind();
+    void Unbind();
+
+    /// Calls the function of a slot with the table's lock held for reading. A null slot gives `fallback`.
+    template <class Function, class Result, class... Arguments>
+    Result Call(Slot slot, Result fallback, Arguments... arguments) {
+        ReadGuard guard(m_lock);
+        auto* const function = reinterpret_cast<Function*>(m_slots[slot]);
+        return function != nullptr ? static_cast<Result>(function(arguments...)) : fallback;
+    }
+
+    /// Fills a record through one of the functions that take one; false for a null slot or a failed call. Only the
+    /// first character of each text and the two reserved fields are cleared before the call.
+    bool Fill(Slot slot, UserRecord& record);
+
+private:
+    VxUsersLibrary() = default;
+    void _Clear();
+
+    CSyncRWLock m_lock;
+    Library m_library;           // guarded by m_lock
+    void* m_slots[kSlotCount] = {};  // guarded by m_lock
+};
+
+/// The interactive user's name from a record: domain, back-slash, name; the bare name without a domain.
+std::wstring QualifiedName(const UserRecord& record);
+
+}  // namespace optimizer

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstdint>
+#include <new>
+
+#include "border/list.h"
+#include "frame/deleting_destructor.h"
+
+namespace vx {
+
+/// What stands at the two ends of every entry.
+struct ListLink {
+    ListLink* next;
+    ListLink* previous;
+};
+
+template <class T>
+struct ListEntry : ListLink {
+    explicit ListEntry(const T& v) : value(v) {}
+    T value;
+};
+
+/// Walks a list; valid while the list lives. `Interface` is IListEnum<T> or IConstListEnum<T>, `Value` the type that
+/// its Current points to.
+template <class T, class Interface, class Value>
+class BasicListEnum final : public optimizer::WithDeletingDestructor<BasicListEnum<T, Interface, Value>, Interface> {
+public:
+    explicit BasicListEnum(ListLink* sentinel) : m_sentinel(sentinel), m_current(sentinel->next) {}
+
+    bool HasCurrent() override { return m_current != m_sentinel; }
+    void* MoveNext() override {
+        ListLink* const left = m_current;
+        m_current = left->next;
+        return left;
+    }
+    Value* Current() override { return &static_cast<ListEntry<T>*>(m_current)->value; }
+    void Release() override { this->DeletingDestructor(1); }
+    void* Reset() override { return m_current = m_sentinel->next; }
+
+private:
+    ListLink* m_sentinel;
+    ListLink* m_current;
+};
+
+template <class T>
+using ListEnum = BasicListEnum<T, IListEnum<T>, T>;
+template <class T>
+using ConstListEnum = BasicListEnum<T, IConstListEnum<T>, const T>;
+
+/// A doubly linked list with a sentinel. No lock: the owner guards it.
+template <class T>
+class List final : public IList<T> {
+public:
+    List() = default;
+    ~List() { _Clear(); }
+    List(const List&) = delete;
+    List& operator=(const List&) = delete;
+
+    uint32_t PushBack(const T& value) override { return _InsertBefore(&m_sentinel, value); }
+    uint32_t PushFront(const T& value) override { return _InsertBefore(m_sentinel.next, value); }
+    const T* ConstBack() override { return _ValueOf(m_sentinel.previous); }
+    T* Back() override { return _ValueOf(m_sentinel.previous); }
+    uint32_t GetBack(T* out) override { return _Copy(m_sentinel.previous, out); }
+    const T* ConstFront() override { return _ValueOf(m_sentinel.next); }
+    T* Front() override { return _ValueOf(m_sentinel.next); }
+    uint32_t GetFront(T* out) override { return _Copy(m_sentinel.next, out); }
+
+    /// Removes the entry that the enumerator stands on and moves it to the next; nothing at the end.
+    void Erase(IListEnum<T>* enumerator) override {
+        if (enumerator == nullptr || !enumerator->HasCurrent()) return;
+        auto* const entry = static_cast<ListEntry<T>*>(static_cast<ListLink*>(enumerator->MoveNext()));
+        entry->previous->next = entry->next;
+        entry->next->previous = entry->previous;
+        --m_count;
+        delete entry;
+    }
+
+    IConstListEnum<T>* CreateConstEnum() override { return new (std::nothrow) ConstListEnum<T>(&m_sentinel); }
+    IListEnum<T>* CreateEnum() override { return new (std::nothrow) ListEnum<T>(&m_sentinel); }
+    void Clear() override { _Clear(); }
+    uint64_t GetCount() override { return m_count; }
+
+private:
+    static constexpr uint32_t kNotFound = 1168;  // ERROR_NOT_FOUND
+
+    T* _ValueOf(ListLink* link) {
+        return link != &m_sentinel ? &static_cast<ListEntry<T>*>(link)->value : nullptr;
+    }
+
+    uint32_t _Copy(ListLink* link, T* out) {
+        const T* const value = _ValueOf(link);
+        if (value == nullptr) return kNotFound;
+        *out = *value;
+        return 0;
+    }
+
+    uint32_t _InsertBefore(ListLink* link, const T& value) {
+        auto* const entry = new ListEntry<T>(value);
+        entry->next = link;
+        entry->previous = link->previous;
+        link->previous->next = entry;
+        link->previous = entry;
+        ++m_count;
+        return 0;
+    }
+
+    void _Clear() {
+        while (m_sentinel.next != &m_sentinel) {
+            auto* const entry = static_cast<ListEntry<T>*>(m_sentinel.next);
+            m_sentinel.next = entry->next;
+            delete entry;
+        }
+        m_sentinel.previous = &m_sentinel;
+        m_count = 0;
+    }
+
+    ListLink m_sentinel = {&m_sentinel, &m_sentinel};
+    uint64_t m_count = 0;
+};
+
+}  // namespace vx

@@ -1,0 +1,117 @@
+// The reader-writer lock's order of turns. Threads are told apart by the ids that the operations take, so that one
+// real thread plays a reader that already holds the lock while others really wait.
+#include "frame/sync_rw_lock.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace optimizer {
+namespace {
+
+constexpr DWORD kPatienceMs = 10000;
+
+/// A thread that runs one blocking call and says when it is through.
+class Caller {
+public:
+    template <class Call>
+    explicit Caller(Call call) : m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, call] {
+        call();
+        SetEvent(m_done.Get());
+    }) {}
+    ~Caller() { m_thread.join(); }
+
+    bool Finishes() const { return WaitForSingleObject(m_done.Get(), kPatienceMs) == WAIT_OBJECT_0; }
+    bool IsBlocked() const { return WaitForSingleObject(m_done.Get(), 50) == WAIT_TIMEOUT; }
+
+private:
+    KernelHandle m_done;
+    std::thread m_thread;
+};
+
+TEST(SyncRWLock, NestedReadPassesAWaitingWriterAndANewReaderQueuesBehindIt) {
+    CSyncRWLock lock;
+    lock.LockRead(1);
+    Caller writer([&] { lock.LockWrite(2); });
+    ASSERT_TRUE(writer.IsBlocked());
+
+    lock.LockRead(1);  // would hang here if it queued behind the writer
+    Caller reader([&] { lock.LockRead(3); });
+    ASSERT_TRUE(reader.IsBlocked());
+
+    lock.UnlockRead(1);
+    ASSERT_TRUE(writer.IsBlocked());
+    lock.UnlockRead(1);
+    ASSERT_TRUE(writer.Finishes());
+    EXPECT_TRUE(reader.IsBlocked()) << "the writer goes before readers that came after it";
+
+    lock.UnlockWrite(2);
+    ASSERT_TRUE(reader.Finishes());
+    lock.UnlockRead(3);
+}
+
+TEST(SyncRWLock, AfterAWriterOneWriterGoesThenAllReadersTogether) {
+    CSyncRWLock lock;
+    lock.LockWrite(1);
+    Caller writer([&] { lock.LockWrite(2); });
+    ASSERT_TRUE(writer.IsBlocked());
+    Caller reader3([&] { lock.LockRead(3); });
+    Caller reader4([&] { lock.LockRead(4); });
+    ASSERT_TRUE(reader3.IsBlocked());
+    ASSERT_TRUE(reader4.IsBlocked());
+
+    lock.UnlockWrite(1);
+    ASSERT_TRUE(writer.Finishes());
+    EXPECT_TRUE(reader3.IsBlocked());
+    lock.UnlockWrite(2);
+    ASSERT_TRUE(reader3.Finishes());
+    ASSERT_TRUE(reader4.Finishes());
+    lock.UnlockRead(3);
+    lock.UnlockRead(4);
+}
+
+TEST(SyncRWLock, AWritersTurnEndsWhenBothDepthsAreZero) {
+    CSyncRWLock lock;
+    lock.LockWrite(1);
+    lock.LockWrite(1);
+    lock.LockRead(1);
+    lock.UnlockWrite(1);
+    lock.UnlockWrite(1);
+    Caller reader([&] { lock.LockRead(2); });
+    EXPECT_TRUE(reader.IsBlocked()) << "the writer still reads";
+    lock.UnlockRead(1);
+    ASSERT_TRUE(reader.Finishes());
+    lock.UnlockRead(2);
+}
+
+TEST(SyncRWLock, CountsStayExactUnderLoad) {
+    CSyncRWLock lock;
+    int value = 0;
+    std::atomic<int> readersInside = 0;
+    std::atomic<bool> broken = false;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 6; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 3000; ++i) {
+                if ((i + t) % 3 == 0) {
+                    WriteGuard guard(lock);
+                    if (readersInside != 0) broken = true;
+                    ++value;
+                } else {
+                    ReadGuard guard(lock);
+                    ++readersInside;
+                    ReadGuard nested(lock);
+                    --readersInside;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(broken);
+    EXPECT_EQ(value, 6 * 1000);
+}
+
+}  // namespace
+}  // namespace optimizer
