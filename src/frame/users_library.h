@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "border/users_library.h"
 #include "frame/handles.h"

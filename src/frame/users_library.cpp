@@ -1,0 +1,75 @@
+#include "frame/users_library.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const char* kExports[VxUsersLibrary::kSlotCount] = {
+    nullptr,  // the library itself
+    "GetCurrentUserInfoBasic",
+    "GetCurrentUserInfoAdvanced",
+    "GetAccountsInfoBasic",
+    "GetUserInfoBasic",
+    "GetCurrentUserName",
+    "SrvGetAccountsInfoBasic",
+    "SrvGetCurrentUserInfoBasic",
+    "FreeVXUsersList",
+    "FreeVXUsersNamesList",
+    "SrvGetCurrentUserName",
+    "GetUsersNamesList",
+    "SrvGetUsersNamesList",
+    "RemoveInteractiveUserRights",
+    "SrvGetCurrentUserInfoAdvanced",
+    "SrvImpersonateCurrentUser",
+    "SrvImpersonateUser",
+    "SrvRevertToSelf",
+    "RetriveLocalUsersIconsToVXCache",
+};
+
+}  // namespace
+
+VxUsersLibrary& VxUsersLibrary::Instance() {
+    static VxUsersLibrary instance;
+    return instance;
+}
+
+bool VxUsersLibrary::Bind() {
+    Unbind();
+    WriteGuard guard(m_lock);
+    m_library.Reset(LoadLibraryW(L"vxusers.dll"));
+    if (!m_library) return false;
+    m_slots[0] = m_library.Get();
+    bool complete = true;
+    for (size_t slot = 1; slot < kSlotCount; ++slot) {
+        m_slots[slot] = reinterpret_cast<void*>(GetProcAddress(m_library.Get(), kExports[slot]));
+        complete = complete && m_slots[slot] != nullptr;
+    }
+    if (!complete) _Clear();
+    return complete;
+}
+
+void VxUsersLibrary::Unbind() {
+    WriteGuard guard(m_lock);
+    _Clear();
+}
+
+void VxUsersLibrary::_Clear() {
+    for (void*& slot : m_slots) slot = nullptr;
+    m_library.Reset();
+}
+
+bool VxUsersLibrary::Fill(Slot slot, UserRecord& record) {
+    record.name[0] = 0;
+    record.domain[0] = 0;
+    record.reserved1 = 0;
+    record.reserved2 = 0;
+    record.appData[0] = 0;
+    return Call<UserRecordFunction>(slot, uint32_t{0}, &record) != 0;
+}
+
+std::wstring QualifiedName(const UserRecord& record) {
+    const std::wstring name = record.name;
+    return record.domain[0] != 0 ? std::wstring(record.domain) + L"\\" + name : name;
+}
+
+}  // namespace optimizer
