@@ -8,7 +8,16 @@ function(import_header_library target header)
     target_include_directories(${target} SYSTEM INTERFACE ${folder})
 endfunction()
 
+function(import_header_folder target folder header)
+    find_file(${target}_header ${folder}/${header} PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    get_filename_component(source ${${target}_header} DIRECTORY)
+    file(COPY ${source} DESTINATION ${CMAKE_BINARY_DIR}/third_party/${target})
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/third_party/${target})
+endfunction()
+
 import_header_library(picojson picojson.h)
+import_header_folder(cli11 CLI CLI.hpp)
 
 if(BUILD_TESTING)
     set(INSTALL_GTEST OFF)

@@ -17,8 +17,9 @@ public:
     virtual void FromJson(const picojson::value* in) = 0;
 };
 
-/// One change to the machine, with the way back. Results are Windows error codes; ActionManager doesn't look at them.
-/// One thread at a time calls an action, but for Stop, which comes from another thread while Start runs.
+/// One change to the machine, with the way back. Results are Windows error codes; ActionManager doesn't look
+/// at them. One thread at a time calls an action, but for Stop, which comes from another thread while Start
+/// runs.
 class IOptimizerAction {
 public:
     virtual ~IOptimizerAction() = default;

@@ -6,11 +6,11 @@
 /// Handle of a posted item.
 using QueueHandle = void*;
 
-inline constexpr uint32_t kWaitForever = 0xFFFFFFFF;   // INFINITE
+inline constexpr uint32_t kWaitForever = 0xFFFFFFFF;    // INFINITE
 inline constexpr uint32_t kRepeatForever = 0xFFFFFFFF;  // repeat count of a timer that has no bound
 
-/// A unit of work. The component allocates it, the host runs it on one of its threads and then disposes of it,
-/// exactly once, also when it was never run.
+/// A unit of work. The component allocates it, the host runs it on one of its threads and then disposes of
+/// it, exactly once, also when it was never run.
 struct EqWorkItem {
     /// Flag 1 frees the memory.
     virtual void* DeletingDestructor(uint32_t flags) = 0;  // 0
@@ -22,8 +22,8 @@ struct EqWorkItem {
 
 /// Runs its items one at a time in the order of posting. Different serial executions run side by side.
 struct ISerialExecution {
-    /// Queues the item behind all earlier ones. `name` labels the item, `out` may be null. 0 or an error; on an
-    /// error the item stays the caller's.
+    /// Queues the item behind all earlier ones. `name` labels the item, `out` may be null. 0 or an error; on
+    /// an error the item stays the caller's.
     virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
                           uint32_t reserved2, uint32_t reserved3) = 0;  // 0
 };
@@ -35,8 +35,8 @@ struct IEventQueue {
     virtual uint32_t Start(uint32_t threadCount) = 0;  // 1
     /// Lets running items finish, drops the others and lets go of everyone who waits. Blocks until then.
     virtual uint32_t Stop() = 0;  // 2
-    /// Queues an item for one run. `out` receives a handle, which CloseItem forgets; it may be null. 0 or an error;
-    /// on an error the item stays the caller's.
+    /// Queues an item for one run. `out` receives a handle, which CloseItem forgets; it may be null. 0 or an
+    /// error; on an error the item stays the caller's.
     virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
                           uint32_t reserved2, uint32_t reserved3) = 0;  // 3
     /// Runs the item after each period, `repeatCount` times or without bound (kRepeatForever).
@@ -44,10 +44,11 @@ struct IEventQueue {
                                EqWorkItem* item, uint32_t reserved1, uint32_t reserved2,
                                uint32_t reserved3) = 0;  // 4
     virtual uint32_t Reserved5() = 0;                    // 5
-    /// Blocks until the item has finished or was dropped. 258 (WAIT_TIMEOUT) when it hasn't within the time, another
-    /// value when it has. kWaitForever has no limit.
+    /// Blocks until the item has finished or was dropped. 258 (WAIT_TIMEOUT) when it hasn't within the time,
+    /// another value when it has. kWaitForever has no limit.
     virtual uint32_t Wait(QueueHandle item, uint32_t timeoutMs) = 0;  // 6
-    /// A timer item doesn't fire again; an item that waits for its turn is dropped. Doesn't wait for a run in flight.
+    /// A timer item doesn't fire again; an item that waits for its turn is dropped. Doesn't wait for a run in
+    /// flight.
     virtual uint32_t Cancel(QueueHandle item) = 0;  // 7
     /// Forgets the handle; the item itself goes on.
     virtual uint32_t CloseItem(QueueHandle item) = 0;  // 8
@@ -59,8 +60,8 @@ struct IEventQueue {
     virtual void DestroySerialExecution(ISerialExecution* serial) = 0;  // 12
 };
 
-/// Hands out plug-ins by name. The same name yields the same object. Requests may come from inside another plug-in's
-/// Init or Start.
+/// Hands out plug-ins by name. The same name yields the same object. Requests may come from inside another
+/// plug-in's Init or Start.
 struct IComponentManager {
     /// Each success must be balanced by one ReleasePlugin of the same name.
     virtual uint32_t GetPlugin(const wchar_t* name, const Identifier* iid, void** out) = 0;  // 0
@@ -79,8 +80,8 @@ struct IPluginLoader {
     virtual void Reserved7() = 0;  // 7
     virtual void Reserved8() = 0;  // 8
     virtual void Reserved9() = 0;  // 9
-    /// Reads the list at `path` and starts what it marks for the start. 0, or the error of the first failure; nothing
-    /// stays loaded then.
+    /// Reads the list at `path` and starts what it marks for the start. 0, or the error of the first failure;
+    /// nothing stays loaded then.
     virtual uint32_t LoadPlugins(const wchar_t* path) = 0;  // 10
     virtual void Reserved11() = 0;                          // 11
     /// Stops all plug-ins in the reverse order of their start, un-initialises and destroys them.

@@ -1,10 +1,10 @@
 // Interface identifiers: what the two sides of a binary border select an interface by.
 //
-// Every header in this folder describes the binary border between the module, its host and its clients. They may be
-// built with different compilers, so these headers hold fixed-width types and pure virtual operations only: no
-// virtual destructors, no overloads, no default arguments, no classes returned by value, no library types and no
-// exceptions. The number behind an operation is its slot in the virtual table, counted from 0; the lint run proves
-// the numbers against both compilers' layouts. No header here needs windows.h.
+// Every header in this folder describes the binary border between the module, its host and its clients. They
+// may be built with different compilers, so these headers hold fixed-width types and pure virtual operations
+// only: no virtual destructors, no overloads, no default arguments, no classes returned by value, no library
+// types and no exceptions. The number behind an operation is its slot in the virtual table, counted from 0;
+// the lint run proves the numbers against both compilers' layouts. No header here needs windows.h.
 #pragma once
 
 #include <stdint.h>
@@ -28,4 +28,3 @@ inline constexpr bool operator==(const Identifier& left, const Identifier& right
 inline constexpr bool operator!=(const Identifier& left, const Identifier& right) {
     return !(left == right);
 }
-

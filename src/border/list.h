@@ -30,19 +30,19 @@ struct IListEnum {
 /// Results are 0, or 1168 (ERROR_NOT_FOUND) for an empty list.
 template <class T>
 struct IList {
-    virtual uint32_t PushBack(const T& value) = 0;           // 0
-    virtual uint32_t PushFront(const T& value) = 0;          // 1
-    virtual const T* ConstBack() = 0;                        // 2
-    virtual T* Back() = 0;                                   // 3
-    virtual uint32_t GetBack(T* out) = 0;                    // 4
-    virtual const T* ConstFront() = 0;                       // 5
-    virtual T* Front() = 0;                                  // 6
-    virtual uint32_t GetFront(T* out) = 0;                   // 7
-    virtual void Erase(IListEnum<T>* enumerator) = 0;        // 8
-    virtual IConstListEnum<T>* CreateConstEnum() = 0;        // 9
-    virtual IListEnum<T>* CreateEnum() = 0;                  // 10
-    virtual void Clear() = 0;                                // 11
-    virtual uint64_t GetCount() = 0;                         // 12
+    virtual uint32_t PushBack(const T& value) = 0;     // 0
+    virtual uint32_t PushFront(const T& value) = 0;    // 1
+    virtual const T* ConstBack() = 0;                  // 2
+    virtual T* Back() = 0;                             // 3
+    virtual uint32_t GetBack(T* out) = 0;              // 4
+    virtual const T* ConstFront() = 0;                 // 5
+    virtual T* Front() = 0;                            // 6
+    virtual uint32_t GetFront(T* out) = 0;             // 7
+    virtual void Erase(IListEnum<T>* enumerator) = 0;  // 8
+    virtual IConstListEnum<T>* CreateConstEnum() = 0;  // 9
+    virtual IListEnum<T>* CreateEnum() = 0;            // 10
+    virtual void Clear() = 0;                          // 11
+    virtual uint64_t GetCount() = 0;                   // 12
 };
 
 }  // namespace vx

@@ -14,24 +14,40 @@ enum class profile : uint32_t {
     Battery = 4,
 };
 
+/// The profiles' names, by value.
+inline constexpr const wchar_t* kNames[] = {L"Disabled", L"Work", L"Game", L"Movie", L"Battery"};
+inline constexpr uint32_t kCount = 5;
+
 }  // namespace optimizer::profiles
 
-/// Called outside the engine's own locks, from the thread of the request or of the profile change. `user` is the
-/// interactive user as "DOMAIN\name", empty when nobody is logged on. Pointers are valid during the call only. An
-/// observer must not register or unregister from inside its own notification.
+namespace optimizer {
+
+/// The names that a profile may hold actions under.
+inline constexpr const wchar_t* kActionNames[] = {
+    L"WindowsServices", L"PostponeWindowsUpdate", L"BlockWinNotification",
+    L"VisualFX",        L"PowerPlanAction",       L"UsbDevices",
+    L"Bluetooth",       L"HibernateOnBattery",    L"HibernateOnCable",
+    L"DisableBalloon",  L"WindowsProcesses",
+};
+
+}  // namespace optimizer
+
+/// Called outside the engine's own locks, from the thread of the request or of the profile change. `user` is
+/// the interactive user as "DOMAIN\name", empty when nobody is logged on. Pointers are valid during the call
+/// only. An observer must not register or unregister from inside its own notification.
 struct IOptimizerEvents {
     using profile = optimizer::profiles::profile;
 
-    virtual void OnTaskFinished(const wchar_t* user, const uint32_t* task, uint32_t status) = 0;          // 0
-    virtual void OnProfileChanged(const wchar_t* user, const profile* changed) = 0;                       // 1
-    virtual void OnActionsExecuted(const wchar_t* user, const profile* executed) = 0;                     // 2
-    virtual void OnProfileConfigChanged(const wchar_t* user, const profile* changed) = 0;                 // 3
-    virtual void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) = 0;                   // 4
-    virtual void OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) = 0;                 // 5
+    virtual void OnTaskFinished(const wchar_t* user, const uint32_t* task, uint32_t status) = 0;  // 0
+    virtual void OnProfileChanged(const wchar_t* user, const profile* changed) = 0;               // 1
+    virtual void OnActionsExecuted(const wchar_t* user, const profile* executed) = 0;             // 2
+    virtual void OnProfileConfigChanged(const wchar_t* user, const profile* changed) = 0;         // 3
+    virtual void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) = 0;           // 4
+    virtual void OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) = 0;         // 5
 };
 
-/// Component "optimizeral". Results are Windows error codes, 0 for success. Any thread may call; SetProfile blocks
-/// while a running change gives up, not for the new one.
+/// Component "optimizeral". Results are Windows error codes, 0 for success. Any thread may call; SetProfile
+/// blocks while a running change gives up, not for the new one.
 struct IOptimizer : IServPlugin {
     using profile = optimizer::profiles::profile;
 

@@ -21,7 +21,8 @@ struct IServPlugin : IVxBaseInterface {
     static constexpr Identifier kIdentifier = {
         0x414e2323, 0x04d0, 0x9833, {0x76, 0x41, 0x88, 0x7c, 0x5d, 0x82, 0x52, 0xe9}};
 
-    /// Keeps `main` and takes the plug-ins that the component needs. A failed Init has called UnInit on itself.
+    /// Keeps `main` and takes the plug-ins that the component needs. A failed Init has called UnInit on
+    /// itself.
     virtual uint32_t Init(IServMain* main) = 0;  // 1
     /// Drops what Init took. May be called more than once.
     virtual void UnInit() = 0;     // 2
@@ -29,6 +30,7 @@ struct IServPlugin : IVxBaseInterface {
     virtual uint32_t Stop() = 0;   // 4
 };
 
-/// The two exports by which every library of the suite makes and ends its components. The name's case is ignored.
+/// The two exports by which every library of the suite makes and ends its components. The name's case is
+/// ignored.
 using VxCreateObjectFunction = uint32_t(const wchar_t* name, const Identifier* iid, void** out);
 using VxDestroyObjectFunction = void(const wchar_t* name, void* object);

@@ -7,9 +7,10 @@ struct tagWTSSESSION_NOTIFICATION;
 
 /// Receives session changes, on the thread of the plug-in that reports them.
 struct ISessionChangeEvents {
-    /// `time` is the host's tick count in milliseconds. `event` is one of the WTS_… codes of a session change. The
-    /// notification is valid during the call only.
-    virtual void OnSessionChange(uint32_t time, uint32_t event, const tagWTSSESSION_NOTIFICATION* notification) = 0;  // 0
+    /// `time` is the host's tick count in milliseconds. `event` is one of the WTS_… codes of a session
+    /// change. The notification is valid during the call only.
+    virtual void OnSessionChange(uint32_t time, uint32_t event,
+                                 const tagWTSSESSION_NOTIFICATION* notification) = 0;  // 0
 };
 
 /// Plug-in "sessionchange". Positions 5 and 6 are this host's choice; nobody else relies on them.
@@ -22,5 +23,6 @@ struct ISessionChange : IServPlugin {
     /// Returns when no call to the observer is in flight.
     virtual uint32_t Unsubscribe(ISessionChangeEvents* observer) = 0;  // 6
     /// For the host program: passes a session change on to all observers, on the caller's thread.
-    virtual void Notify(uint32_t time, uint32_t event, const tagWTSSESSION_NOTIFICATION* notification) = 0;  // 7
+    virtual void Notify(uint32_t time, uint32_t event,
+                        const tagWTSSESSION_NOTIFICATION* notification) = 0;  // 7
 };

@@ -1,4 +1,5 @@
-// Memory manager and control record of the string that crosses the border; the string itself is in frame/vx_string.h.
+// Memory manager and control record of the string that crosses the border; the string itself is in
+// frame/vx_string.h.
 #pragma once
 
 #include <stdint.h>
@@ -6,10 +7,10 @@
 namespace vx {
 
 struct IMemMgr {
-    virtual void* Allocate(uint64_t sizeBytes) = 0;                   // 0
+    virtual void* Allocate(uint64_t sizeBytes) = 0;                  // 0
     virtual void* Reallocate(void* memory, uint64_t sizeBytes) = 0;  // 1
-    virtual void Free(void* memory) = 0;                              // 2
-    virtual void Release() = 0;                                       // 3
+    virtual void Free(void* memory) = 0;                             // 2
+    virtual void Release() = 0;                                      // 3
 };
 
 /// Says how the buffer of a string is managed.

@@ -19,8 +19,8 @@ struct UserList {
     UserRecord** end;
 };
 
-/// Fills one record; non-zero for success. The names that begin with "Srv" work from a service, without the caller's
-/// own token.
+/// Fills one record; non-zero for success. The names that begin with "Srv" work from a service, without the
+/// caller's own token.
 using UserRecordFunction = uint32_t(UserRecord* record);
 using UserListFunction = UserList*();
 using FreeUserListFunction = void(UserList* list);

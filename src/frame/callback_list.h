@@ -11,9 +11,9 @@ namespace optimizer {
 
 /// The observers of an object that notifies many. `T` is a pointer type.
 ///
-/// ForEach holds the list lock and the entry's lock for reading while it calls an observer. A Remove therefore waits
-/// for every notification in flight, and an observer must not call Add or Remove from inside its own notification: a
-/// reader can't become a writer, and the lock ends the process.
+/// ForEach holds the list lock and the entry's lock for reading while it calls an observer. A Remove
+/// therefore waits for every notification in flight, and an observer must not call Add or Remove from inside
+/// its own notification: a reader can't become a writer, and the lock ends the process.
 template <class T>
 class CallbackList {
 public:

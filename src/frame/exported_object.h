@@ -39,8 +39,9 @@ private:
 template <class T>
 class ExportedObject final : public ExportedObjectBase {
 public:
-    /// Lets go of what is held and creates `name` from the library at `path`. 0, the library's error, a system error,
-    /// or 632 (ERROR_NOINTERFACE) when the object lacks the interface; nothing is held after an error.
+    /// Lets go of what is held and creates `name` from the library at `path`. 0, the library's error, a
+    /// system error, or 632 (ERROR_NOINTERFACE) when the object lacks the interface; nothing is held after an
+    /// error.
     [[nodiscard]] uint32_t Load(const std::wstring& path, const wchar_t* name,
                                 const Identifier& iid = T::kIdentifier) {
         return _Load(path, name, iid);

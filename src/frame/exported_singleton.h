@@ -18,8 +18,8 @@ public:
     virtual ~IObjectConstructor() = default;
 };
 
-/// The process-wide table of constructors, in which declarations enter themselves. Nothing in this module looks
-/// anything up in it.
+/// The process-wide table of constructors, in which declarations enter themselves. Nothing in this module
+/// looks anything up in it.
 void RegisterConstructor(IObjectConstructor* constructor);
 void UnregisterConstructor(IObjectConstructor* constructor);
 bool IsConstructorRegistered(const IObjectConstructor* constructor);

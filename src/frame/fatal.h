@@ -4,8 +4,8 @@
 
 namespace optimizer {
 
-/// Ends the process through an exception that nobody handles: for overwritten memory and broken lock rules, after
-/// which going on would do more harm than ending.
+/// Ends the process through an exception that nobody handles: for overwritten memory and broken lock rules,
+/// after which going on would do more harm than ending.
 [[noreturn]] inline void EndProcess() {
     constexpr DWORD kProgrammingError = 0xE0565831;  // an application-defined exception code
     RaiseException(kProgrammingError, EXCEPTION_NONCONTINUABLE, 0, nullptr);

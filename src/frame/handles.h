@@ -7,8 +7,8 @@
 
 namespace optimizer {
 
-/// Owns one handle and closes it at the end, leaving the thread's last error as it was. Movable, not copyable.
-/// `Traits` has the handle's Type, its Invalid() value and Close(Type).
+/// Owns one handle and closes it at the end, leaving the thread's last error as it was. Movable, not
+/// copyable. `Traits` has the handle's Type, its Invalid() value and Close(Type).
 template <class Traits>
 class UniqueHandle {
 public:

@@ -13,22 +13,23 @@ std::atomic<int32_t> g_dynamicReferences = 0;
 namespace {
 
 constexpr const char* kLogExports[] = {
-    "LogApplySettings", "LogSetSettingsFile", "LogEnable",    "LogSetLevel",          "LogSetPath",
-    "LogSetType",       "LogSetMode",         "LogSetMaxSize", "LogSetDepth",         "LogWrite",
+    "LogApplySettings", "LogSetSettingsFile",   "LogEnable",     "LogSetLevel",       "LogSetPath",
+    "LogSetType",       "LogSetMode",           "LogSetMaxSize", "LogSetDepth",       "LogWrite",
     "LogIsEnabled",     "LogUninitDeskMetrics", "LogTrackEvent", "LogTrackEventData",
 };
 constexpr size_t kLogWrite = 9;
 constexpr size_t kLogUninitDeskMetrics = 11;
 
 std::atomic<int32_t> g_spinFlag = 0;
-LogBinding* g_binding = nullptr;     // guarded by g_spinFlag
+LogBinding* g_binding = nullptr;       // guarded by g_spinFlag
 bool g_exitHandlerRegistered = false;  // guarded by g_spinFlag
 
 /// Guards the binding pointer and the counters; never held during a write.
 class SpinGuard {
 public:
     SpinGuard() {
-        while (g_spinFlag.exchange(1) != 0) Sleep(1);
+        while (g_spinFlag.exchange(1) != 0)
+            Sleep(1);
     }
     ~SpinGuard() { g_spinFlag.exchange(0); }
     SpinGuard(const SpinGuard&) = delete;
@@ -105,7 +106,8 @@ LogBinding* LogHolder::Get() {
 
 void LogHolder::Release() {
     m_binding = nullptr;
-    while (m_references.fetch_sub(1) > 0) ReleaseLog();
+    while (m_references.fetch_sub(1) > 0)
+        ReleaseLog();
     ++m_references;  // the last step went below 0
 }
 

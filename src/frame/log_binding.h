@@ -8,8 +8,8 @@
 
 namespace optimizer::trace {
 
-/// The functions of log.dll, bound by name. One object for the process, from the first reference to the last. A
-/// missing library or export costs nothing: the write function then stands for one that does nothing.
+/// The functions of log.dll, bound by name. One object for the process, from the first reference to the last.
+/// A missing library or export costs nothing: the write function then stands for one that does nothing.
 class LogBinding {
 public:
     LogBinding();

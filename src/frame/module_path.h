@@ -4,7 +4,8 @@
 
 namespace optimizer {
 
-/// The folder of the library or program that this code is linked into, with the last back-slash; empty on failure.
+/// The folder of the library or program that this code is linked into, with the last back-slash; empty on
+/// failure.
 std::wstring GetModuleFolder();
 
 }  // namespace optimizer

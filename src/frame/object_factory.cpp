@@ -17,8 +17,8 @@ const ComponentEntry* Find(const ComponentEntry* table, size_t count, const wcha
 
 }  // namespace
 
-uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_t* name, const Identifier* iid,
-                         void** out) {
+uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_t* name,
+                         const Identifier* iid, void** out) {
     if (out == nullptr) return ERROR_INVALID_DATA;
     *out = nullptr;
     if (name == nullptr || iid == nullptr) return ERROR_INVALID_DATA;

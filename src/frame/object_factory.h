@@ -18,11 +18,12 @@ struct ComponentEntry {
     void (*destroy)(void* object);
 };
 
-/// Makes a component of the table. The names' case doesn't matter. 13 (ERROR_INVALID_DATA) for null arguments, 14
-/// (ERROR_OUTOFMEMORY), or 1168 (ERROR_NOT_FOUND) for a name that isn't there or an object that lacks the interface.
+/// Makes a component of the table. The names' case doesn't matter. 13 (ERROR_INVALID_DATA) for null
+/// arguments, 14 (ERROR_OUTOFMEMORY), or 1168 (ERROR_NOT_FOUND) for a name that isn't there or an object that
+/// lacks the interface.
 /// `*out` is null on every failure.
-uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_t* name, const Identifier* iid,
-                         void** out);
+uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_t* name,
+                         const Identifier* iid, void** out);
 
 /// Ends a component of the table. An unknown name or a null object does nothing.
 void DestroyComponent(const ComponentEntry* table, size_t count, const wchar_t* name, void* object);
@@ -30,24 +31,23 @@ void DestroyComponent(const ComponentEntry* table, size_t count, const wchar_t* 
 /// Row for a component whose object ends through its destructor.
 template <class Class>
 ComponentEntry OwnedComponent(const wchar_t* name) {
-    return {name,
-            []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
+    return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
             [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
             [](void* object) { delete static_cast<Class*>(static_cast<IVxBaseInterface*>(object)); }};
 }
 
-/// Row for a component whose memory is freed without a destructor: it must have let go of everything in UnInit, and
-/// IVxBaseInterface must be its first base. Hosts rely on that order of events, so no destructor runs here.
+/// Row for a component whose memory is freed without a destructor: it must have let go of everything in
+/// UnInit, and IVxBaseInterface must be its first base. Hosts rely on that order of events, so no destructor
+/// runs here.
 template <class Class>
 ComponentEntry RawComponent(const wchar_t* name) {
-    return {name,
-            []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
+    return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
             [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
             [](void* object) { ::operator delete(object); }};
 }
 
-/// The interface query of a component that answers for IVxBaseInterface, IServPlugin and its own interface. The
-/// answer for all of them is the first base's pointer.
+/// The interface query of a component that answers for IVxBaseInterface, IServPlugin and its own interface.
+/// The answer for all of them is the first base's pointer.
 template <class Interface, class Class>
 void* AnswerFor(Class* object, const Identifier* iid) {
     if (iid == nullptr) return nullptr;

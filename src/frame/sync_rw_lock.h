@@ -10,9 +10,10 @@ namespace optimizer {
 
 /// A reader-writer lock that a thread may take again, and that knows its threads by id.
 ///
-/// A waiting writer goes before readers that come later, but a thread that already reads goes through at once, so that
-/// nested reads can't deadlock against a writer. A writer may also read; its turn ends when both depths are 0. A
-/// reader can't become a writer. Breaking these rules is a programming error and ends the process.
+/// A waiting writer goes before readers that come later, but a thread that already reads goes through at
+/// once, so that nested reads can't deadlock against a writer. A writer may also read; its turn ends when
+/// both depths are 0. A reader can't become a writer. Breaking these rules is a programming error and ends
+/// the process.
 ///
 /// Any thread; LockRead and LockWrite block without limit, the others don't.
 class CSyncRWLock : public ISyncRWLock {

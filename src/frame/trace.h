@@ -1,7 +1,7 @@
 // Tracing through log.dll.
 //
-// A traced method opens with TRACE_SCOPE("Class::Method"), and writes its lines with TRACE_LINE(level, format, …).
-// Formats are wide and follow the Microsoft meaning: %s takes a wide text, %S a narrow one.
+// A traced method opens with TRACE_SCOPE("Class::Method"), and writes its lines with TRACE_LINE(level,
+// format, …). Formats are wide and follow the Microsoft meaning: %s takes a wide text, %S a narrow one.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,10 @@
 
 namespace optimizer::trace {
 
-inline constexpr int32_t kError = 4;          // a failed call that stops the operation
-inline constexpr int32_t kWarning = 8;        // a failure that the operation survives
-inline constexpr int32_t kInformation = 16;   // the values that methods report
-inline constexpr int32_t kScope = 32;         // method entry and exit
+inline constexpr int32_t kError = 4;         // a failed call that stops the operation
+inline constexpr int32_t kWarning = 8;       // a failure that the operation survives
+inline constexpr int32_t kInformation = 16;  // the values that methods report
+inline constexpr int32_t kScope = 32;        // method entry and exit
 
 /// Hands one line to the binding. `nesting` is 0 for a plain line, 1 for an entry line, -1 for a leave line.
 void TraceWrite(const LogBinding* binding, short nesting, const int32_t* level, const char* function,
@@ -48,13 +48,17 @@ private:
 
 #define TRACE_SCOPE(name) const ::optimizer::trace::LogScope traceScope(name, TRACE_WIDEN(name))
 
+/// Brackets one step of the method `name`; `message` is shown in its place.
+#define TRACE_MARKED_SCOPE(name, message) \
+    const ::optimizer::trace::LogScope traceScope(name, TRACE_WIDEN(name), message)
+
 /// A macro, because a silent trace must not evaluate its arguments.
-#define TRACE_LINE(traceLevel, ...)                                                                              \
-    do {                                                                                                         \
-        if (::optimizer::trace::IsLive()) {                                                                      \
-            ::optimizer::trace::LogHolder traceHolder;                                                           \
-            const int32_t traceLevelValue = (traceLevel);                                                        \
-            ::optimizer::trace::TraceWrite(traceHolder.Get(), 0, &traceLevelValue, traceScope.Name(),            \
-                                           traceScope.WideName(), __VA_ARGS__);                                  \
-        }                                                                                                        \
+#define TRACE_LINE(traceLevel, ...)                                                                   \
+    do {                                                                                              \
+        if (::optimizer::trace::IsLive()) {                                                           \
+            ::optimizer::trace::LogHolder traceHolder;                                                \
+            const int32_t traceLevelValue = (traceLevel);                                             \
+            ::optimizer::trace::TraceWrite(traceHolder.Get(), 0, &traceLevelValue, traceScope.Name(), \
+                                           traceScope.WideName(), __VA_ARGS__);                       \
+        }                                                                                             \
     } while (false)

@@ -4,8 +4,8 @@
 
 namespace optimizer {
 
-/// Opens the event that an uninstall signals, making it when it isn't there. Open to every account, since uninstaller
-/// and service run under different ones. Automatic reset. Null on failure.
+/// Opens the event that an uninstall signals, making it when it isn't there. Open to every account, since
+/// uninstaller and service run under different ones. Automatic reset. Null on failure.
 KernelHandle OpenUninstallEvent();
 
 }  // namespace optimizer

@@ -54,7 +54,8 @@ void VxUsersLibrary::Unbind() {
 }
 
 void VxUsersLibrary::_Clear() {
-    for (void*& slot : m_slots) slot = nullptr;
+    for (void*& slot : m_slots)
+        slot = nullptr;
     m_library.Reset();
 }
 
@@ -70,6 +71,15 @@ bool VxUsersLibrary::Fill(Slot slot, UserRecord& record) {
 std::wstring QualifiedName(const UserRecord& record) {
     const std::wstring name = record.name;
     return record.domain[0] != 0 ? std::wstring(record.domain) + L"\\" + name : name;
+}
+
+bool GetCurrentUserName(std::wstring& user) {
+    user.clear();
+    UserRecord record;
+    if (!VxUsersLibrary::Instance().Fill(VxUsersLibrary::kSrvGetCurrentUserName, record)) return false;
+    // Always with the back-slash, also without a domain: listeners compare this form.
+    if (record.name[0] != 0) user = std::wstring(record.domain) + L"\\" + record.name;
+    return true;
 }
 
 }  // namespace optimizer

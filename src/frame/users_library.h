@@ -9,8 +9,8 @@
 
 namespace optimizer {
 
-/// The functions of vxusers.dll, bound by name: all 18 of them or none. Process-wide. Each call goes through Call,
-/// which holds the table's lock for reading, so that the library can't go away under it.
+/// The functions of vxusers.dll, bound by name: all 18 of them or none. Process-wide. Each call goes through
+/// Call, which holds the table's lock for reading, so that the library can't go away under it.
 class VxUsersLibrary {
 public:
     /// The table's slots; slot 0 is the library.
@@ -50,8 +50,8 @@ public:
         return function != nullptr ? static_cast<Result>(function(arguments...)) : fallback;
     }
 
-    /// Fills a record through one of the functions that take one; false for a null slot or a failed call. Only the
-    /// first character of each text and the two reserved fields are cleared before the call.
+    /// Fills a record through one of the functions that take one; false for a null slot or a failed call.
+    /// Only the first character of each text and the two reserved fields are cleared before the call.
     bool Fill(Slot slot, UserRecord& record);
 
 private:
@@ -59,11 +59,14 @@ private:
     void _Clear();
 
     CSyncRWLock m_lock;
-    Library m_library;           // guarded by m_lock
+    Library m_library;               // guarded by m_lock
     void* m_slots[kSlotCount] = {};  // guarded by m_lock
 };
 
 /// The interactive user's name from a record: domain, back-slash, name; the bare name without a domain.
 std::wstring QualifiedName(const UserRecord& record);
+
+/// The interactive user as "DOMAIN\name" for events; false and empty when the library can't tell.
+bool GetCurrentUserName(std::wstring& user);
 
 }  // namespace optimizer

@@ -20,10 +20,11 @@ struct ListEntry : ListLink {
     T value;
 };
 
-/// Walks a list; valid while the list lives. `Interface` is IListEnum<T> or IConstListEnum<T>, `Value` the type that
-/// its Current points to.
+/// Walks a list; valid while the list lives. `Interface` is IListEnum<T> or IConstListEnum<T>, `Value` the
+/// type that its Current points to.
 template <class T, class Interface, class Value>
-class BasicListEnum final : public optimizer::WithDeletingDestructor<BasicListEnum<T, Interface, Value>, Interface> {
+class BasicListEnum final
+    : public optimizer::WithDeletingDestructor<BasicListEnum<T, Interface, Value>, Interface> {
 public:
     explicit BasicListEnum(ListLink* sentinel) : m_sentinel(sentinel), m_current(sentinel->next) {}
 

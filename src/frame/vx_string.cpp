@@ -84,8 +84,9 @@ StringControl* String::_CheckedControl() const {
     if (m_text == nullptr) return nullptr;
     const std::byte* const buffer = BufferOf(m_text);
     const auto control = ReadField<StringControl*>(buffer, kControlOffset);
-    if (ReadField<uint32_t>(buffer, 0) != kGuard || ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard ||
-        control == nullptr || ReadField<uint32_t>(buffer, LastGuardOffset(control->capacity)) != kGuard) {
+    if (ReadField<uint32_t>(buffer, 0) != kGuard ||
+        ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard || control == nullptr ||
+        ReadField<uint32_t>(buffer, LastGuardOffset(control->capacity)) != kGuard) {
         EndProcess();
     }
     return control;

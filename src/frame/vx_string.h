@@ -10,9 +10,9 @@ namespace vx {
 /// The process-wide memory manager of strings: malloc, realloc and free.
 IMemMgr* StringMemMgr();
 
-/// The wide string that crosses the border: one pointer to its characters, null when it never held anything. The
-/// buffer around them is guarded, and its layout is a format that other libraries read and write. Overwritten guards
-/// and failed allocations end the process. No lock: the owner guards it.
+/// The wide string that crosses the border: one pointer to its characters, null when it never held anything.
+/// The buffer around them is guarded, and its layout is a format that other libraries read and write.
+/// Overwritten guards and failed allocations end the process. No lock: the owner guards it.
 class String {
 public:
     String() = default;

@@ -7,8 +7,8 @@
 
 namespace optimizer {
 
-/// A unit of work that calls a member function of `T` with the arguments it carries. Disposing of it deletes it. An
-/// argument that points to allocated data belongs to the member function, which frees it.
+/// A unit of work that calls a member function of `T` with the arguments it carries. Disposing of it deletes
+/// it. An argument that points to allocated data belongs to the member function, which frees it.
 template <class R, class T, class... Arguments>
 class EqWorkItemMember final
     : public WithDeletingDestructor<EqWorkItemMember<R, T, Arguments...>, EqWorkItem> {
@@ -21,7 +21,8 @@ public:
     void Dispose() override { this->DeletingDestructor(1); }
 
     void Execute() override {
-        std::apply([this](const Arguments&... arguments) { (m_target->*m_member)(arguments...); }, m_arguments);
+        std::apply([this](const Arguments&... arguments) { (m_target->*m_member)(arguments...); },
+                   m_arguments);
     }
 
 private:

@@ -1,5 +1,5 @@
-// The reader-writer lock's order of turns. Threads are told apart by the ids that the operations take, so that one
-// real thread plays a reader that already holds the lock while others really wait.
+// The reader-writer lock's order of turns. Threads are told apart by the ids that the operations take, so
+// that one real thread plays a reader that already holds the lock while others really wait.
 #include "frame/sync_rw_lock.h"
 
 #include <atomic>
@@ -17,10 +17,11 @@ constexpr DWORD kPatienceMs = 10000;
 class Caller {
 public:
     template <class Call>
-    explicit Caller(Call call) : m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, call] {
-        call();
-        SetEvent(m_done.Get());
-    }) {}
+    explicit Caller(Call call)
+        : m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, call] {
+              call();
+              SetEvent(m_done.Get());
+          }) {}
     ~Caller() { m_thread.join(); }
 
     bool Finishes() const { return WaitForSingleObject(m_done.Get(), kPatienceMs) == WAIT_OBJECT_0; }
@@ -108,7 +109,8 @@ TEST(SyncRWLock, CountsStayExactUnderLoad) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_FALSE(broken);
     EXPECT_EQ(value, 6 * 1000);
 }

@@ -8,7 +8,8 @@ class FakeEventQueue::Serial final : public ISerialExecution {
 public:
     explicit Serial(FakeEventQueue* queue) : m_queue(queue) {}
 
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t, uint32_t) override {
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
+                  uint32_t) override {
         return m_queue->_Add(name, out, item, this, 0);
     }
 
@@ -17,7 +18,8 @@ private:
 };
 
 FakeEventQueue::~FakeEventQueue() {
-    for (const auto& item : m_items) _Drop(*item);
+    for (const auto& item : m_items)
+        _Drop(*item);
 }
 
 uint32_t FakeEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
@@ -30,8 +32,8 @@ uint32_t FakeEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32
     return _Add(name, out, item, nullptr, periodMs);
 }
 
-uint32_t FakeEventQueue::_Add(const wchar_t* name, QueueHandle* out, EqWorkItem* item, ISerialExecution* serial,
-                              uint32_t periodMs) {
+uint32_t FakeEventQueue::_Add(const wchar_t* name, QueueHandle* out, EqWorkItem* item,
+                              ISerialExecution* serial, uint32_t periodMs) {
     if (postError != 0) return postError;
     names.emplace_back(name);
     auto added = std::make_unique<Item>();

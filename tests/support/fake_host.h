@@ -10,8 +10,8 @@
 
 namespace test_support {
 
-/// An event queue whose items the test runs by hand, on its own thread. Waiting without limit for a pending item runs
-/// it, as a queue thread would do meanwhile.
+/// An event queue whose items the test runs by hand, on its own thread. Waiting without limit for a pending
+/// item runs it, as a queue thread would do meanwhile.
 class FakeEventQueue final : public IEventQueue {
 public:
     struct Item {
@@ -28,7 +28,8 @@ public:
     uint32_t Reserved0() override { return 0; }
     uint32_t Start(uint32_t) override { return 0; }
     uint32_t Stop() override { return 0; }
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t, uint32_t) override;
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
+                  uint32_t) override;
     uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
                        EqWorkItem* item, uint32_t, uint32_t, uint32_t) override;
     uint32_t Reserved5() override { return 0; }

@@ -13,7 +13,8 @@ template <class Function>
 Function* FromLog(const char* name) {
     const HMODULE library = GetModuleHandleW(L"log.dll");
     auto* const function = library != nullptr ? optimizer::GetExport<Function>(library, name) : nullptr;
-    if (function == nullptr) throw std::runtime_error("the simulated log library is not beside the test program");
+    if (function == nullptr)
+        throw std::runtime_error("the simulated log library is not beside the test program");
     return function;
 }
 
@@ -27,7 +28,8 @@ TraceRecorder::TraceRecorder() {
 std::vector<std::wstring> TraceRecorder::Lines() const {
     const auto& lineAt = *FromLog<const wchar_t*(uint32_t)>("SimulatedLine");
     std::vector<std::wstring> lines;
-    for (uint32_t i = 0; const wchar_t* line = lineAt(i); ++i) lines.emplace_back(line);
+    for (uint32_t i = 0; const wchar_t* line = lineAt(i); ++i)
+        lines.emplace_back(line);
     return lines;
 }
 

@@ -23,8 +23,10 @@ uint32_t FillUser(UserRecord* record) {
 
 }  // namespace
 
-#define SIMULATED_RECORD_FUNCTION(name) \
-    extern "C" __declspec(dllexport) uint32_t name(UserRecord* record) { return FillUser(record); }
+#define SIMULATED_RECORD_FUNCTION(name)                                  \
+    extern "C" __declspec(dllexport) uint32_t name(UserRecord* record) { \
+        return FillUser(record);                                         \
+    }
 
 SIMULATED_RECORD_FUNCTION(GetCurrentUserInfoBasic)
 SIMULATED_RECORD_FUNCTION(GetCurrentUserInfoAdvanced)
@@ -36,17 +38,35 @@ SIMULATED_RECORD_FUNCTION(SrvGetCurrentUserInfoAdvanced)
 
 extern "C" {
 
-__declspec(dllexport) UserList* GetAccountsInfoBasic() { return nullptr; }
-__declspec(dllexport) UserList* SrvGetAccountsInfoBasic() { return nullptr; }
-__declspec(dllexport) UserList* GetUsersNamesList() { return nullptr; }
-__declspec(dllexport) UserList* SrvGetUsersNamesList() { return nullptr; }
+__declspec(dllexport) UserList* GetAccountsInfoBasic() {
+    return nullptr;
+}
+__declspec(dllexport) UserList* SrvGetAccountsInfoBasic() {
+    return nullptr;
+}
+__declspec(dllexport) UserList* GetUsersNamesList() {
+    return nullptr;
+}
+__declspec(dllexport) UserList* SrvGetUsersNamesList() {
+    return nullptr;
+}
 __declspec(dllexport) void FreeVXUsersList(UserList*) {}
 __declspec(dllexport) void FreeVXUsersNamesList(UserList*) {}
-__declspec(dllexport) uint32_t RemoveInteractiveUserRights(UserRecord*) { return 0; }
-__declspec(dllexport) uint32_t SrvImpersonateCurrentUser(UserRecord*) { return g_result; }
-__declspec(dllexport) uint32_t SrvImpersonateUser(UserRecord*) { return g_result; }
-__declspec(dllexport) uint32_t SrvRevertToSelf() { return 1; }
-__declspec(dllexport) uint32_t RetriveLocalUsersIconsToVXCache(UserRecord*) { return 0; }
+__declspec(dllexport) uint32_t RemoveInteractiveUserRights(UserRecord*) {
+    return 0;
+}
+__declspec(dllexport) uint32_t SrvImpersonateCurrentUser(UserRecord*) {
+    return g_result;
+}
+__declspec(dllexport) uint32_t SrvImpersonateUser(UserRecord*) {
+    return g_result;
+}
+__declspec(dllexport) uint32_t SrvRevertToSelf() {
+    return 1;
+}
+__declspec(dllexport) uint32_t RetriveLocalUsersIconsToVXCache(UserRecord*) {
+    return 0;
+}
 
 /// An empty name means that nobody is logged on; `result` is what all functions answer.
 __declspec(dllexport) void SimulatedUser(const wchar_t* domain, const wchar_t* name, const wchar_t* appData,

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <optional>
+
+#include "frame/critical_section.h"
+#include "framework/handle_table.h"
+#include "framework/queue_threads.h"
+#include "framework/serial_execution.h"
+
+namespace host {
+
+/// The host's threads and timers.
+///
+/// Any thread may call any operation at any time, before Start and after Stop too: items posted before Start wait for
+/// it, after Stop there are errors (5023, ERROR_INVALID_STATE) until the next Start. Every accepted item is disposed
+/// of exactly once, after its run or in place of it, and before those who wait for it go on. Nothing is called under
+/// the queue's lock.
+///
+/// On a queue thread Stop doesn't wait for the threads, its own being one of them; the next Stop or Start from
+/// elsewhere, or the destructor, does. The destructor must not run on a queue thread.
+class CEventQueue final : public IEventQueue {
+public:
+    CEventQueue() = default;
+    ~CEventQueue();
+    CEventQueue(const CEventQueue&) = delete;
+    CEventQueue& operator=(const CEventQueue&) = delete;
+
+    uint32_t Reserved0() override { return ERROR_NOT_SUPPORTED; }
+    /// 0, 87 for no threads or too many, 183 when it runs already, 5023 on one of its own threads, or the system's
+    /// error.
+    uint32_t Start(uint32_t threadCount) override;
+    uint32_t Stop() override;
+    /// 0, 87 without an item, 14 or 5023.
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1, uint32_t reserved2,
+                  uint32_t reserved3) override;
+    /// As Post; 87 for a period or a count of 0 too. A firing that comes due while the item runs is left out.
+    uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
+                       EqWorkItem* item, uint32_t reserved1, uint32_t reserved2, uint32_t reserved3) override;
+    uint32_t Reserved5() override { return ERROR_NOT_SUPPORTED; }
+    /// 0 when the item has ended, 258 when it hasn't, 6 for a handle that isn't there, 1131
+    /// (ERROR_POSSIBLE_DEADLOCK) for a thread that would wait for itself. A timer ends with its last firing.
+    uint32_t Wait(QueueHandle item, uint32_t timeoutMs) override;
+    /// 0, or 6 for a handle that isn't there. Disposes of an item that it drops on the calling thread.
+    uint32_t Cancel(QueueHandle item) override;
+    uint32_t CloseItem(QueueHandle item) override;
+    uint32_t Reserved9() override { return ERROR_NOT_SUPPORTED; }
+    uint32_t Reserved10() override { return ERROR_NOT_SUPPORTED; }
+    uint32_t CreateSerialExecution(ISerialExecution** out) override;
+    /// From inside one of its own items it returns at once; the serial execution goes when that item has ended.
+    void DestroySerialExecution(ISerialExecution* serial) override;
+
+    /// For CSerialExecution. As Post.
+    uint32_t PostSerial(CSerialExecution& serial, const wchar_t* name, QueueHandle* out, EqWorkItem* item);
+
+private:
+    using Lock = std::unique_lock<CSlimLock>;
+    enum class State { Fresh, Running, Stopped };
+    struct Schedule {
+        CSerialExecution* serial = nullptr;
+        uint32_t periodMs = 0;
+        uint32_t firings = 0;
+    };
+
+    uint32_t _Submit(const wchar_t* name, QueueHandle* out, EqWorkItem* work, const Schedule& schedule);
+    CSignal* _Enqueue(ItemList& fresh, ItemRef item);
+    bool _Arm(ItemList& from, ItemRef item);
+
+    uint32_t _StartThreads(uint32_t threadCount);
+    void _RunItems();
+    void _RunTimers();
+    void _RunOne(Lock& lock, ItemRef item);
+    bool _FiresAgain(ItemRef item);
+
+    ItemList& _ListOf(const QueueItem& item);
+    void _Move(ItemRef item, ItemState state);
+    void _Activate(ItemRef item);
+    void _End(ItemRef item);
+    void _Drop(Lock& lock, ItemRef item);
+    void _DropAll(Lock& lock);
+    bool _PassTurn(CSerialExecution& serial);
+    void _ForgetIfUnused(ItemRef item);
+    std::optional<ItemRef> _FirstWaiting();
+    uint32_t _CountActiveHere(const CSerialExecution& serial) const;
+    bool _WaitsForItself(const QueueItem& item) const;
+
+    optimizer::CCriticalSection m_lifeLock;  // taken before m_lock; held while threads start or are waited for
+    CSlimLock m_lock;                        // guards everything below
+    State m_state = State::Fresh;
+    uint64_t m_generation = 0;  // counts the starts
+    CQueueThreads m_threads;    // changed under both locks
+    std::list<CSerialExecution> m_serials;
+    ItemList m_ready;
+    ItemList m_armed;  // sorted by due time
+    ItemList m_active;
+    ItemList m_ended;
+    CHandleTable m_handles;
+    uint32_t m_idleCount = 0;
+    CSignal m_work;   // an item is ready, or the state changed
+    CSignal m_alarm;  // the first timer changed, or the state did
+};
+
+}  // namespace host

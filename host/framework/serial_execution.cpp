@@ -1,0 +1,12 @@
+#include "framework/serial_execution.h"
+
+#include "framework/event_queue.h"
+
+namespace host {
+
+uint32_t CSerialExecution::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
+                                uint32_t) {
+    return m_queue.PostSerial(*this, name, out, item);
+}
+
+}  // namespace host

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+
+#include "border/host.h"
+#include "border/optimizer.h"
+#include "border/session_change.h"
+#include "frame/critical_section.h"
+#include "frame/exported_object.h"
+#include "frame/log_binding.h"
+
+namespace host {
+
+/// The host with its plug-ins, in this process: the same in the service, in the console and for an uninstall.
+/// One thread starts and stops it.
+class EngineHost {
+public:
+    EngineHost() = default;
+    ~EngineHost() { Stop(); }
+    EngineHost(const EngineHost&) = delete;
+    EngineHost& operator=(const EngineHost&) = delete;
+
+    /// Loads framework.dll, starts its queue and loads the plug-in list. False with one sentence in
+    /// `problem`; nothing stays started then.
+    bool Start(const std::wstring& pluginList, std::wstring& problem);
+    /// Ends the plug-ins, then the queue. The profile in force stays. Blocks until a running change has given
+    /// up.
+    void Stop();
+
+    IOptimizer* Engine() const { return m_engine; }
+    /// Passes a session change on to whoever listens. Any thread, also while Stop runs.
+    void OnSessionChange(uint32_t event, const tagWTSSESSION_NOTIFICATION* notification);
+
+private:
+    bool _LoadPlugins(const std::wstring& pluginList, std::wstring& problem);
+
+    optimizer::trace::LogHolder m_log;
+    optimizer::ExportedObject<IServMain> m_main;
+    bool m_queueStarted = false;
+    bool m_pluginsLoaded = false;
+    IOptimizer* m_engine = nullptr;
+    optimizer::CCriticalSection m_sessionLock;
+    ISessionChange* m_sessions = nullptr;  // guarded by m_sessionLock
+};
+
+/// The plug-in list that ships beside this program.
+std::wstring DefaultPluginList();
+
+/// Tells the engine, in whatever process it runs, that it is being uninstalled and has to put the machine
+/// back when it stops. False with a sentence in `problem`.
+bool NotifyUninstall(std::wstring& problem);
+
+}  // namespace host

@@ -1,0 +1,90 @@
+// The stand-alone host: a Windows service, and the same thing in a console.
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "frame/text.h"
+#include "host/service/console.h"
+#include "host/service/engine_host.h"
+#include "host/service/service_control.h"
+#include "host/settings_check/settings_check.h"
+#include "host/terminal/terminal.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+int Console(const std::wstring& pluginList) {
+    bool sound = true;
+    for (const host::SettingsFinding& finding : host::CheckSettings(host::FindSettingsFolder())) {
+        host::PrintErrorLine(finding.sentence);
+        if (finding.prevents) return kFailed;
+        sound = false;
+    }
+    host::EngineHost engineHost;
+    std::wstring problem;
+    if (!engineHost.Start(pluginList, problem)) {
+        host::PrintErrorLine(problem);
+        return kFailed;
+    }
+    const int result = host::RunConsole(engineHost);
+    engineHost.Stop();
+    return sound ? result : kFailed;
+}
+
+int Report(bool done, const std::wstring& sentence, const std::wstring& problem) {
+    if (!done) {
+        host::PrintErrorLine(problem);
+        return kFailed;
+    }
+    if (!sentence.empty()) host::PrintLine(sentence);
+    return kDone;
+}
+
+int Run(const std::vector<std::wstring>& arguments) {
+    CLI::App app("Runs the profile engine as a service or in a console.", "optimizerhost");
+    app.require_subcommand(1);
+    std::string listOption;
+    app.add_option("--plugins", listOption, "plug-in list to load instead of settings\\service_plugins.xml");
+    const auto* const console = app.add_subcommand("console", "run here and take commands from the input");
+    const auto* const install = app.add_subcommand("install", "register the service");
+    const auto* const uninstall =
+        app.add_subcommand("uninstall", "put the machine back and remove the service");
+    const auto* const run = app.add_subcommand("run", "for the service manager");
+
+    std::vector<std::string> reversed;
+    for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
+        reversed.push_back(optimizer::Narrow(*argument));
+    }
+    try {
+        app.parse(reversed);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kDone : kUsage;
+    }
+    const std::wstring pluginList =
+        listOption.empty() ? host::DefaultPluginList() : optimizer::Widen(listOption);
+    std::wstring problem;
+    if (console->parsed()) return Console(pluginList);
+    if (install->parsed())
+        return Report(host::InstallService(problem), L"The service is installed.", problem);
+    if (uninstall->parsed()) {
+        return Report(host::UninstallService(pluginList, problem),
+                      L"The machine is put back, the service removed.", problem);
+    }
+    return run->parsed() ? Report(host::RunService(pluginList, problem), L"", problem) : kUsage;
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** arguments) {
+    try {
+        return Run({arguments + 1, arguments + count});
+    } catch (const std::exception& error) {
+        host::PrintErrorLine(L"The program ends on an unexpected failure: " + optimizer::Widen(error.what()) +
+                             L".");
+        return kFailed;
+    }
+}

@@ -1,0 +1,126 @@
+#include <windows.h>
+
+#include "frame/handles.h"
+#include "frame/text.h"
+#include "host/service/engine_host.h"
+#include "host/service/service_control.h"
+
+namespace host {
+
+namespace {
+
+using optimizer::ServiceHandle;
+using optimizer::SystemErrorText;
+
+constexpr DWORD kStopPatienceMs = 60000;
+constexpr DWORD kPollMs = 50;
+
+std::wstring Refused(const std::wstring& what, DWORD error) {
+    std::wstring sentence = what + L": " + SystemErrorText(error) + L".";
+    if (error == ERROR_ACCESS_DENIED) sentence += L" Run this as an administrator.";
+    return sentence;
+}
+
+std::wstring ProgramPath() {
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+void Describe(SC_HANDLE service) {
+    std::wstring text = L"Switches this machine between its profiles and puts it back.";
+    SERVICE_DESCRIPTIONW description = {text.data()};
+    ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description);
+    // A service that died comes back, since only a running engine puts the machine back when asked.
+    SC_ACTION restart = {SC_ACTION_RESTART, 5000};
+    SERVICE_FAILURE_ACTIONSW actions = {};
+    actions.dwResetPeriod = 3600;
+    actions.cActions = 1;
+    actions.lpsaActions = &restart;
+    ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &actions);
+}
+
+bool IsStopped(SC_HANDLE service) {
+    SERVICE_STATUS status = {};
+    return !QueryServiceStatus(service, &status) || status.dwCurrentState == SERVICE_STOPPED;
+}
+
+/// Tells a running engine of the uninstall and stops its service.
+bool StopForUninstall(SC_HANDLE service, std::wstring& problem) {
+    if (IsStopped(service)) return true;
+    if (!NotifyUninstall(problem)) return false;
+    SERVICE_STATUS status = {};
+    if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_SERVICE_NOT_ACTIVE) {
+            problem = Refused(L"The service can't be stopped", error);
+            return false;
+        }
+    }
+    for (DWORD waitedMs = 0; !IsStopped(service); waitedMs += kPollMs) {
+        if (waitedMs >= kStopPatienceMs) {
+            problem = L"The service did not stop within a minute; end it and uninstall again.";
+            return false;
+        }
+        Sleep(kPollMs);
+    }
+    return true;
+}
+
+/// Runs the engine for the one purpose of putting the machine back.
+bool PutMachineBack(const std::wstring& pluginList, std::wstring& problem) {
+    EngineHost host;
+    if (!host.Start(pluginList, problem)) return false;
+    const bool notified = NotifyUninstall(problem);
+    host.Stop();
+    return notified;
+}
+
+}  // namespace
+
+bool InstallService(std::wstring& problem) {
+    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
+    if (!manager) {
+        const DWORD error = GetLastError();
+        problem = Refused(L"The service manager can't be opened", error);
+        return false;
+    }
+    const std::wstring command = L"\"" + ProgramPath() + L"\" run";
+    const ServiceHandle service(CreateServiceW(manager.Get(), kServiceName, L"Optimizer host",
+                                               SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                                               SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, command.c_str(),
+                                               nullptr, nullptr, nullptr, nullptr, nullptr));
+    if (!service) {
+        const DWORD error = GetLastError();
+        problem = Refused(L"The service can't be registered", error);
+        return false;
+    }
+    Describe(service.Get());
+    return true;
+}
+
+bool UninstallService(const std::wstring& pluginList, std::wstring& problem) {
+    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) {
+        const DWORD error = GetLastError();
+        problem = Refused(L"The service manager can't be opened", error);
+        return false;
+    }
+    constexpr DWORD kAccess = SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE;
+    const ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, kAccess));
+    if (!service) {
+        const DWORD error = GetLastError();
+        problem = Refused(L"The service can't be opened", error);
+        return false;
+    }
+    if (!StopForUninstall(service.Get(), problem) || !PutMachineBack(pluginList, problem)) {
+        problem += L" The service stays registered; uninstall again when that is mended.";
+        return false;
+    }
+    if (DeleteService(service.Get())) return true;
+    const DWORD error = GetLastError();
+    problem = Refused(L"The machine is put back, but the service can't be removed", error);
+    return false;
+}
+
+}  // namespace host

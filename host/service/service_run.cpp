@@ -1,0 +1,113 @@
+#include <windows.h>
+
+#include "frame/handles.h"
+#include "frame/text.h"
+#include "frame/trace.h"
+#include "host/service/engine_host.h"
+#include "host/service/service_control.h"
+#include "host/settings_check/settings_check.h"
+
+namespace host {
+
+namespace {
+
+constexpr DWORD kStartHintMs = 30000;
+constexpr DWORD kStopHintMs = 60000;
+
+/// The one service of this process. The dispatcher calls without a context at first, hence the static object.
+class Service {
+public:
+    static Service& Instance() {
+        static Service instance;
+        return instance;
+    }
+
+    void SetPluginList(const std::wstring& path) { m_pluginList = path; }
+    void Main();
+    DWORD OnControl(DWORD control, DWORD event, void* data);
+
+private:
+    void _Report(DWORD state, DWORD hintMs, DWORD error);
+
+    std::wstring m_pluginList;
+    EngineHost m_host;
+    SERVICE_STATUS_HANDLE m_status = nullptr;
+    optimizer::KernelHandle m_stop;
+};
+
+DWORD WINAPI HandleControl(DWORD control, DWORD event, void* data, void*) {
+    return Service::Instance().OnControl(control, event, data);
+}
+
+void WINAPI ServiceMain(DWORD, wchar_t**) {
+    Service::Instance().Main();
+}
+
+void Service::Main() {
+    TRACE_SCOPE("Service::Main");
+    m_stop.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_status = RegisterServiceCtrlHandlerExW(kServiceName, &HandleControl, nullptr);
+    if (m_status == nullptr || !m_stop) return;
+    _Report(SERVICE_START_PENDING, kStartHintMs, NO_ERROR);
+    optimizer::trace::LogHolder log;
+    log.Get();
+    for (const SettingsFinding& finding : CheckSettings(FindSettingsFolder())) {
+        TRACE_LINE(optimizer::trace::kError, L"%s", finding.sentence.c_str());
+    }
+    std::wstring problem;
+    if (!m_host.Start(m_pluginList, problem)) {
+        TRACE_LINE(optimizer::trace::kError, L"%s", problem.c_str());
+        _Report(SERVICE_STOPPED, 0, ERROR_SERVICE_SPECIFIC_ERROR);
+        return;
+    }
+    _Report(SERVICE_RUNNING, 0, NO_ERROR);
+    WaitForSingleObject(m_stop.Get(), INFINITE);
+    _Report(SERVICE_STOP_PENDING, kStopHintMs, NO_ERROR);
+    m_host.Stop();
+    _Report(SERVICE_STOPPED, 0, NO_ERROR);
+}
+
+DWORD Service::OnControl(DWORD control, DWORD event, void* data) {
+    switch (control) {
+        case SERVICE_CONTROL_STOP:
+        case SERVICE_CONTROL_SHUTDOWN:
+            SetEvent(m_stop.Get());
+            return NO_ERROR;
+        case SERVICE_CONTROL_SESSIONCHANGE:
+            m_host.OnSessionChange(event, static_cast<const tagWTSSESSION_NOTIFICATION*>(data));
+            return NO_ERROR;
+        case SERVICE_CONTROL_INTERROGATE:
+            return NO_ERROR;
+        default:
+            return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+}
+
+void Service::_Report(DWORD state, DWORD hintMs, DWORD error) {
+    SERVICE_STATUS status = {};
+    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    status.dwCurrentState = state;
+    status.dwWin32ExitCode = error;
+    status.dwServiceSpecificExitCode = error == ERROR_SERVICE_SPECIFIC_ERROR ? 1 : 0;
+    status.dwWaitHint = hintMs;
+    if (state == SERVICE_RUNNING) {
+        status.dwControlsAccepted =
+            SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN | SERVICE_ACCEPT_SESSIONCHANGE;
+    }
+    SetServiceStatus(m_status, &status);
+}
+
+}  // namespace
+
+bool RunService(const std::wstring& pluginList, std::wstring& problem) {
+    Service::Instance().SetPluginList(pluginList);
+    std::wstring name = kServiceName;
+    const SERVICE_TABLE_ENTRYW table[] = {{name.data(), &ServiceMain}, {nullptr, nullptr}};
+    if (StartServiceCtrlDispatcherW(table)) return true;
+    const DWORD error = GetLastError();
+    problem = L"Only the service manager starts this program with \"run\": " +
+              optimizer::SystemErrorText(error) + L". Use \"console\" to run it by hand.";
+    return false;
+}
+
+}  // namespace host

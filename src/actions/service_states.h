@@ -1,0 +1,44 @@
+// Run status and start type of a service, as the services action speaks of them, and the plain decisions
+// about them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "actions/iwindows_service.h"
+
+namespace optimizer {
+
+/// As saved in restore files: the values stay.
+enum class ServiceStatus : int32_t {
+    Running = 0,
+    Stopped = 1,
+    Paused = 2,
+    None = 3,  // unknown, or no change wanted
+};
+
+enum class ServiceStartup : int32_t {
+    Automatic = 0,
+    Manual = 1,
+    Disabled = 2,
+    None = 3,  // unknown, or no change wanted
+};
+
+/// The status that a service is in or moves to, by the platform's dwCurrentState.
+std::optional<ServiceStatus> StatusOfState(uint32_t state);
+
+/// By the platform's dwStartType.
+std::optional<ServiceStartup> StartupOfType(uint32_t startType);
+
+/// The way back from StartupOfType; nothing for None.
+std::optional<uint32_t> TypeOfStartup(ServiceStartup startup);
+
+/// One operation on a service by name, with its limit in milliseconds.
+using ServiceStep = uint32_t (IWindowsService::*)(const wchar_t* name, uint32_t timeoutMs);
+
+/// The steps from one status to another, in order. Unused places are null.
+using ServiceSteps = std::array<ServiceStep, 2>;
+ServiceSteps StepsBetween(ServiceStatus from, ServiceStatus to);
+
+}  // namespace optimizer

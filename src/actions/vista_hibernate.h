@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "actions/hibernate.h"
+#include "actions/power_functions.h"
+
+namespace optimizer {
+
+/// The hibernation settings of the active power scheme, on Windows Vista and later. One thread at a time.
+class CVistaHibernate final : public IHibernate {
+public:
+    bool Init() override;
+    void Uninit() override;
+    /// Reads from the scheme that was active at Init.
+    bool Get(bool onBattery, bool* enabled, uint32_t* timeout) override;
+    /// Writes to the scheme that is active now.
+    bool Set(bool onBattery, bool enabled, uint32_t timeout) override;
+
+private:
+    std::unique_ptr<PowerFunctions> m_functions;  // null before Init and after Uninit
+    LocalMemory m_scheme;                         // the GUID of the scheme that was active at Init
+};
+
+}  // namespace optimizer

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "actions/optimizer_action.h"
+#include "actions/service_states.h"
+
+namespace optimizer {
+
+struct ServiceRecord {
+    bool operator==(const ServiceRecord&) const = default;
+
+    std::wstring name;
+    ServiceStatus status = ServiceStatus::None;
+    ServiceStartup startup = ServiceStartup::None;
+};
+
+/// A list of services, each with a run status and a start type. In JSON an array.
+struct WindowsServicesParams final : IOptimizerActionSettings {
+    void ToJson(picojson::value* out) const override;
+    /// Elements that aren't objects or have no name are left out.
+    void FromJson(const picojson::value* in) override;
+    bool operator==(const WindowsServicesParams& other) const { return services == other.services; }
+
+    /// The first record of that name, upper and lower case being the same; null when there is none.
+    ServiceRecord* Find(const std::wstring& name);
+    const ServiceRecord* Find(const std::wstring& name) const;
+    void Remove(const std::wstring& name);
+
+    std::vector<ServiceRecord> services;
+};
+
+}  // namespace optimizer

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace optimizer {
+
+/// The settings folder, with the last back-slash, for the product's data folder as its configuration tells
+/// it: a folder "optimizer" in there, relative to this code's own folder; beside the module when none is
+/// told.
+std::wstring SettingsFolder(const std::wstring& dataFolder);
+
+}  // namespace optimizer

@@ -1,0 +1,112 @@
+// The library's entry and its three exports: the only place that knows every component.
+#include <iterator>
+#include <new>
+
+#include <windows.h>
+
+#include "frame/object_factory.h"
+#include "frame/uninstall_event.h"
+#include "profile/optimizer_plugin.h"
+#include "settings/settings_manager.h"
+
+namespace {
+
+using optimizer::ComponentEntry;
+using optimizer::COptimizerPlugin;
+
+constexpr const wchar_t* kPluginName = L"optimizeral";
+
+CRITICAL_SECTION g_lock;               // made at process attach; held only around the two fields below
+int32_t g_count = 0;                   // references to the plugin
+COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
+
+/// Components of which each call makes a new object. The host frees them without a destructor.
+const ComponentEntry kComponents[] = {
+    optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
+};
+
+/// Null when the memory is short.
+COptimizerPlugin* MakePlugin() {
+    try {
+        return new (std::nothrow) COptimizerPlugin;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+uint32_t CreatePlugin(const Identifier* iid, void** out) {
+    const Identifier wanted = *iid;
+    EnterCriticalSection(&g_lock);
+    uint32_t error = ERROR_SUCCESS;
+    if (g_count == 0) {
+        g_plugin = MakePlugin();
+        if (g_plugin != nullptr) {
+            g_count = 1;
+        } else {
+            error = ERROR_OUTOFMEMORY;
+        }
+    } else if (g_plugin != nullptr) {
+        ++g_count;
+    } else {
+        // A destruction too many took the count below 0. It isn't mended: the balance is the callers' to
+        // keep.
+        error = ERROR_NOT_FOUND;
+    }
+    COptimizerPlugin* const plugin = g_plugin;
+    LeaveCriticalSection(&g_lock);
+    if (error != ERROR_SUCCESS) return error;
+    // The count stays raised when the object lacks the interface: only a balancing destruction takes it down.
+    *out = plugin->QueryInterface(&wanted);
+    return *out != nullptr ? ERROR_SUCCESS : ERROR_NOT_FOUND;
+}
+
+void DestroyPlugin() {
+    EnterCriticalSection(&g_lock);
+    // Goes below 0 unchecked, as told above.
+    if (g_count-- == 1) {
+        if (g_plugin != nullptr) g_plugin->DeletingDestructor(1);
+        g_plugin = nullptr;
+    }
+    LeaveCriticalSection(&g_lock);
+}
+
+bool IsPlugin(const wchar_t* name) {
+    return name != nullptr && _wcsicmp(name, kPluginName) == 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t VxCreateObject(const wchar_t* name, const Identifier* iid, void** out) {
+    if (out != nullptr && iid != nullptr && IsPlugin(name)) {
+        *out = nullptr;
+        return CreatePlugin(iid, out);
+    }
+    return optimizer::CreateComponent(kComponents, std::size(kComponents), name, iid, out);
+}
+
+void VxDestroyObject(const wchar_t* name, void* object) {
+    if (IsPlugin(name)) {
+        DestroyPlugin();
+    } else {
+        optimizer::DestroyComponent(kComponents, std::size(kComponents), name, object);
+    }
+}
+
+uint32_t VxNotifyUninstall() {
+    const optimizer::KernelHandle event = optimizer::OpenUninstallEvent();
+    return event && SetEvent(event.Get()) ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
+}
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        if (g_count == 0) InitializeCriticalSection(&g_lock);
+    } else if (reason == DLL_PROCESS_DETACH) {
+        // With references left at exit the section stays, since their owners may still come.
+        if (g_count == 0) DeleteCriticalSection(&g_lock);
+    }
+    return TRUE;
+}
+
+}  // extern "C"

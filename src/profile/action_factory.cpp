@@ -1,0 +1,62 @@
+#include "profile/action_factory.h"
+
+#include "actions/hibernate_action.h"
+#include "actions/windows_services_action.h"
+#include "frame/json.h"
+#include "frame/trace.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kHibernateOnBattery = L"HibernateOnBattery";
+constexpr const wchar_t* kHibernateOnCable = L"HibernateOnCable";
+
+using Creator = ActionPointer (*)(const picojson::value& parameters, IServMain* main);
+
+struct Row {
+    const wchar_t* name;
+    Creator create;
+};
+
+template <class Parameters>
+Parameters Read(const picojson::value& json) {
+    Parameters parameters;
+    parameters.FromJson(&json);
+    return parameters;
+}
+
+/// Names are compared exactly and tried in this order. A new action joins with its class.
+constexpr Row kActions[] = {
+    {L"WindowsServices",
+     [](const picojson::value& json, IServMain* main) {
+         return ActionPointer(new CWindowsServicesAction(Read<WindowsServicesParams>(json), main));
+     }},
+    {kHibernateOnBattery,
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CHibernateAction(kHibernateOnBattery, true, Read<HibernateParams>(json)));
+     }},
+    {kHibernateOnCable,
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CHibernateAction(kHibernateOnCable, false, Read<HibernateParams>(json)));
+     }},
+};
+
+}  // namespace
+
+ActionPointer CreateAction(const std::wstring& name, const std::string& parameters, IServMain* main) {
+    TRACE_SCOPE("CreateAction");
+    for (const Row& row : kActions) {
+        if (name != row.name) continue;
+        picojson::value json;
+        std::string error;
+        if (!json::Parse(parameters, json, error)) {
+            TRACE_LINE(trace::kWarning, L"%s: %S", name.c_str(), error.c_str());
+            json = picojson::value();
+        }
+        return row.create(json, main);
+    }
+    return nullptr;
+}
+
+}  // namespace optimizer

@@ -1,0 +1,192 @@
+#include "profile/optimizer_plugin.h"
+
+#include <new>
+#include <string>
+#include <utility>
+
+#include "frame/object_factory.h"
+#include "frame/trace.h"
+#include "frame/users_library.h"
+#include "frame/vx_string.h"
+#include "profile/action_factory.h"
+
+namespace optimizer {
+
+namespace {
+
+/// The interactive user for events; empty when nobody is logged on.
+std::wstring GetCurrentUser() {
+    TRACE_SCOPE("COptimizerPlugin::GetCurrentUser");
+    std::wstring user;
+    if (!GetCurrentUserName(user)) TRACE_LINE(trace::kInformation, L"SrvGetCurrentUserName failed");
+    return user;
+}
+
+const wchar_t* TrueFalse(bool value) {
+    return value ? L"true" : L"false";
+}
+
+}  // namespace
+
+COptimizerPlugin::COptimizerPlugin() {
+    m_log.Get();
+}
+
+COptimizerPlugin::~COptimizerPlugin() = default;
+
+void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
+    return AnswerFor<IOptimizer>(this, iid);
+}
+
+uint32_t COptimizerPlugin::Init(IServMain* main) {
+    TRACE_SCOPE("COptimizerPlugin::Init");
+    if (main == nullptr) {
+        TRACE_LINE(trace::kError, L"IServMain is null!");
+        UnInit();
+        return ERROR_INVALID_HANDLE;
+    }
+    m_main = main;
+    VxUsersLibrary::Instance().Bind();
+    m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
+    m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
+    return ERROR_SUCCESS;
+}
+
+void COptimizerPlugin::UnInit() {
+    TRACE_SCOPE("COptimizerPlugin::UnInit");
+    m_manager.reset();
+    m_main = nullptr;
+    if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
+    VxUsersLibrary::Instance().Unbind();
+}
+
+uint32_t COptimizerPlugin::Start() {
+    TRACE_SCOPE("COptimizerPlugin::Start");
+    if (m_manager) static_cast<void>(m_manager->Start());
+    m_tracksUsersStarted = CUserLogon::Instance().Start() == ERROR_SUCCESS;
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerPlugin::Stop() {
+    TRACE_SCOPE("COptimizerPlugin::Stop");
+    if (m_manager) static_cast<void>(m_manager->Stop());
+    if (std::exchange(m_tracksUsersStarted, false)) CUserLogon::Instance().Stop();
+    return ERROR_SUCCESS;
+}
+
+// Tasks aren't run by this class: the two operations keep their places and only trace.
+uint32_t COptimizerPlugin::StartTask(const int32_t* task) {
+    TRACE_SCOPE("COptimizerPlugin::StartTask");
+    TRACE_LINE(trace::kInformation, L"task=%d", task != nullptr ? *task : 0);
+    return ERROR_SUCCESS;
+}
+
+void COptimizerPlugin::CancelTask(const int32_t* task) {
+    TRACE_SCOPE("COptimizerPlugin::CancelTask");
+    TRACE_LINE(trace::kInformation, L"task=%d", task != nullptr ? *task : 0);
+}
+
+uint32_t COptimizerPlugin::SetProfile(const profile* wanted) {
+    TRACE_SCOPE("COptimizerPlugin::SetProfile");
+    if (wanted == nullptr) return ERROR_INVALID_PARAMETER;
+    TRACE_LINE(trace::kInformation, L"profile=%d", *wanted);
+    CriticalSectionGuard guard(m_lock);
+    return m_manager ? m_manager->SetProfile(wanted) : uint32_t{ERROR_GEN_FAILURE};
+}
+
+uint32_t COptimizerPlugin::GetProfile(profile* active) {
+    TRACE_SCOPE("COptimizerPlugin::GetProfile");
+    if (active == nullptr) return ERROR_INVALID_PARAMETER;
+    CriticalSectionGuard guard(m_lock);
+    const uint32_t result = m_manager ? m_manager->GetProfile(active) : uint32_t{ERROR_GEN_FAILURE};
+    if (result == ERROR_SUCCESS) TRACE_LINE(trace::kInformation, L"profile=%d", *active);
+    return result;
+}
+
+uint32_t COptimizerPlugin::SetProfileConfig(const profile* which, vx::String* config) {
+    TRACE_SCOPE("COptimizerPlugin::SetProfileConfig");
+    if (which == nullptr || config == nullptr) return ERROR_INVALID_PARAMETER;
+    uint32_t result = ERROR_GEN_FAILURE;
+    {
+        CriticalSectionGuard guard(m_lock);
+        if (m_manager) result = m_manager->SetProfileConfig(which, config->Text());
+        TRACE_LINE(trace::kInformation, L"%s", config->Text());
+    }
+    // Subscribers hear of it whatever the result was; they read the config anew then.
+    const std::wstring user = GetCurrentUser();
+    m_subscribers.ForEach(
+        [&](IOptimizerEvents* subscriber) { subscriber->OnProfileConfigChanged(user.c_str(), which); });
+    return result;
+}
+
+uint32_t COptimizerPlugin::GetProfileConfig(const profile* which, vx::String* config) {
+    TRACE_SCOPE("COptimizerPlugin::GetProfileConfig");
+    if (which == nullptr || config == nullptr) return ERROR_INVALID_PARAMETER;
+    std::wstring text;
+    CriticalSectionGuard guard(m_lock);
+    const uint32_t result =
+        m_manager ? m_manager->GetProfileConfig(which, text) : uint32_t{ERROR_GEN_FAILURE};
+    if (result == ERROR_SUCCESS) config->Assign(text.c_str());
+    TRACE_LINE(trace::kInformation, L"%s", text.c_str());
+    return result;
+}
+
+uint32_t COptimizerPlugin::SetModuleEnable(bool enable) {
+    TRACE_SCOPE("COptimizerPlugin::SetModuleEnable");
+    TRACE_LINE(trace::kInformation, L"enable=%s", TrueFalse(enable));
+    if (m_manager) {
+        const uint32_t error = m_manager->SetModuleState(enable ? 1 : 0);
+        if (error != ERROR_SUCCESS) {
+            TRACE_LINE(trace::kError, L"failed error 0x%x", error);
+            return error;
+        }
+    }
+    const std::wstring user = GetCurrentUser();
+    m_subscribers.ForEach([&](IOptimizerEvents* subscriber) {
+        subscriber->OnOptimizerModuleEnableChanged(user.c_str(), enable);
+    });
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerPlugin::GetModuleEnable(bool* enable) {
+    TRACE_SCOPE("COptimizerPlugin::GetModuleEnable");
+    if (enable == nullptr) return ERROR_INVALID_PARAMETER;
+    if (!m_manager) return ERROR_GEN_FAILURE;
+    *enable = m_manager->GetModuleState();
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerPlugin::AddEventsObserver(IOptimizerEvents* observer) {
+    return m_subscribers.Add(observer);
+}
+
+uint32_t COptimizerPlugin::RemoveEventsObserver(IOptimizerEvents* observer) {
+    return m_subscribers.Remove(observer, 0);
+}
+
+void COptimizerPlugin::OnProfileApplied(const profile* applied) {
+    TRACE_SCOPE("COptimizerPlugin::OnProfileApplied");
+    TRACE_LINE(trace::kInformation, L"profile=%d", *applied);
+    const std::wstring user = GetCurrentUser();
+    m_subscribers.ForEach(
+        [&](IOptimizerEvents* subscriber) { subscriber->OnProfileChanged(user.c_str(), applied); });
+}
+
+void COptimizerPlugin::OnActionsExecuted(const profile* executed) {
+    TRACE_SCOPE("COptimizerPlugin::OnActionsExecuted");
+    TRACE_LINE(trace::kInformation, L"profile=%d", *executed);
+    const std::wstring user = GetCurrentUser();
+    m_subscribers.ForEach(
+        [&](IOptimizerEvents* subscriber) { subscriber->OnActionsExecuted(user.c_str(), executed); });
+}
+
+void COptimizerPlugin::OnModuleStateChanged(bool enabled) {
+    TRACE_SCOPE("COptimizerPlugin::OnModuleStateChanged");
+    TRACE_LINE(trace::kInformation, L"enabled=%s", TrueFalse(enabled));
+    const std::wstring user = GetCurrentUser();
+    m_subscribers.ForEach([&](IOptimizerEvents* subscriber) {
+        subscriber->OnOptimizerModuleEnableChanged(user.c_str(), enabled);
+    });
+}
+
+}  // namespace optimizer

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+
+#include "border/host.h"
+#include "border/optimizer.h"
+#include "frame/callback_list.h"
+#include "frame/critical_section.h"
+#include "frame/deleting_destructor.h"
+#include "frame/log_binding.h"
+#include "profile/profile_manager.h"
+
+namespace optimizer {
+
+/// Component "optimizeral": everything that concerns profiles is reached through this one object of the
+/// process. Init, Start, Stop and UnInit come once each from the host; the operations may come from any
+/// thread meanwhile.
+///
+/// The plugin lock serialises the profile operations and is taken before the manager's. Subscribers are
+/// called outside of it, but for OnProfileChanged, which comes from inside the request that changes the
+/// profile.
+class COptimizerPlugin final : public WithDeletingDestructor<COptimizerPlugin, IOptimizer>,
+                               public IProfileManagerObserver {
+public:
+    using profile = profiles::profile;
+
+    COptimizerPlugin();
+    ~COptimizerPlugin();
+    COptimizerPlugin(const COptimizerPlugin&) = delete;
+    COptimizerPlugin& operator=(const COptimizerPlugin&) = delete;
+
+    void* QueryInterface(const Identifier* iid) override;
+    uint32_t Init(IServMain* main) override;
+    void UnInit() override;
+    uint32_t Start() override;
+    uint32_t Stop() override;
+
+    uint32_t StartTask(const int32_t* task) override;
+    void CancelTask(const int32_t* task) override;
+    uint32_t SetProfile(const profile* wanted) override;
+    uint32_t GetProfile(profile* active) override;
+    uint32_t SetProfileConfig(const profile* which, vx::String* config) override;
+    uint32_t GetProfileConfig(const profile* which, vx::String* config) override;
+    uint32_t SetModuleEnable(bool enable) override;
+    uint32_t GetModuleEnable(bool* enable) override;
+    uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
+    uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
+
+    void OnProfileApplied(const profile* applied) override;
+    void OnActionsExecuted(const profile* executed) override;
+    void OnModuleStateChanged(bool enabled) override;
+
+private:
+    trace::LogHolder m_log;  // keeps the log bound for as long as the engine lives
+    CallbackList<IOptimizerEvents*> m_subscribers;
+    CCriticalSection m_lock;                    // the plugin lock
+    std::unique_ptr<ProfileManager> m_manager;  // from Init to UnInit
+    IServMain* m_main = nullptr;
+    bool m_tracksUsersInit = false;     // Init of the user tracking is this object's to take back
+    bool m_tracksUsersStarted = false;  // likewise Start
+};
+
+}  // namespace optimizer

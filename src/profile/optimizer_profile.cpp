@@ -1,0 +1,298 @@
+#include "profile/optimizer_profile.h"
+
+#include "frame/json.h"
+#include "frame/text.h"
+#include "frame/trace.h"
+#include "frame/uninstall_event.h"
+#include "frame/work_item.h"
+#include "settings/iprofiles_settings.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kSettingsPlugin = L"optimizersettings";
+constexpr const char* kPostponeWindowsUpdate = "PostponeWindowsUpdate";
+
+bool IsSignalled(const KernelHandle& event) {
+    return event && WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0;
+}
+
+void TraceNotActive() {
+    TRACE_MARKED_SCOPE("OptimizerProfile::GetActionList", L"PostponeWindowsUpdate");
+    TRACE_LINE(trace::kInformation, L"not active");
+}
+
+std::wstring ReadActions(IProfilesSettings& settings, bool system, profiles::profile which) {
+    std::wstring text;
+    if (system) {
+        settings.GetSystemActions(&which, text);
+    } else {
+        settings.GetUserActions(&which, text);
+    }
+    return text;
+}
+
+}  // namespace
+
+bool IsActionActive(const picojson::value& config, const std::string& name, profiles::profile wanted) {
+    // Updates aren't postponed at work unless the user asks for it; that default is wanted.
+    const bool byDefault = !(name == kPostponeWindowsUpdate && wanted == profiles::profile::Work);
+    const picojson::value* const settings = json::Find(config, name);
+    if (settings == nullptr) return byDefault;
+    return json::ToBool(json::Find(*settings, "active")).value_or(byDefault);
+}
+
+OptimizerProfile::OptimizerProfile(IServMain* main, IOptimizerProfileObserver* observer,
+                                   ActionFactory factory)
+    : m_main(main), m_observer(observer), m_factory(factory) {
+    TRACE_SCOPE("OptimizerProfile::OptimizerProfile");
+    if (main != nullptr) {
+        m_queue = main->GetEventQueue();
+        m_components = main->GetComponentManager();
+    }
+    if (m_components != nullptr) {
+        void* plugin = nullptr;
+        const uint32_t error =
+            m_components->GetPlugin(kSettingsPlugin, &IOptimizerSettings::kIdentifier, &plugin);
+        if (error == ERROR_SUCCESS) {
+            m_settings = static_cast<IOptimizerSettings*>(plugin);
+        } else {
+            TRACE_LINE(trace::kError, L"GetPlugin %s failed 0x%x", kSettingsPlugin, error);
+        }
+    }
+    m_stopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_actions = std::make_unique<ActionManager>(this);
+    m_uninstallEvent = OpenUninstallEvent();
+}
+
+OptimizerProfile::~OptimizerProfile() {
+    TRACE_SCOPE("OptimizerProfile::~OptimizerProfile");
+    Stop();
+    if (IsSignalled(m_uninstallEvent)) {
+        // Without a run since the start, the notes on disk are all that tells what is changed.
+        if (!m_hasRun) m_restore.fetch_or(1);
+        _Start(profile::Disabled);
+    }
+    if (m_item != nullptr) m_queue->CloseItem(m_item);
+    if (m_settings != nullptr) m_components->ReleasePlugin(kSettingsPlugin);
+    m_actions.reset();
+    m_uninstallEvent.Reset();
+}
+
+uint32_t OptimizerProfile::Start(const profile* wanted) {
+    TRACE_SCOPE("OptimizerProfile::Start");
+    if (m_queue == nullptr || !m_stopEvent) return ERROR_INVALID_HANDLE;
+    if (m_item != nullptr && m_queue->Wait(m_item, 0) != WAIT_TIMEOUT) {
+        m_queue->CloseItem(m_item);
+        m_item = nullptr;
+    }
+    // A change runs: the new one is dropped and still a success. The manager calls Stop first wherever it
+    // matters.
+    if (m_item != nullptr) return ERROR_SUCCESS;
+
+    auto* const item =
+        new EqWorkItemMember1<void, OptimizerProfile, profile>(this, *wanted, &OptimizerProfile::_Start);
+    const uint32_t error = m_queue->Post(L"OptimizerProfile::Start", &m_item, item, 0, 0, 0);
+    if (error != ERROR_SUCCESS) item->Dispose();
+    return m_item != nullptr ? error : ERROR_INVALID_HANDLE;
+}
+
+uint32_t OptimizerProfile::Stop() {
+    TRACE_SCOPE("OptimizerProfile::Stop");
+    if (m_queue == nullptr || m_item == nullptr || !m_stopEvent) return ERROR_SUCCESS;
+    SetEvent(m_stopEvent.Get());
+    m_actions->Cancel();
+    m_queue->Wait(m_item, kWaitForever);
+    m_queue->CloseItem(m_item);
+    m_item = nullptr;
+    ResetEvent(m_stopEvent.Get());
+    return ERROR_SUCCESS;
+}
+
+uint32_t OptimizerProfile::RestoreLastProfile(profile* out) {
+    TRACE_SCOPE("OptimizerProfile::RestoreLastProfile");
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings == nullptr) return ERROR_GEN_FAILURE;
+    if (!settings->GetActiveProfile(out)) {
+        TRACE_LINE(trace::kWarning, L"ProfilesSettings::GetActiveProfile failed");
+        return ERROR_GEN_FAILURE;
+    }
+    m_restore.fetch_or(1);
+    return Start(out);
+}
+
+uint32_t OptimizerProfile::SetProfileConfig(const profile* which, const std::wstring& text) {
+    TRACE_SCOPE("OptimizerProfile::SetProfileConfig");
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings != nullptr && settings->SetConfig(which, text)) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, L"ProfilesSettings::SetConfig failed");
+    return ERROR_GEN_FAILURE;
+}
+
+uint32_t OptimizerProfile::GetProfileConfig(const profile* which, std::wstring& out) {
+    TRACE_SCOPE("OptimizerProfile::GetProfileConfig");
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings != nullptr && settings->GetConfig(which, out)) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, L"ProfilesSettings::GetConfig failed");
+    return ERROR_GEN_FAILURE;
+}
+
+IProfilesSettings* OptimizerProfile::_ProfilesSettings() const {
+    return m_settings != nullptr ? m_settings->GetProfilesSettings() : nullptr;
+}
+
+void OptimizerProfile::_Start(profile wanted) {
+    TRACE_SCOPE("OptimizerProfile::_Start");
+    if (!IsSignalled(m_stopEvent)) _Run(wanted);
+    // Told in all cases, also after a stop or a failure: clients wait for it.
+    if (m_observer != nullptr) m_observer->OnActionsExecuted(&wanted);
+}
+
+void OptimizerProfile::_Run(profile wanted) {
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings != nullptr) settings->SetActiveProfile(&wanted);
+
+    ActionMap actions;
+    if (!_GetActionLists(wanted, actions) || !m_actions) return;
+    m_hasRun = true;
+    if (wanted == profile::Disabled && m_restore != 1) {
+        m_actions->RevertAll();
+        return;
+    }
+    const bool restoring = m_restore == 1;
+    if (restoring) _RestoreRevertParameters(wanted, actions);
+    _Apply(actions, restoring, restoring && wanted == profile::Disabled);
+}
+
+/// Hands the actions the values that a previous run saved, so that they won't take the state which that run
+/// left behind for the state to return to.
+void OptimizerProfile::_RestoreRevertParameters(profile wanted, ActionMap& actions) {
+    ActionMap saved;
+    if (wanted != profile::Disabled) _GetActionLists(profile::Disabled, saved);
+    for (const auto& [name, action] : actions) {
+        const auto found = saved.find(name);
+        if (found != saved.end()) action->SetRevertParameters(found->second->GetParameters());
+    }
+    saved.clear();
+    m_restore = 0;
+}
+
+void OptimizerProfile::_Apply(ActionMap& actions, bool restoring, bool puttingRight) {
+    m_puttingRight = puttingRight;
+    m_actions->Apply(&actions);
+    // The saved values are in force again, and no profile is: there is nothing left that a later run could
+    // return to.
+    if (puttingRight) m_actions->Forget();
+    m_puttingRight = false;
+    // A restore that was cut short leaves notes on disk that no action has taken over. The next run must hand
+    // them over too, or its actions would note the state that the earlier profile left behind.
+    if (restoring && IsSignalled(m_stopEvent)) m_restore.fetch_or(1);
+}
+
+bool OptimizerProfile::_GetActionLists(profile wanted, ActionMap& actions) {
+    return _GetActionList(true, wanted, actions) && _GetActionList(false, wanted, actions);
+}
+
+bool OptimizerProfile::_GetActionList(bool system, profile wanted, ActionMap& actions) {
+    TRACE_SCOPE("OptimizerProfile::GetActionList");
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings == nullptr) return false;
+    const std::wstring text = ReadActions(*settings, system, wanted);
+    if (text.empty()) return true;
+
+    picojson::value list;
+    std::string error;
+    if (!json::Parse(Narrow(text), list, error)) {
+        TRACE_LINE(trace::kError, L"%S", error.c_str());
+        return false;
+    }
+    if (!list.is<picojson::object>()) return true;
+    const picojson::value config = _ReadConfig(wanted);
+    for (const auto& [name, value] : list.get<picojson::object>()) {
+        if (IsActionActive(config, name, wanted)) {
+            _AddAction(Widen(name), value, actions);
+        } else if (name == kPostponeWindowsUpdate) {
+            TraceNotActive();
+        }
+    }
+    return true;
+}
+
+void OptimizerProfile::_AddAction(const std::wstring& name, const picojson::value& value,
+                                  ActionMap& actions) {
+    TRACE_SCOPE("OptimizerProfile::_AddAction");
+    // Not made again for a name that is there: constructors have effects.
+    if (actions.contains(name)) return;
+    ActionPointer action = m_factory(name, value.serialize(), m_main);
+    if (action) {
+        actions.emplace(name, std::move(action));
+    } else {
+        TRACE_LINE(trace::kWarning, L"no action for %s", name.c_str());
+    }
+}
+
+picojson::value OptimizerProfile::_ReadConfig(profile wanted) {
+    TRACE_SCOPE("OptimizerProfile::_ReadConfig");
+    std::wstring text;
+    picojson::value config;
+    std::string error;
+    if (!_ProfilesSettings()->GetConfig(&wanted, text)) return config;
+    if (!json::Parse(Narrow(text), config, error)) {
+        TRACE_LINE(trace::kWarning, L"%S", error.c_str());
+        return {};
+    }
+    return config;
+}
+
+void OptimizerProfile::OnActionState(IOptimizerAction* action, const ActionState* state) {
+    TRACE_SCOPE("OptimizerProfile::OnActionState");
+    if (m_settings == nullptr) return;
+
+    // While a half-applied profile is put right, an action that has run has brought its saved values back,
+    // and its note is done with. To note what it found would make the leftovers the state to return to.
+    const bool remove = *state == ActionState::Reverted || m_puttingRight;
+    picojson::value value;
+    if (!remove) {
+        if (*state != ActionState::Started && *state != ActionState::Updated) return;
+        IOptimizerActionSettings* const found = action->GetRevertParameters();
+        if (found == nullptr) return;
+        found->ToJson(&value);
+    }
+    const bool stored =
+        _ChangeRevertList(action->GetName(), [&](const std::string& name, picojson::object& list) {
+            if (remove) {
+                list.erase(name);
+            } else {
+                list[name] = value;
+            }
+        });
+    if (!stored) TRACE_LINE(trace::kError, L"the note of %s was not stored", action->GetName());
+}
+
+/// Reads the revert list that the action's values are kept in, lets `change` have it and stores it.
+template <class Change>
+bool OptimizerProfile::_ChangeRevertList(const std::wstring& name, Change change) {
+    TRACE_SCOPE("OptimizerProfile::_ChangeRevertList");
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings == nullptr) return false;
+    const bool system = settings->IsSystemAction(name);
+    const auto store = [&](const std::wstring& text) {
+        return system ? settings->SetSystemRevertActions(text) : settings->SetUserRevertActions(text);
+    };
+    std::wstring text = ReadActions(*settings, system, profile::Disabled);
+    if (text.empty()) {
+        text = L"{}";
+        store(text);
+    }
+    picojson::value list;
+    std::string error;
+    if (!json::Parse(Narrow(text), list, error) || !list.is<picojson::object>()) {
+        TRACE_LINE(trace::kError, L"%S", error.c_str());
+        return false;
+    }
+    change(Narrow(name), list.get<picojson::object>());
+    return store(Widen(list.serialize()));
+}
+
+}  // namespace optimizer

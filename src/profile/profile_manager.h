@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+
+#include "frame/critical_section.h"
+#include "profile/optimizer_profile.h"
+#include "profile/user_logon.h"
+
+namespace optimizer {
+
+/// The plugin's side of the manager. OnProfileApplied comes from inside a request, with the manager lock
+/// held, the others with none.
+class IProfileManagerObserver {
+public:
+    virtual void OnProfileApplied(const profiles::profile* applied) = 0;
+    virtual void OnActionsExecuted(const profiles::profile* executed) = 0;
+    virtual void OnModuleStateChanged(bool enabled) = 0;
+
+protected:
+    ~IProfileManagerObserver() = default;
+};
+
+/// Knows which profile is active and whether the module is on, and decides for a request whether actions run
+/// or the choice is only stored. Owned by COptimizerPlugin; Start before and Stop after all requests, both on
+/// the host's thread, with no lock held.
+///
+/// Requests may come from any thread and block while a running change gives up. The manager lock is held over
+/// that wait, so that nothing on the queue thread may need it. Lock order: the plugin's, this one's, the
+/// stores'.
+class ProfileManager final : public IOptimizerProfileObserver, public IUserLogonObserver {
+public:
+    using profile = profiles::profile;
+
+    ProfileManager(IProfileManagerObserver* observer, IServMain* main, ActionFactory factory);
+    ~ProfileManager();
+    ProfileManager(const ProfileManager&) = delete;
+    ProfileManager& operator=(const ProfileManager&) = delete;
+
+    uint32_t Start();
+    uint32_t Stop();
+
+    /// 183 (ERROR_ALREADY_EXISTS) for the active profile, 31 before Start, or an error of the event queue.
+    uint32_t SetProfile(const profile* wanted);
+    uint32_t GetProfile(profile* active);
+    uint32_t SetProfileConfig(const profile* which, const std::wstring& text);
+    uint32_t GetProfileConfig(const profile* which, std::wstring& out);
+    /// Only 1 means on. 0 also when the state didn't change.
+    uint32_t SetModuleState(uint32_t enable);
+    bool GetModuleState();
+
+    void OnActionsExecuted(const profile* executed) override;
+    void OnLogon(uint32_t time, const wchar_t* user) override;
+    void OnLogoff(uint32_t time, const wchar_t* user) override;
+
+private:
+    uint32_t _RestoreLastProfile();
+    bool _GetModuleState();
+    void _AdoptStoredModuleState();
+    IProfilesSettings* _ProfilesSettings() const;
+
+    CCriticalSection m_lock;                      // the manager lock; taken again by its own thread
+    profile m_activeProfile = profile::Disabled;  // guarded by m_lock
+    IProfileManagerObserver* const m_observer;
+    IServMain* const m_main;
+    std::unique_ptr<OptimizerProfile> m_profile;  // from Start to Stop; guarded by m_lock
+    bool m_moduleState = false;                   // guarded by m_lock
+    IComponentManager* m_components = nullptr;
+    IOptimizerSettings* m_settings = nullptr;
+    const ActionFactory m_factory;
+};
+
+}  // namespace optimizer

@@ -1,0 +1,236 @@
+#include "settings/profiles_settings.h"
+
+#include "frame/json.h"
+#include "frame/text.h"
+#include "frame/trace.h"
+#include "frame/users_library.h"
+#include "settings/json_file.h"
+#include "settings/profile_names.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const char* kActiveProfileKey = "active_profile";
+constexpr const char* kModuleStatusKey = "module_status";
+constexpr const char* kRevertListKey = "Disabled";
+constexpr const char* kSystemActionsKey = "SystemActions";
+
+std::wstring InFolder(const std::wstring& folder, const std::wstring& name) {
+    const bool complete = !folder.empty() && folder.back() == L'\\';
+    return folder + (complete ? L"" : L"\\") + name;
+}
+
+/// The file of the interactive user. `traceScope` is the caller's: a failure is told under its name.
+bool MakeUserPath(const std::wstring& folder, const wchar_t* suffix, const trace::LogScope& traceScope,
+                  std::wstring& path) {
+    UserRecord user;
+    if (!VxUsersLibrary::Instance().Fill(VxUsersLibrary::kSrvGetCurrentUserName, user)) {
+        TRACE_LINE(trace::kWarning, L"SrvGetCurrentUserName failed");
+        return false;
+    }
+    if (user.name[0] == 0) {
+        TRACE_LINE(trace::kWarning, L"empty username");
+        return false;
+    }
+    path = InFolder(folder, std::wstring(user.domain) + L"_" + user.name + suffix);
+    return true;
+}
+
+/// The object under a key of a file; false when the file or the object isn't there.
+bool ReadMember(const std::wstring& file, const std::string& key, picojson::value& out) {
+    picojson::value document;
+    if (ReadJsonFile(file, document) != JsonFileState::Ok) return false;
+    const picojson::value* const member = json::Find(document, key);
+    if (member == nullptr || !member->is<picojson::object>()) return false;
+    out = *member;
+    return true;
+}
+
+bool WriteMember(const std::wstring& file, const char* key, const picojson::value& value) {
+    picojson::object document;
+    if (!ReadObjectForChange(file, document)) return false;
+    document[key] = value;
+    return WriteJsonFile(file, picojson::value(document));
+}
+
+}  // namespace
+
+CProfilesSettings::Restore::Restore(const std::wstring& f)
+    : folder(f), systemFile(InFolder(f, L"system_restore_profile.json")) {}
+
+bool CProfilesSettings::Restore::GetUserFile(std::wstring& path) const {
+    TRACE_SCOPE("CProfilesSettings::Restore::GetUserFile");
+    return MakeUserPath(folder, L"_restore_profile.json", traceScope, path);
+}
+
+bool CProfilesSettings::Config::GetUserFile(std::wstring& path) const {
+    TRACE_SCOPE("CProfilesSettings::Config::GetUserFile");
+    return MakeUserPath(folder, L"_config_profiles.json", traceScope, path);
+}
+
+CProfilesSettings::CProfilesSettings(const std::wstring& folder)
+    : m_profilesFile(InFolder(folder, L"profiles.json")), m_restore(folder), m_config(folder) {}
+
+void CProfilesSettings::Init() {
+    TRACE_SCOPE("CProfilesSettings::Init");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (m_restore.GetUserFile(userFile) && !_LoadActiveProfile(userFile)) {
+        TRACE_LINE(trace::kWarning, L"Failed LoadActiveProfile");
+    }
+    if (!_LoadSystemActions()) TRACE_LINE(trace::kWarning, L"Failed load SystemActions");
+}
+
+bool CProfilesSettings::GetActiveProfile(profile* out) {
+    TRACE_SCOPE("CProfilesSettings::GetActiveProfile");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (!m_restore.GetUserFile(userFile)) return false;
+    if (!_LoadActiveProfile(userFile)) {
+        TRACE_LINE(trace::kWarning, L"Failed LoadActiveProfile");
+        m_activeProfile = profile::Disabled;
+    }
+    *out = m_activeProfile;
+    return true;
+}
+
+void CProfilesSettings::SetActiveProfile(const profile* active) {
+    TRACE_SCOPE("CProfilesSettings::SetActiveProfile");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (!m_restore.GetUserFile(userFile)) return;
+    if (WriteMember(userFile, kActiveProfileKey, picojson::value(ProfileName(*active))))
+        m_activeProfile = *active;
+}
+
+void CProfilesSettings::GetUserActions(const profile* which, std::wstring& out) {
+    TRACE_SCOPE("CProfilesSettings::GetUserActions");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (*which == profile::Disabled) m_restore.GetUserFile(userFile);
+    _GetActions(which, userFile, out);
+}
+
+void CProfilesSettings::GetSystemActions(const profile* which, std::wstring& out) {
+    TRACE_SCOPE("CProfilesSettings::GetSystemActions");
+    CriticalSectionGuard guard(m_lock);
+    _GetActions(which, m_restore.systemFile, out);
+}
+
+bool CProfilesSettings::SetUserRevertActions(const std::wstring& text) {
+    TRACE_SCOPE("CProfilesSettings::SetUserRevertActions");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    return m_restore.GetUserFile(userFile) && _SetRevertActions(userFile, text);
+}
+
+bool CProfilesSettings::SetSystemRevertActions(const std::wstring& text) {
+    TRACE_SCOPE("CProfilesSettings::SetSystemRevertActions");
+    CriticalSectionGuard guard(m_lock);
+    return _SetRevertActions(m_restore.systemFile, text);
+}
+
+bool CProfilesSettings::IsSystemAction(const std::wstring& name) {
+    CriticalSectionGuard guard(m_lock);
+    return m_systemActions.contains(Narrow(name));
+}
+
+bool CProfilesSettings::GetConfig(const profile* which, std::wstring& out) {
+    TRACE_SCOPE("CProfilesSettings::GetConfig");
+    out.clear();
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (!m_config.GetUserFile(userFile)) return false;
+    picojson::value config;
+    out = ReadMember(userFile, ProfileName(*which), config) ? Widen(config.serialize()) : L"{}";
+    return true;
+}
+
+bool CProfilesSettings::SetConfig(const profile* which, const std::wstring& text) {
+    TRACE_SCOPE("CProfilesSettings::SetConfig");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (!m_config.GetUserFile(userFile)) return false;
+    picojson::value config;
+    std::string error;
+    if (!json::Parse(Narrow(text), config, error)) {
+        TRACE_LINE(trace::kWarning, L"%S", error.c_str());
+        return false;
+    }
+    return WriteMember(userFile, ProfileName(*which).c_str(), config);
+}
+
+bool CProfilesSettings::GetModuleStatus(bool* out) {
+    TRACE_SCOPE("CProfilesSettings::GetModuleStatus");
+    *out = false;
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    picojson::value document;
+    if (!m_restore.GetUserFile(userFile) || ReadJsonFile(userFile, document) != JsonFileState::Ok) {
+        TRACE_LINE(trace::kWarning, L"Failed LoadModuleStatus");
+        return false;
+    }
+    *out = json::ToBool(json::Find(document, kModuleStatusKey)).value_or(false);
+    return true;
+}
+
+bool CProfilesSettings::SetModuleStatus(const bool* enabled) {
+    TRACE_SCOPE("CProfilesSettings::SetModuleStatus");
+    CriticalSectionGuard guard(m_lock);
+    std::wstring userFile;
+    if (m_restore.GetUserFile(userFile) &&
+        WriteMember(userFile, kModuleStatusKey, picojson::value(*enabled))) {
+        return true;
+    }
+    TRACE_LINE(trace::kWarning, L"Failed SaveModuleStatus");
+    return false;
+}
+
+bool CProfilesSettings::_LoadActiveProfile(const std::wstring& userFile) {
+    picojson::value document;
+    if (ReadJsonFile(userFile, document) != JsonFileState::Ok) return false;
+    const auto name = json::ToText(json::Find(document, kActiveProfileKey));
+    if (!name) return false;
+    m_activeProfile = ProfileFromName(*name);
+    return true;
+}
+
+bool CProfilesSettings::_LoadSystemActions() {
+    m_systemActions.clear();
+    picojson::value document;
+    if (ReadJsonFile(m_profilesFile, document) != JsonFileState::Ok) return false;
+    const picojson::value* const names = json::Find(document, kSystemActionsKey);
+    if (names == nullptr || !names->is<picojson::array>()) return false;
+    for (const picojson::value& name : names->get<picojson::array>()) {
+        if (name.is<std::string>()) m_systemActions.insert(name.get<std::string>());
+    }
+    return true;
+}
+
+void CProfilesSettings::_GetActions(const profile* which, const std::wstring& restoreFile,
+                                    std::wstring& out) {
+    out.clear();
+    picojson::value actions;
+    const bool found = (*which == profile::Disabled && !restoreFile.empty() &&
+                        ReadMember(restoreFile, kRevertListKey, actions)) ||
+                       ReadMember(m_profilesFile, ProfileName(*which), actions);
+    if (found) out = Widen(actions.serialize());
+}
+
+bool CProfilesSettings::_SetRevertActions(const std::wstring& file, const std::wstring& text) {
+    TRACE_SCOPE("CProfilesSettings::_SetRevertActions");
+    picojson::value actions;
+    std::string error;
+    if (!json::Parse(Narrow(text), actions, error)) {
+        TRACE_LINE(trace::kWarning, L"%S", error.c_str());
+        return false;
+    }
+    picojson::object document;
+    if (!ReadObjectForChange(file, document)) return false;
+    document[kRevertListKey] = actions;
+    document[kActiveProfileKey] = picojson::value(ProfileName(m_activeProfile));
+    return WriteJsonFile(file, picojson::value(document));
+}
+
+}  // namespace optimizer

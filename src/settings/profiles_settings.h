@@ -1,0 +1,66 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include <picojson.h>
+
+#include "frame/critical_section.h"
+#include "settings/iprofiles_settings.h"
+
+namespace optimizer {
+
+/// Keeps profiles in JSON files: the shipped definitions, the machine's and the user's revert lists, and the
+/// user's own settings. Nothing is cached but the active profile's number and the names of the system
+/// actions. Owned by CSettingsManager.
+class CProfilesSettings final : public IProfilesSettings {
+public:
+    /// `folder` is the settings folder; the last back-slash may lack.
+    explicit CProfilesSettings(const std::wstring& folder);
+
+    /// Loads the active profile and the names of the system actions; failures are traced and survived.
+    void Init();
+
+    bool GetActiveProfile(profile* out) override;
+    void SetActiveProfile(const profile* active) override;
+    void GetUserActions(const profile* which, std::wstring& out) override;
+    bool SetUserRevertActions(const std::wstring& text) override;
+    void GetSystemActions(const profile* which, std::wstring& out) override;
+    bool SetSystemRevertActions(const std::wstring& text) override;
+    bool IsSystemAction(const std::wstring& name) override;
+    bool GetConfig(const profile* which, std::wstring& out) override;
+    bool SetConfig(const profile* which, const std::wstring& text) override;
+    bool GetModuleStatus(bool* out) override;
+    bool SetModuleStatus(const bool* enabled) override;
+
+private:
+    /// Where revert lists are kept.
+    struct Restore {
+        explicit Restore(const std::wstring& folder);
+        bool GetUserFile(std::wstring& path) const;
+
+        std::wstring folder;
+        std::wstring systemFile;
+    };
+    /// Where the user's own settings are kept.
+    struct Config {
+        explicit Config(const std::wstring& f) : folder(f) {}
+        bool GetUserFile(std::wstring& path) const;
+
+        std::wstring folder;
+    };
+
+    bool _LoadActiveProfile(const std::wstring& userFile);
+    bool _LoadSystemActions();
+    void _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
+    bool _SetRevertActions(const std::wstring& file, const std::wstring& text);
+
+    const std::wstring m_profilesFile;
+    const Restore m_restore;
+    const Config m_config;
+    CCriticalSection m_lock;                      // held over file access; guards the fields below
+    profile m_activeProfile = profile::Disabled;  // as last loaded or stored
+    std::set<std::string> m_systemActions;
+};
+
+}  // namespace optimizer

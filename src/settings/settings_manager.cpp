@@ -1,0 +1,74 @@
+#include "settings/settings_manager.h"
+
+#include <new>
+
+#include <windows.h>
+
+#include "border/host.h"
+#include "border/product_info.h"
+#include "frame/object_factory.h"
+#include "frame/settings_folder.h"
+#include "frame/trace.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kProductInfo = L"productinfo";
+
+/// The product's data folder as its configuration tells it; empty when it tells none.
+uint32_t GetDataFolder(IComponentManager* components, std::wstring& folder) {
+    TRACE_SCOPE("CSettingsManager::GetDataFolder");
+    void* plugin = nullptr;
+    const uint32_t error = components->GetPlugin(kProductInfo, &IProductInfo::kIdentifier, &plugin);
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"Error getting plugin: %s", kProductInfo);
+    } else if (plugin != nullptr) {
+        const wchar_t* const value = static_cast<IProductInfo*>(plugin)->GetValue(2, L"common");
+        if (value != nullptr) folder = value;
+    }
+    // Given back in both cases; hosts count on the pair also after a failed request.
+    components->ReleasePlugin(kProductInfo);
+    return error;
+}
+
+}  // namespace
+
+void* CSettingsManager::QueryInterface(const Identifier* iid) {
+    return AnswerFor<IOptimizerSettings>(this, iid);
+}
+
+uint32_t CSettingsManager::Init(IServMain* main) {
+    TRACE_SCOPE("CSettingsManager::Init");
+    if (main == nullptr) {
+        TRACE_LINE(trace::kError, L"IServMain is null!");
+        UnInit();
+        return ERROR_INVALID_HANDLE;
+    }
+    IComponentManager* const components = main->GetComponentManager();
+    if (components == nullptr) {
+        TRACE_LINE(trace::kError, L"Component Manager is null!");
+        UnInit();
+        return ERROR_INVALID_HANDLE;
+    }
+    std::wstring dataFolder;
+    const uint32_t error = GetDataFolder(components, dataFolder);
+    if (error != ERROR_SUCCESS) {
+        UnInit();
+        return error;
+    }
+    UnInit();  // a second Init starts over
+    m_profiles = new (std::nothrow) CProfilesSettings(SettingsFolder(dataFolder));
+    if (m_profiles == nullptr) return ERROR_OUTOFMEMORY;
+    m_profiles->Init();
+    return ERROR_SUCCESS;
+}
+
+void CSettingsManager::UnInit() {
+    // Freed without their destructors, on purpose: the stores have nothing to flush, since each change is
+    // written at once, and whoever still holds one during the shut-down must not meet a destroyed lock.
+    if (m_profiles != nullptr) ::operator delete(m_profiles);
+    m_profiles = nullptr;
+}
+
+}  // namespace optimizer
