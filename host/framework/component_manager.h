@@ -14,10 +14,11 @@ namespace host {
 
 /// Makes the plug-ins of a list and hands them out by name, the names' case as given.
 ///
-/// A plug-in is handed out from the end of its Init to the beginning of its UnInit, to any thread, at once: nobody
-/// waits for another plug-in's creation, nor for a Start that may itself wait for the asking thread. One plug-in at a
-/// time is created and initialised, under the creation lock, which its Init may take again by asking for others.
-/// Start, Stop and UnInit are called without a lock. Requests are counted, but a plug-in lives until Unload.
+/// A plug-in is handed out from the end of its Init to the beginning of its UnInit, to any thread, at once:
+/// nobody waits for another plug-in's creation, nor for a Start that may itself wait for the asking thread.
+/// One plug-in at a time is created and initialised, under the creation lock, which its Init may take again
+/// by asking for others. Start, Stop and UnInit are called without a lock. Requests are counted, but a
+/// plug-in lives until Unload.
 class CComponentManager final : public IComponentManager {
 public:
     /// `main` is what the plug-ins get in Init.
@@ -25,21 +26,21 @@ public:
     CComponentManager(const CComponentManager&) = delete;
     CComponentManager& operator=(const CComponentManager&) = delete;
 
-    /// 0, 87 for a null argument, 1168 (ERROR_NOT_FOUND) for an unknown name, 1058 (ERROR_SERVICE_DISABLED) for a
-    /// plug-in that is off, 1059 (ERROR_CIRCULAR_DEPENDENCY) for one whose own Init leads to the request, 1115
-    /// (ERROR_SHUTDOWN_IN_PROGRESS) during Unload, 632 when it lacks the interface, or the error of its library, Init
-    /// or Start. After an error the next request tries again.
+    /// 0, 87 for a null argument, 1168 (ERROR_NOT_FOUND) for an unknown name, 1058 (ERROR_SERVICE_DISABLED)
+    /// for a plug-in that is off, 1059 (ERROR_CIRCULAR_DEPENDENCY) for one whose own Init leads to the
+    /// request, 1115 (ERROR_SHUTDOWN_IN_PROGRESS) during Unload, 632 when it lacks the interface, or the
+    /// error of its library, Init or Start. After an error the next request tries again.
     uint32_t GetPlugin(const wchar_t* name, const Identifier* iid, void** out) override;
     void ReleasePlugin(const wchar_t* name) override;
 
-    /// Takes the list and brings up what it marks for the load, in its order. 0, 1247 (ERROR_ALREADY_INITIALIZED)
-    /// when a list is loaded, or the error of the first plug-in that failed, with one sentence in `failure`; nothing
-    /// stays loaded then. Throws std::bad_alloc.
+    /// Takes the list and brings up what it marks for the load, in its order. 0, 1247
+    /// (ERROR_ALREADY_INITIALIZED) when a list is loaded, or the error of the first plug-in that failed, with
+    /// one sentence in `failure`; nothing stays loaded then. Throws std::bad_alloc.
     [[nodiscard]] uint32_t Load(const std::vector<PluginListEntry>& list, std::wstring& failure);
 
-    /// Waits for creations in progress and ends all plug-ins. Those that still live are handed out meanwhile, new
-    /// ones are refused. 0, also when nothing is loaded; 170 (ERROR_BUSY) while another thread loads or unloads; 1131
-    /// (ERROR_POSSIBLE_DEADLOCK) from inside a plug-in's Init or Start.
+    /// Waits for creations in progress and ends all plug-ins. Those that still live are handed out meanwhile,
+    /// new ones are refused. 0, also when nothing is loaded; 170 (ERROR_BUSY) while another thread loads or
+    /// unloads; 1131 (ERROR_POSSIBLE_DEADLOCK) from inside a plug-in's Init or Start.
     uint32_t Unload();
 
 private:

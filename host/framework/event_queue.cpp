@@ -20,12 +20,13 @@ CEventQueue::~CEventQueue() {
     }
 }
 
-uint32_t CEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t, uint32_t) {
+uint32_t CEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
+                           uint32_t) {
     return _Submit(name, out, item, {});
 }
 
-uint32_t CEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
-                                EqWorkItem* item, uint32_t, uint32_t, uint32_t) {
+uint32_t CEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs,
+                                uint32_t repeatCount, EqWorkItem* item, uint32_t, uint32_t, uint32_t) {
     const bool isValid = periodMs != 0 && repeatCount != 0;
     return _Submit(name, out, isValid ? item : nullptr, {nullptr, periodMs, repeatCount});
 }
@@ -35,7 +36,8 @@ uint32_t CEventQueue::PostSerial(CSerialExecution& serial, const wchar_t* name, 
     return _Submit(name, out, item, {&serial, 0, 0});
 }
 
-uint32_t CEventQueue::_Submit(const wchar_t* name, QueueHandle* out, EqWorkItem* work, const Schedule& schedule) {
+uint32_t CEventQueue::_Submit(const wchar_t* name, QueueHandle* out, EqWorkItem* work,
+                              const Schedule& schedule) {
     if (out != nullptr) *out = nullptr;
     if (work == nullptr) return ERROR_INVALID_PARAMETER;
     try {
@@ -145,10 +147,12 @@ void CEventQueue::DestroySerialExecution(ISerialExecution* serial) {
     const auto turn = std::find_if(m_ready.begin(), m_ready.end(),
                                    [&](const QueueItem& item) { return item.serial == &*found; });
     if (turn != m_ready.end()) _Drop(lock, turn);
-    while (!found->behind.empty()) _Drop(lock, found->behind.begin());
+    while (!found->behind.empty())
+        _Drop(lock, found->behind.begin());
 
     const uint32_t ownCount = _CountActiveHere(*found);
-    while (found->activeCount > ownCount) found->quiet.Wait(m_lock);
+    while (found->activeCount > ownCount)
+        found->quiet.Wait(m_lock);
     if (ownCount != 0) {
         found->abandoned = true;
     } else {

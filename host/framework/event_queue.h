@@ -13,13 +13,13 @@ namespace host {
 
 /// The host's threads and timers.
 ///
-/// Any thread may call any operation at any time, before Start and after Stop too: items posted before Start wait for
-/// it, after Stop there are errors (5023, ERROR_INVALID_STATE) until the next Start. Every accepted item is disposed
-/// of exactly once, after its run or in place of it, and before those who wait for it go on. Nothing is called under
-/// the queue's lock.
+/// Any thread may call any operation at any time, before Start and after Stop too: items posted before Start
+/// wait for it, after Stop there are errors (5023, ERROR_INVALID_STATE) until the next Start. Every accepted
+/// item is disposed of exactly once, after its run or in place of it, and before those who wait for it go on.
+/// Nothing is called under the queue's lock.
 ///
-/// On a queue thread Stop doesn't wait for the threads, its own being one of them; the next Stop or Start from
-/// elsewhere, or the destructor, does. The destructor must not run on a queue thread.
+/// On a queue thread Stop doesn't wait for the threads, its own being one of them; the next Stop or Start
+/// from elsewhere, or the destructor, does. The destructor must not run on a queue thread.
 class CEventQueue final : public IEventQueue {
 public:
     CEventQueue() = default;
@@ -28,13 +28,13 @@ public:
     CEventQueue& operator=(const CEventQueue&) = delete;
 
     uint32_t Reserved0() override { return ERROR_NOT_SUPPORTED; }
-    /// 0, 87 for no threads or too many, 183 when it runs already, 5023 on one of its own threads, or the system's
-    /// error.
+    /// 0, 87 for no threads or too many, 183 when it runs already, 5023 on one of its own threads, or the
+    /// system's error.
     uint32_t Start(uint32_t threadCount) override;
     uint32_t Stop() override;
     /// 0, 87 without an item, 14 or 5023.
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1, uint32_t reserved2,
-                  uint32_t reserved3) override;
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
+                  uint32_t reserved2, uint32_t reserved3) override;
     /// As Post; 87 for a period or a count of 0 too. A firing that comes due while the item runs is left out.
     uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
                        EqWorkItem* item, uint32_t reserved1, uint32_t reserved2, uint32_t reserved3) override;
@@ -48,7 +48,8 @@ public:
     uint32_t Reserved9() override { return ERROR_NOT_SUPPORTED; }
     uint32_t Reserved10() override { return ERROR_NOT_SUPPORTED; }
     uint32_t CreateSerialExecution(ISerialExecution** out) override;
-    /// From inside one of its own items it returns at once; the serial execution goes when that item has ended.
+    /// From inside one of its own items it returns at once; the serial execution goes when that item has
+    /// ended.
     void DestroySerialExecution(ISerialExecution* serial) override;
 
     /// For CSerialExecution. As Post.
@@ -85,8 +86,9 @@ private:
     uint32_t _CountActiveHere(const CSerialExecution& serial) const;
     bool _WaitsForItself(const QueueItem& item) const;
 
-    optimizer::CCriticalSection m_lifeLock;  // taken before m_lock; held while threads start or are waited for
-    CSlimLock m_lock;                        // guards everything below
+    optimizer::CCriticalSection
+        m_lifeLock;    // taken before m_lock; held while threads start or are waited for
+    CSlimLock m_lock;  // guards everything below
     State m_state = State::Fresh;
     uint64_t m_generation = 0;  // counts the starts
     CQueueThreads m_threads;    // changed under both locks

@@ -100,7 +100,8 @@ uint32_t CEventQueue::Stop() {
     lock.unlock();
 
     CriticalSectionGuard life(m_lifeLock);
-    if (m_generation != generation) return ERROR_SUCCESS;  // a Start came between, and has waited for the threads
+    if (m_generation != generation)
+        return ERROR_SUCCESS;  // a Start came between, and has waited for the threads
     m_threads.Join();
     lock.lock();
     m_threads.Clear();
@@ -165,7 +166,8 @@ bool CEventQueue::_FiresAgain(ItemRef item) {
 /// Whether the item is now the first one due.
 bool CEventQueue::_Arm(ItemList& from, ItemRef item) {
     auto position = m_armed.end();
-    while (position != m_armed.begin() && std::prev(position)->due > item->due) --position;
+    while (position != m_armed.begin() && std::prev(position)->due > item->due)
+        --position;
     m_armed.splice(position, from, item);
     item->state = ItemState::Armed;
     return item == m_armed.begin();

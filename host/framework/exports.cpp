@@ -14,7 +14,8 @@ CServMain* FromBase(IVxBaseInterface* object) {
 }
 
 const optimizer::ComponentEntry kComponents[] = {
-    {kServMainName, []() -> IVxBaseInterface* { return static_cast<IServMain*>(new (std::nothrow) CServMain); },
+    {kServMainName,
+     []() -> IVxBaseInterface* { return static_cast<IServMain*>(new (std::nothrow) CServMain); },
      [](IVxBaseInterface* object) { delete FromBase(object); },
      [](void* object) { delete FromBase(static_cast<IVxBaseInterface*>(object)); }},
 };

@@ -42,8 +42,8 @@ public:
         if (!m_library) return GetLastError();
         const auto create = GetExport<decltype(CreateXmlReader)>(m_library.Get(), "CreateXmlReader");
         if (create == nullptr) return GetLastError();
-        HRESULT result = SHCreateStreamOnFileEx(path.c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, 0, FALSE, nullptr,
-                                                m_stream.Receive());
+        HRESULT result = SHCreateStreamOnFileEx(path.c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, 0, FALSE,
+                                                nullptr, m_stream.Receive());
         if (FAILED(result)) return ToError(result);
         result = create(__uuidof(IXmlReader), reinterpret_cast<void**>(m_reader.Receive()), nullptr);
         if (SUCCEEDED(result)) result = m_reader.Get()->SetInput(m_stream.Get());
@@ -63,8 +63,7 @@ std::optional<PluginStartup> ParseStartup(const std::wstring& text) {
     return static_cast<PluginStartup>(text[0] - L'0');
 }
 
-/// Walks through the elements and collects the plug-ins. `problem` is the rest of a sentence that begins with the
-/// line.
+/// Walks through the elements and collects the plug-ins.
 class ListParser {
 public:
     ListParser(IXmlReader& reader, std::vector<PluginListEntry>& entries)
@@ -76,11 +75,13 @@ public:
         while ((result = m_reader.Read(&type)) == S_OK) {
             if (type == XmlNodeType_Element && !_OnElement()) return false;
             if (type == XmlNodeType_EndElement) m_path.pop_back();
+            if (type == XmlNodeType_Whitespace && _IsTextEmpty()) break;
         }
-        if (result != S_FALSE || !m_path.empty()) return _Fail(L"isn't well-formed XML");
+        if (result != S_FALSE || !m_hasRoot || !m_path.empty()) return _Fail(L"isn't well-formed XML");
         return m_hasPlugins || _Fail(L"ends a file that has no \"plugins\" in \"settings\"");
     }
 
+    /// The rest of a sentence that begins with the line.
     const std::wstring& Problem() const { return m_problem; }
     UINT Line() const {
         UINT line = 0;
@@ -94,10 +95,19 @@ private:
         return false;
     }
 
+    /// Where a file breaks off, some versions of the library read empty white space for ever.
+    bool _IsTextEmpty() const {
+        const wchar_t* text = nullptr;
+        UINT length = 0;
+        return FAILED(m_reader.GetValue(&text, &length)) || length == 0;
+    }
+
     bool _OnElement() {
+        m_hasRoot = true;
         const wchar_t* name = nullptr;
         if (FAILED(m_reader.GetLocalName(&name, nullptr))) return _Fail(L"isn't well-formed XML");
-        const bool isEmpty = m_reader.IsEmptyElement() != FALSE;  // told of the element, not of its attributes
+        const bool isEmpty =
+            m_reader.IsEmptyElement() != FALSE;  // told of the element, not of its attributes
         m_path.emplace_back(name);
         if (!_OnPath()) return false;
         if (isEmpty) m_path.pop_back();
@@ -126,8 +136,9 @@ private:
                          L"\"; it must be 0, 1 or 2");
         }
         entry.startup = *parsed;
-        const bool isKnown = std::any_of(m_entries.begin(), m_entries.end(),
-                                         [&](const PluginListEntry& known) { return known.name == entry.name; });
+        const bool isKnown =
+            std::any_of(m_entries.begin(), m_entries.end(),
+                        [&](const PluginListEntry& known) { return known.name == entry.name; });
         if (isKnown) return _Fail(L"names the plug-in \"" + entry.name + L"\" a second time");
         m_entries.push_back(std::move(entry));
         return true;
@@ -135,7 +146,8 @@ private:
 
     bool _Attribute(const wchar_t* name, std::wstring& out) {
         const wchar_t* value = nullptr;
-        if (m_reader.MoveToAttributeByName(name, nullptr) == S_OK && SUCCEEDED(m_reader.GetValue(&value, nullptr))) {
+        if (m_reader.MoveToAttributeByName(name, nullptr) == S_OK &&
+            SUCCEEDED(m_reader.GetValue(&value, nullptr))) {
             out = value;
         }
         m_reader.MoveToElement();
@@ -145,6 +157,7 @@ private:
     IXmlReader& m_reader;
     std::vector<PluginListEntry>& m_entries;
     std::vector<std::wstring> m_path;  // the names of the open elements
+    bool m_hasRoot = false;
     bool m_hasPlugins = false;
     std::wstring m_problem;
 };

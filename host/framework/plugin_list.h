@@ -30,8 +30,8 @@ struct PluginListEntry {
 /// "plugin" may stand, so that a misspelt entry doesn't go unnoticed.
 class CPluginList {
 public:
-    /// 0, the system's error when the file can't be read, or 13 (ERROR_INVALID_DATA) when it isn't such a list;
-    /// `failure` then says why in one sentence. Throws std::bad_alloc.
+    /// 0, the system's error when the file can't be read, or 13 (ERROR_INVALID_DATA) when it isn't such a
+    /// list; `failure` then says why in one sentence. Throws std::bad_alloc.
     [[nodiscard]] uint32_t Read(const std::wstring& path, std::wstring& failure);
 
     /// In the order of the file.

@@ -24,7 +24,8 @@ public:
     void Reserved7() override {}
     void Reserved8() override {}
     void Reserved9() override {}
-    /// 0, 87 for a null path, or the errors of CPluginList::Read and CComponentManager::Load. One thread at a time.
+    /// 0, 87 for a null path, or the errors of CPluginList::Read and CComponentManager::Load. One thread at a
+    /// time.
     uint32_t LoadPlugins(const wchar_t* path) override;
     void Reserved11() override {}
     /// As CComponentManager::Unload.

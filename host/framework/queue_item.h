@@ -46,7 +46,8 @@ struct QueueItem {
 using ItemList = std::list<QueueItem>;
 using ItemRef = ItemList::iterator;
 
-/// When a timer that fired for `due` fires next: in step with its period, without the firings that a long run missed.
+/// When a timer that fired for `due` fires next: in step with its period, without the firings that a long run
+/// missed.
 inline Clock::time_point NextDue(Clock::time_point due, uint32_t periodMs, Clock::time_point now) {
     const auto period = std::chrono::milliseconds(periodMs);
     const auto next = due + period;

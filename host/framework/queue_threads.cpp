@@ -8,7 +8,8 @@ namespace host {
 
 namespace {
 
-/// Work items parse settings and nest traced calls, a kilobyte each; the default of the programs would be wasted.
+/// Work items parse settings and nest traced calls, a kilobyte each; the default of the programs would be
+/// wasted.
 constexpr unsigned kStackReserveBytes = 512 * 1024;
 
 unsigned __stdcall RunBody(void* argument) {
@@ -42,7 +43,8 @@ bool CQueueThreads::IsOwn() const {
 }
 
 void CQueueThreads::Join() const {
-    for (const auto& thread : m_threads) WaitForSingleObject(thread.Get(), INFINITE);
+    for (const auto& thread : m_threads)
+        WaitForSingleObject(thread.Get(), INFINITE);
 }
 
 }  // namespace host

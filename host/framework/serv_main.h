@@ -9,9 +9,9 @@
 
 namespace host {
 
-/// The host's main object: a queue, a component manager and a loader of its own. A process may have several. Whoever
-/// creates it stops the queue and unloads the plug-ins; the destructor does what was left out, in this order, so that
-/// no thread runs a library's code when the library goes.
+/// The host's main object: a queue, a component manager and a loader of its own. A process may have several.
+/// Whoever creates it stops the queue and unloads the plug-ins; the destructor does what was left out, in
+/// this order, so that no thread runs a library's code when the library goes.
 class CServMain final : public IServMain, public IHostDiagnostics {
 public:
     CServMain();

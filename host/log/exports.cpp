@@ -44,6 +44,11 @@ std::wstring FunctionName(const char* function, const wchar_t* wideFunction) {
 
 }  // namespace
 
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
+    if (reason == DLL_PROCESS_DETACH && processEnds == nullptr) CLogger::Destroy();
+    return TRUE;
+}
+
 uint32_t LogInit() {
     return Done([](CLogger& log) { log.Init(); });
 }

@@ -30,13 +30,10 @@ bool NeedsEscape(wchar_t c) {
 }  // namespace
 
 std::wstring FormatText(const wchar_t* format, va_list arguments) {
-    wchar_t buffer[kLongestText + 1];
+    wchar_t buffer[kLongestText + 1] = {};
     const int length = _vsnwprintf(buffer, kLongestText, format, arguments);
-    if (length >= 0 && static_cast<size_t>(length) <= kLongestText) {
-        return {buffer, static_cast<size_t>(length)};
-    }
-    // Cut: the buffer is full and has no end of its own.
-    buffer[kLongestText] = 0;
+    if (length >= 0) return {buffer, static_cast<size_t>(length)};
+    // Cut, or not to be formatted beyond what the buffer holds; the NUL behind its end is ours.
     return std::wstring(buffer) + L"...";
 }
 

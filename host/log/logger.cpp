@@ -1,6 +1,8 @@
 #include "log/logger.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
 
 #include "log/log_line.h"
 #include "log/log_settings.h"
@@ -12,12 +14,14 @@ using optimizer::CriticalSectionGuard;
 std::atomic<int64_t> CLogger::s_threshold = kNothing;
 
 CLogger& CLogger::Instance() {
-    static CLogger instance;
-    return instance;
+    alignas(CLogger) static std::byte storage[sizeof(CLogger)];
+    static CLogger* const instance = new (storage) CLogger;
+    return *instance;
 }
 
-CLogger::~CLogger() {
+void CLogger::Destroy() {
     s_threshold = kNothing;
+    Instance().~CLogger();
 }
 
 void CLogger::Init() {

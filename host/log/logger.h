@@ -16,10 +16,12 @@ namespace host {
 /// other than IsWanted throw std::bad_alloc.
 class CLogger {
 public:
+    /// Made at first use. Not destroyed when the process ends, since other libraries trace and let go of the
+    /// log after this one was told of the end; Destroy is for a library that is unloaded before.
     static CLogger& Instance();
+    static void Destroy();
 
-    /// Whether a line of this level would be written: all that an unwanted line costs. May be called when the
-    /// process is ending and Instance is gone already; nothing is wanted then.
+    /// Whether a line of this level would be written: all that an unwanted line costs.
     static bool IsWanted(int32_t level) { return level <= s_threshold.load(std::memory_order_relaxed); }
 
     void Init();
@@ -39,12 +41,12 @@ public:
 
 private:
     CLogger() = default;
-    ~CLogger();
+    ~CLogger() = default;
     void _ApplySettings();
     void _SetThreshold();
 
     static constexpr int64_t kNothing = INT64_MIN;  // below every level
-    static std::atomic<int64_t> s_threshold;  // the highest level that is written
+    static std::atomic<int64_t> s_threshold;        // the highest level that is written
 
     CThreadNesting m_nesting;
     std::atomic<uint32_t> m_generation = 0;  // counts the changes of the threshold

@@ -7,7 +7,7 @@ struct tagWTSSESSION_NOTIFICATION;
 
 /// Receives session changes, on the thread of the plug-in that reports them.
 struct ISessionChangeEvents {
-    /// `time` is the host's tick count in milliseconds. `event` is one of the WTS_… codes of a session
+    /// `time` is the host's tick count in milliseconds. `event` is one of the WTS_... codes of a session
     /// change. The notification is valid during the call only.
     virtual void OnSessionChange(uint32_t time, uint32_t event,
                                  const tagWTSSESSION_NOTIFICATION* notification) = 0;  // 0

@@ -9,13 +9,13 @@ template <class Class, class Interface>
 class WithDeletingDestructor : public Interface {
 public:
     void* DeletingDestructor(uint32_t flags) override {
-        Class* const self = static_cast<Class*>(this);
+        auto* const self = static_cast<Class*>(this);
         if ((flags & 1) != 0) {
             delete self;
         } else {
             self->~Class();
         }
-        return self;
+        return self;  // NOLINT(clang-analyzer-cplusplus.NewDelete): only the address travels
     }
 
 protected:

@@ -30,7 +30,7 @@ void DestroyComponent(const ComponentEntry* table, size_t count, const wchar_t* 
 
 /// Row for a component whose object ends through its destructor.
 template <class Class>
-ComponentEntry OwnedComponent(const wchar_t* name) {
+constexpr ComponentEntry OwnedComponent(const wchar_t* name) noexcept {
     return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
             [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
             [](void* object) { delete static_cast<Class*>(static_cast<IVxBaseInterface*>(object)); }};
@@ -40,7 +40,7 @@ ComponentEntry OwnedComponent(const wchar_t* name) {
 /// UnInit, and IVxBaseInterface must be its first base. Hosts rely on that order of events, so no destructor
 /// runs here.
 template <class Class>
-ComponentEntry RawComponent(const wchar_t* name) {
+constexpr ComponentEntry RawComponent(const wchar_t* name) noexcept {
     return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
             [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
             [](void* object) { ::operator delete(object); }};

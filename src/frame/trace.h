@@ -1,7 +1,7 @@
 // Tracing through log.dll.
 //
 // A traced method opens with TRACE_SCOPE("Class::Method"), and writes its lines with TRACE_LINE(level,
-// format, …). Formats are wide and follow the Microsoft meaning: %s takes a wide text, %S a narrow one.
+// format, ...). Formats are wide and follow the Microsoft meaning: %s takes a wide text, %S a narrow one.
 #pragma once
 
 #include <cstdint>

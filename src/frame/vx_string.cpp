@@ -24,17 +24,20 @@ constexpr uint64_t LastGuardOffset(uint64_t capacity) {
     return 18 + 2 * capacity;
 }
 
+template <class T>
+constexpr size_t kFieldSize = sizeof(T);  // NOLINT(bugprone-sizeof-expression): a pointer is a field too
+
 // The control pointer and the last guard aren't aligned, so that fields are copied and never dereferenced.
 template <class T>
 T ReadField(const std::byte* buffer, uint64_t offset) {
     T value;
-    std::memcpy(&value, buffer + offset, sizeof(value));
+    std::memcpy(&value, buffer + offset, kFieldSize<T>);
     return value;
 }
 
 template <class T>
 void WriteField(std::byte* buffer, uint64_t offset, T value) {
-    std::memcpy(buffer + offset, &value, sizeof(value));
+    std::memcpy(buffer + offset, &value, kFieldSize<T>);
 }
 
 std::byte* BufferOf(wchar_t* text) {
@@ -65,9 +68,9 @@ IMemMgr* StringMemMgr() {
     return &manager;
 }
 
-String::String(void* buffer, StringControl* control, uint64_t capacity) {
+String::String(void* buffer, StringControl* control, uint64_t capacity)
+    : m_text(Arm(static_cast<std::byte*>(buffer), control, capacity)) {
     *control = {StringMemMgr(), 0, capacity, capacity, 0, 0};
-    m_text = Arm(static_cast<std::byte*>(buffer), control, capacity);
     m_text[0] = 0;
 }
 
@@ -83,7 +86,7 @@ String::~String() {
 StringControl* String::_CheckedControl() const {
     if (m_text == nullptr) return nullptr;
     const std::byte* const buffer = BufferOf(m_text);
-    const auto control = ReadField<StringControl*>(buffer, kControlOffset);
+    auto* const control = ReadField<StringControl*>(buffer, kControlOffset);
     if (ReadField<uint32_t>(buffer, 0) != kGuard ||
         ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard || control == nullptr ||
         ReadField<uint32_t>(buffer, LastGuardOffset(control->capacity)) != kGuard) {

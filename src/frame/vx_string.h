@@ -19,7 +19,7 @@ public:
     explicit String(const wchar_t* text) { Assign(text); }
     String(const String& other) { Assign(other.m_text); }
     String& operator=(const String& other) {
-        Assign(other.m_text);
+        if (this != &other) Assign(other.m_text);
         return *this;
     }
     ~String();
@@ -62,7 +62,7 @@ public:
     explicit PathString(const wchar_t* text) : PathString() { Assign(text); }
     PathString(const PathString& other) : PathString() { Assign(other.Pointer()); }
     PathString& operator=(const PathString& other) {
-        Assign(other.Pointer());
+        if (this != &other) Assign(other.Pointer());
         return *this;
     }
 

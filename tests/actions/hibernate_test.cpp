@@ -10,7 +10,8 @@
 #include "tests/support/simulated_log.h"
 #include "tests/support/simulated_power.h"
 
-extern "C" NTSTATUS NTAPI LdrGetProcedureAddress(HMODULE library, ANSI_STRING* name, ULONG ordinal, void** address);
+extern "C" NTSTATUS NTAPI LdrGetProcedureAddress(HMODULE library, ANSI_STRING* name, ULONG ordinal,
+                                                 void** address);
 
 namespace {
 
@@ -78,7 +79,9 @@ protected:
         };
         return {value(kEnabled), value(kTimeout)};
     }
-    uint32_t Writes() { return power.Calls(L"PowerWriteDCValueIndex") + power.Calls(L"PowerWriteACValueIndex"); }
+    uint32_t Writes() {
+        return power.Calls(L"PowerWriteDCValueIndex") + power.Calls(L"PowerWriteACValueIndex");
+    }
 
     SimulatedPower power;
     test_support::TraceRecorder traces;
@@ -227,8 +230,8 @@ TEST(HibernateParamsJson, ReadsWhatItWritesAndKeepsDefaultsForTheRest) {
         return parameters;
     };
     EXPECT_EQ(read(R"({"active": true, "time": 4294967295})"), Params(true, 4294967295));
-    for (const char* unusable : {"[]", "{}", "7", R"({"active": 1, "time": "60"})", R"({"time": 4294967296})",
-                                 R"({"time": -1})"}) {
+    for (const char* unusable :
+         {"[]", "{}", "7", R"({"active": 1, "time": "60"})", R"({"time": 4294967296})", R"({"time": -1})"}) {
         EXPECT_EQ(read(unusable), HibernateParams()) << unusable;
     }
     EXPECT_EQ(HibernateParams(), Params(false, 3600));

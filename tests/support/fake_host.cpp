@@ -17,6 +17,8 @@ private:
     FakeEventQueue* m_queue;
 };
 
+FakeEventQueue::FakeEventQueue() = default;
+
 FakeEventQueue::~FakeEventQueue() {
     for (const auto& item : m_items)
         _Drop(*item);

@@ -23,6 +23,7 @@ public:
         bool closed = false;
     };
 
+    FakeEventQueue();
     ~FakeEventQueue();
 
     uint32_t Reserved0() override { return 0; }

@@ -34,8 +34,8 @@ void WritePowerNumber(const std::wstring& name, uint32_t number) {
 std::optional<GUID> ReadActiveScheme() {
     GUID scheme = {};
     DWORD sizeBytes = sizeof(scheme);
-    const LSTATUS error = RegGetValueW(HKEY_CURRENT_USER, kPowerKey, kActiveScheme, RRF_RT_REG_BINARY, nullptr,
-                                       &scheme, &sizeBytes);
+    const LSTATUS error = RegGetValueW(HKEY_CURRENT_USER, kPowerKey, kActiveScheme, RRF_RT_REG_BINARY,
+                                       nullptr, &scheme, &sizeBytes);
     if (error != ERROR_SUCCESS || sizeBytes != sizeof(scheme)) return std::nullopt;
     return scheme;
 }
@@ -70,7 +70,8 @@ void SimulatedPower::SetActiveScheme(const GUID& scheme) {
 
 std::wstring SimulatedPower::ValueName(const GUID& subgroup, const GUID& setting, bool onBattery,
                                        const GUID& scheme) {
-    return GuidText(scheme) + L"/" + GuidText(subgroup) + L"/" + GuidText(setting) + (onBattery ? L"/DC" : L"/AC");
+    return GuidText(scheme) + L"/" + GuidText(subgroup) + L"/" + GuidText(setting) +
+           (onBattery ? L"/DC" : L"/AC");
 }
 
 }  // namespace test_support

@@ -1,5 +1,5 @@
-// What the simulated power library keeps, and how a test sets and reads it: in the registry, so that it outlives a
-// process that is killed and is seen from outside.
+// What the simulated power library keeps, and how a test sets and reads it: in the registry, so that it
+// outlives a process that is killed and is seen from outside.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,8 @@ inline constexpr GUID kDefaultScheme = {
 ///   "FailRead:<setting>", "FailWrite:<setting>"      the error of that call
 ///   "FailActiveScheme", "FailCapabilities"           the error of PowerGetActiveScheme, GetPwrCapabilities
 ///   "NoS4"                                           1: the machine can't hibernate
-///   "KillOnCapabilities", "KillOnWrite"              n: the nth such call of a process ends the process at once
-///   "Calls:<export>"                                 how often it was called, all processes together
+///   "KillOnCapabilities", "KillOnWrite"              n: the nth such call of a process ends the process at
+///   once "Calls:<export>"                                 how often it was called, all processes together
 class SimulatedPower {
 public:
     SimulatedPower();

@@ -31,7 +31,9 @@ struct Tally {
 
 class Item final : public EqWorkItem {
 public:
-    explicit Item(Tally& tally, std::function<void()> work = [] {}) : m_tally(tally), m_work(work) {}
+    explicit Item(
+        Tally& tally, std::function<void()> work = [] {})
+        : m_tally(tally), m_work(work) {}
     void* DeletingDestructor(uint32_t) override { return nullptr; }
     void Dispose() override {
         ++m_tally.disposals;
@@ -51,32 +53,35 @@ class EventQueue : public testing::Test {
 protected:
     ~EventQueue() override { release.Set(); }
 
-    QueueHandle Post(std::function<void()> work) {
+    QueueHandle Post(std::function<void()> work, ISerialExecution* serial = nullptr) {
         QueueHandle handle = nullptr;
-        EXPECT_EQ(queue.Post(L"item", &handle, new Item(tally, work), 0, 0, 0), 0u);
+        EqWorkItem* const item = new Item(tally, work);
+        const uint32_t error = serial != nullptr ? serial->Post(L"serial item", &handle, item, 0, 0, 0)
+                                                 : queue.Post(L"item", &handle, item, 0, 0, 0);
+        EXPECT_EQ(error, 0u);
         return handle;
     }
-    void PostSerial(ISerialExecution* serial, std::function<void()> work, QueueHandle* out = nullptr) {
-        EXPECT_EQ(serial->Post(L"serial item", out, new Item(tally, work), 0, 0, 0), 0u);
+    QueueHandle PostTimer(
+        uint32_t periodMs, uint32_t count, std::function<void()> work = [] {}) {
+        QueueHandle handle = nullptr;
+        EqWorkItem* const item = new Item(tally, work);
+        EXPECT_EQ(queue.PostTimer(L"timer", &handle, periodMs, count, item, 0, 0, 0), 0u);
+        return handle;
     }
     ISerialExecution* CreateSerial() {
         ISerialExecution* serial = nullptr;
         EXPECT_EQ(queue.CreateSerialExecution(&serial), 0u);
         return serial;
     }
-    /// Keeps one queue thread busy until `release`.
-    QueueHandle Block() {
-        const QueueHandle handle = Post([this] {
+    /// The work of an item that keeps its thread busy until `release`.
+    std::function<void()> Blocking() {
+        return [this] {
             entered.Set();
-            release.Comes();
-        });
-        EXPECT_TRUE(entered.Comes());
-        return handle;
+            EXPECT_TRUE(release.Comes());
+        };
     }
-    uint32_t Finish(QueueHandle handle) {
-        const uint32_t result = queue.Wait(handle, kPatienceMs);
-        EXPECT_EQ(queue.CloseItem(handle), 0u);
-        return result;
+    int Wait(QueueHandle handle, uint32_t timeoutMs = kPatienceMs) {
+        return static_cast<int>(queue.Wait(handle, timeoutMs));
     }
 
     Tally tally;
@@ -86,132 +91,114 @@ protected:
 };
 
 TEST(NextDue, KeepsInStepAndLeavesOutWhatWasMissed) {
-    const Clock::time_point start{};
-    const auto at = [&](int ms) { return start + std::chrono::milliseconds(ms); };
+    const auto at = [](int ms) { return Clock::time_point{} + std::chrono::milliseconds(ms); };
     EXPECT_EQ(NextDue(at(100), 100, at(100)), at(200));
     EXPECT_EQ(NextDue(at(100), 100, at(199)), at(200));
     EXPECT_EQ(NextDue(at(100), 100, at(200)), at(300));
     EXPECT_EQ(NextDue(at(100), 100, at(455)), at(500));
     EXPECT_EQ(MsUntil(at(100), at(100)), 0u);
     EXPECT_EQ(MsUntil(at(100), at(100) - std::chrono::nanoseconds(1)), 1u) << "never early";
-    EXPECT_EQ(MsUntil(start + std::chrono::hours(24 * 365), start), INFINITE - 1);
+    EXPECT_EQ(MsUntil(at(0) + std::chrono::hours(24 * 365), at(0)), INFINITE - 1);
 }
 
 TEST_F(EventQueue, WaitTellsPendingRunningFinishedAndDroppedApart) {
-    QueueHandle pending = Post([] {});
-    EXPECT_EQ(queue.Wait(pending, 0), static_cast<uint32_t>(WAIT_TIMEOUT)) << "before Start";
+    const QueueHandle early = Post([] {});
+    EXPECT_EQ(Wait(early, 0), WAIT_TIMEOUT) << "before Start";
     ASSERT_EQ(queue.Start(1), 0u);
-    EXPECT_EQ(Finish(pending), 0u);
-    EXPECT_EQ(queue.Start(1), static_cast<uint32_t>(ERROR_ALREADY_EXISTS));
+    EXPECT_EQ(Wait(early), 0);
 
-    const QueueHandle running = Block();
-    EXPECT_EQ(queue.Wait(running, 1), static_cast<uint32_t>(WAIT_TIMEOUT));
-    pending = Post([] {});
-    std::atomic<int> released = 0;
+    const QueueHandle running = Post(Blocking());
+    ASSERT_TRUE(entered.Comes());
+    EXPECT_EQ(Wait(running, 1), WAIT_TIMEOUT);
+    const QueueHandle pending = Post([] {});
     std::vector<std::thread> waiters;
     for (int i = 0; i < 3; ++i) {
-        waiters.emplace_back([&] { released += queue.Wait(pending, kPatienceMs) == 0 ? 1 : 0; });
+        waiters.emplace_back([&] { EXPECT_EQ(Wait(pending), 0); });
     }
     EXPECT_EQ(queue.Cancel(pending), 0u);
-    for (std::thread& waiter : waiters) waiter.join();
-    EXPECT_EQ(released, 3);
+    for (std::thread& waiter : waiters)
+        waiter.join();
     EXPECT_EQ(tally.disposals, 2) << "dropped before the running one has ended";
     EXPECT_EQ(queue.Cancel(running), 0u) << "doesn't wait for it";
     release.Set();
-    EXPECT_EQ(Finish(running), 0u);
-    EXPECT_EQ(Finish(pending), 0u);
+    EXPECT_EQ(Wait(running), 0);
     EXPECT_EQ(tally.runs, 2);
 }
 
 TEST_F(EventQueue, RefusesBadArgumentsAndStaleHandles) {
-    constexpr uint32_t kBadHandle = ERROR_INVALID_HANDLE;
-    constexpr uint32_t kBadArgument = ERROR_INVALID_PARAMETER;
     ASSERT_EQ(queue.Start(1), 0u);
     const QueueHandle stale = Post([] {});
-    EXPECT_EQ(Finish(stale), 0u);
-    const QueueHandle other = Post([] {});
-    EXPECT_NE(other, stale);
+    EXPECT_EQ(queue.CloseItem(stale), 0u);
+    EXPECT_EQ(Wait(Post([] {})), 0);
     for (const QueueHandle bad : {stale, QueueHandle(nullptr), QueueHandle(&queue), QueueHandle(-1)}) {
-        EXPECT_EQ(queue.Wait(bad, 0), kBadHandle);
-        EXPECT_EQ(queue.Cancel(bad), kBadHandle);
-        EXPECT_EQ(queue.CloseItem(bad), kBadHandle);
+        EXPECT_EQ(Wait(bad), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(queue.Cancel(bad), static_cast<uint32_t>(ERROR_INVALID_HANDLE));
+        EXPECT_EQ(queue.CloseItem(bad), static_cast<uint32_t>(ERROR_INVALID_HANDLE));
     }
-    EXPECT_EQ(Finish(other), 0u);
-
+    constexpr uint32_t kBadArgument = ERROR_INVALID_PARAMETER;
     Item item(tally);
     QueueHandle handle = &item;
     EXPECT_EQ(queue.Post(nullptr, &handle, nullptr, 0, 0, 0), kBadArgument);
     EXPECT_EQ(handle, nullptr);
     EXPECT_EQ(queue.PostTimer(nullptr, nullptr, 0, 1, &item, 0, 0, 0), kBadArgument);
     EXPECT_EQ(queue.PostTimer(nullptr, nullptr, 1, 0, &item, 0, 0, 0), kBadArgument);
-    EXPECT_EQ(CEventQueue().Start(0), kBadArgument);
-    EXPECT_EQ(queue.CreateSerialExecution(nullptr), kBadArgument);
+    EXPECT_EQ(queue.Start(0), kBadArgument);
+    EXPECT_EQ(queue.Start(1), static_cast<uint32_t>(ERROR_ALREADY_EXISTS));
     CSerialExecution notOurs(queue);
     queue.DestroySerialExecution(&notOurs);
     queue.DestroySerialExecution(nullptr);
+    queue.Stop();
+    EXPECT_EQ(queue.Post(nullptr, nullptr, &item, 0, 0, 0), static_cast<uint32_t>(ERROR_INVALID_STATE));
     EXPECT_EQ(tally.disposals, 2) << "a refused item stays the caller's";
 }
 
 TEST_F(EventQueue, StopFinishesWhatRunsDropsTheRestAndCanBeFollowedByStart) {
     EXPECT_EQ(queue.Stop(), 0u) << "before Start";
-    Item refused(tally);
-    EXPECT_EQ(queue.Post(nullptr, nullptr, &refused, 0, 0, 0), static_cast<uint32_t>(ERROR_INVALID_STATE));
     ASSERT_EQ(queue.Start(1), 0u);
     ISerialExecution* const serial = CreateSerial();
-    const QueueHandle running = Block();
-    QueueHandle dropped[3] = {Post([] {})};
-    PostSerial(serial, [] {});
-    PostSerial(serial, [] {}, &dropped[1]);
-    ASSERT_EQ(queue.PostTimer(L"timer", &dropped[2], 3600000, 1, new Item(tally), 0, 0, 0), 0u);
+    const QueueHandle running = Post(Blocking());
+    ASSERT_TRUE(entered.Comes());
+    const QueueHandle dropped[] = {Post([] {}), Post([] {}, serial), Post([] {}, serial),
+                                   PostTimer(3600000, 1)};
 
-    std::thread stopper([&] { EXPECT_EQ(queue.Stop(), 0u); });
-    for (const QueueHandle handle : dropped) EXPECT_EQ(Finish(handle), 0u);
-    EXPECT_EQ(queue.Wait(running, 0), static_cast<uint32_t>(WAIT_TIMEOUT));
+    std::thread stopper([&] { queue.Stop(); });
+    for (const QueueHandle handle : dropped)
+        EXPECT_EQ(Wait(handle), 0);
+    EXPECT_EQ(Wait(running, 0), WAIT_TIMEOUT);
     release.Set();
     stopper.join();
-    EXPECT_EQ(Finish(running), 0u);
     EXPECT_EQ(queue.Stop(), 0u) << "twice";
     EXPECT_EQ(tally.runs, 1);
     EXPECT_EQ(tally.disposals, 5);
 
     ASSERT_EQ(queue.Start(2), 0u);
-    QueueHandle again = nullptr;
-    PostSerial(serial, [] {}, &again);
-    EXPECT_EQ(Finish(again), 0u) << "the serial execution has outlived the stop";
-    queue.DestroySerialExecution(serial);
+    EXPECT_EQ(Wait(Post([] {}, serial)), 0) << "the serial execution has outlived the stop";
 }
 
 TEST_F(EventQueue, AQueueThreadIsNeverMadeToWaitForItself) {
     ASSERT_EQ(queue.Start(1), 0u);
     QueueHandle own = nullptr;
-    uint32_t waited = 0;
-    uint32_t started = 0;
     own = Post([&] {
-        entered.Comes();  // until `own` is stored
-        waited = queue.Wait(own, kWaitForever);
+        EXPECT_TRUE(entered.Comes());  // `own` is stored
+        EXPECT_EQ(Wait(own, kWaitForever), ERROR_POSSIBLE_DEADLOCK);
     });
     entered.Set();
-    EXPECT_EQ(Finish(own), 0u);
-    EXPECT_EQ(waited, static_cast<uint32_t>(ERROR_POSSIBLE_DEADLOCK));
+    EXPECT_EQ(Wait(own), 0);
 
     ISerialExecution* const serial = CreateSerial();
     QueueHandle next = nullptr;
-    QueueHandle first = nullptr;
-    PostSerial(
-        serial,
+    const QueueHandle first = Post(
         [&] {
-            PostSerial(serial, [] {}, &next);
-            waited = queue.Wait(next, kWaitForever);
+            next = Post([] {}, serial);
+            EXPECT_EQ(Wait(next, kWaitForever), ERROR_POSSIBLE_DEADLOCK);
             queue.DestroySerialExecution(serial);
             queue.DestroySerialExecution(serial);
             queue.Stop();
-            started = queue.Start(1);
+            EXPECT_EQ(queue.Start(1), static_cast<uint32_t>(ERROR_INVALID_STATE));
         },
-        &first);
-    EXPECT_EQ(Finish(first), 0u);
-    EXPECT_EQ(waited, static_cast<uint32_t>(ERROR_POSSIBLE_DEADLOCK));
-    EXPECT_EQ(started, static_cast<uint32_t>(ERROR_INVALID_STATE));
-    EXPECT_EQ(Finish(next), 0u) << "dropped";
+        serial);
+    EXPECT_EQ(Wait(first), 0);
+    EXPECT_EQ(Wait(next), 0) << "dropped";
     EXPECT_EQ(tally.runs, 2);
     EXPECT_EQ(tally.disposals, 3);
     EXPECT_EQ(queue.Start(1), 0u) << "from elsewhere it waits for the old thread";
@@ -220,80 +207,63 @@ TEST_F(EventQueue, AQueueThreadIsNeverMadeToWaitForItself) {
 TEST_F(EventQueue, TimersFireAfterEachPeriodUntilTheirCountOrCancel) {
     ASSERT_EQ(queue.Start(2), 0u);
     const auto start = Clock::now();
-    QueueHandle counted = nullptr;
-    Tally countedTally;
-    ASSERT_EQ(queue.PostTimer(L"counted", &counted, 10, 3, new Item(countedTally), 0, 0, 0), 0u);
-    QueueHandle unbounded = nullptr;
-    ASSERT_EQ(queue.PostTimer(L"unbounded", &unbounded, 1, kRepeatForever,
-                              new Item(tally, [this] { if (tally.runs == 5) entered.Set(); }), 0, 0, 0),
-              0u);
-    EXPECT_EQ(Finish(counted), 0u);
+    EXPECT_EQ(Wait(PostTimer(10, 3)), 0);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
-    EXPECT_EQ(countedTally.runs, 3);
-    EXPECT_EQ(countedTally.disposals, 1);
-
-    EXPECT_TRUE(entered.Comes());
-    EXPECT_EQ(queue.Wait(unbounded, 0), static_cast<uint32_t>(WAIT_TIMEOUT));
-    EXPECT_EQ(queue.Cancel(unbounded), 0u);
-    EXPECT_EQ(Finish(unbounded), 0u);
+    EXPECT_EQ(tally.runs, 3);
     EXPECT_EQ(tally.disposals, 1);
 
-    QueueHandle running = nullptr;
-    Event inside;
-    ASSERT_EQ(queue.PostTimer(L"running", &running, 1, kRepeatForever, new Item(countedTally, [&] {
-                                  inside.Set();
-                                  release.Comes();
-                              }), 0, 0, 0),
-              0u);
-    EXPECT_TRUE(inside.Comes());
-    EXPECT_EQ(queue.Cancel(running), 0u) << "while it runs";
+    std::atomic<int> firings = 0;
+    const QueueHandle unbounded = PostTimer(1, kRepeatForever, [&] {
+        if (++firings == 5) Blocking()();
+    });
+    ASSERT_TRUE(entered.Comes());
+    EXPECT_EQ(Wait(unbounded, 0), WAIT_TIMEOUT);
+    EXPECT_EQ(queue.Cancel(unbounded), 0u) << "while it runs";
     release.Set();
-    EXPECT_EQ(Finish(running), 0u);
-    EXPECT_EQ(countedTally.runs, 4);
-    EXPECT_EQ(countedTally.disposals, 2);
+    EXPECT_EQ(Wait(unbounded), 0);
+    EXPECT_EQ(firings, 5);
+    const QueueHandle armed = PostTimer(3600000, kRepeatForever);
+    EXPECT_EQ(queue.Cancel(armed), 0u);
+    EXPECT_EQ(Wait(armed, 0), 0);
+    EXPECT_EQ(tally.disposals, 3);
 }
 
 TEST_F(EventQueue, ASerialExecutionKeepsOrderPassesItsTurnAndEndsCleanly) {
+    ISerialExecution* const early = CreateSerial();
+    for (int i = 0; i < 3; ++i)
+        Post([] {}, early);
+    queue.DestroySerialExecution(early);
+    EXPECT_EQ(tally.disposals, 3) << "before Start";
+
     ASSERT_EQ(queue.Start(3), 0u);
     ISerialExecution* const serial = CreateSerial();
     std::vector<int> order;
-    QueueHandle cancelled = nullptr;
-    QueueHandle last = nullptr;
-    PostSerial(serial, [&] {
-        entered.Set();
-        release.Comes();
-        order.push_back(1);
-        throw std::runtime_error("on purpose");
-    });
-    PostSerial(serial, [&] { order.push_back(2); }, &cancelled);
-    PostSerial(serial, [&] { order.push_back(3); throw 3; });
-    PostSerial(serial, [&] { order.push_back(4); }, &last);
-    EXPECT_TRUE(entered.Comes());
-    EXPECT_EQ(Finish(Post([] {})), 0u) << "the others have threads left";
-    EXPECT_EQ(queue.Cancel(cancelled), 0u);
+    Post([&] { order.push_back(1); }, serial);
+    Post([&] { Blocking()(), throw std::runtime_error("on purpose"); }, serial);
+    const QueueHandle dropped = Post([&] { order.push_back(2); }, serial);
+    Post([&] { order.push_back(3), throw 3; }, serial);
+    const QueueHandle last = Post([&] { order.push_back(4); }, serial);
+    ASSERT_TRUE(entered.Comes());
+    EXPECT_EQ(Wait(Post([] {})), 0) << "the others have threads left";
+    EXPECT_EQ(queue.Cancel(dropped), 0u);
     release.Set();
-    EXPECT_EQ(Finish(last), 0u);
+    EXPECT_EQ(Wait(last), 0);
     EXPECT_THAT(order, ElementsAre(1, 3, 4));
 
     ResetEvent(entered.handle.Get());
     ResetEvent(release.handle.Get());
-    std::atomic<bool> hasEnded = false;
-    PostSerial(serial, [&] {
-        entered.Set();
-        release.Comes();
-        hasEnded = true;
-    });
-    PostSerial(serial, [] {}, &last);
-    EXPECT_TRUE(entered.Comes());
+    const QueueHandle inFlight = Post(Blocking(), serial);
+    const QueueHandle behind = Post([] {}, serial);
+    ASSERT_TRUE(entered.Comes());
     std::thread destroyer([&] {
         queue.DestroySerialExecution(serial);
-        EXPECT_TRUE(hasEnded);
+        EXPECT_EQ(Wait(inFlight, 0), 0);
     });
-    EXPECT_EQ(Finish(last), 0u) << "dropped while the item before it still runs";
+    EXPECT_EQ(Wait(behind), 0) << "dropped while the item before it still runs";
     release.Set();
     destroyer.join();
-    EXPECT_EQ(tally.runs, 5);
-    EXPECT_EQ(tally.disposals, 7);
+    EXPECT_EQ(tally.runs, 6);
+    EXPECT_EQ(tally.disposals, 11);
 }
 
 /// Everything at once, with the queue stopped and started in between; the counts must come out even.
@@ -317,19 +287,10 @@ TEST_F(EventQueue, DisposesOfEveryAcceptedItemExactlyOnceUnderLoad) {
                 QueueHandle handle = nullptr;
                 QueueHandle* const out = i % 2 == 0 ? &handle : nullptr;
                 const auto item = isSerial ? new Item(tally, exclusive) : new Item(tally);
-                uint32_t error = 0;
-                if (isSerial) {
-                    error = serial->Post(L"", out, item, 0, 0, 0);
-                } else if (i % 7 == 0) {
-                    error = queue.PostTimer(L"", out, 1, 2, item, 0, 0, 0);
-                } else {
-                    error = queue.Post(L"", out, item, 0, 0, 0);
-                }
-                if (error == 0) {
-                    ++accepted;
-                } else {
-                    delete item;
-                }
+                const uint32_t error = isSerial     ? serial->Post(L"", out, item, 0, 0, 0)
+                                       : i % 7 == 0 ? queue.PostTimer(L"", out, 1, 2, item, 0, 0, 0)
+                                                    : queue.Post(L"", out, item, 0, 0, 0);
+                error == 0 ? static_cast<void>(++accepted) : delete item;
                 if (handle != nullptr && i % 5 == 0) queue.Cancel(handle);
                 if (handle != nullptr && i % 4 == 0 && queue.Wait(handle, kPatienceMs) != 0) ++broken;
                 if (handle != nullptr && queue.CloseItem(handle) != 0) ++broken;
@@ -346,7 +307,8 @@ TEST_F(EventQueue, DisposesOfEveryAcceptedItemExactlyOnceUnderLoad) {
             queue.DestroySerialExecution(serial);
         });
     }
-    for (std::thread& poster : posters) poster.join();
+    for (std::thread& poster : posters)
+        poster.join();
     queue.Stop();
     EXPECT_EQ(broken, 0);
     EXPECT_EQ(tally.disposals, accepted);

@@ -19,9 +19,9 @@ std::string Wrap(const std::string& plugins) {
 
 class PluginList : public testing::Test {
 protected:
-    uint32_t Read(const std::string& text) {
+    int Read(const std::string& text) {
         test_support::WriteFileText(m_path, text);
-        return m_list.Read(m_path, m_failure);
+        return static_cast<int>(m_list.Read(m_path, m_failure));
     }
 
     test_support::TemporaryFolder m_folder;
@@ -31,11 +31,12 @@ protected:
 };
 
 TEST_F(PluginList, KeepsTheOrderAndPassesOverWhatIsNotItsOwn) {
-    ASSERT_EQ(Read("\xEF\xBB\xBF" + Wrap("<!-- <plugin/> -->"
-                                         "<plugin name=\"Zulu\" dll=\"z.dll\" startup=\"2\" note=\"x\"/>"
-                                         "<plugin startup=\"0\" dll=\"C:\\a &amp; b.dll\" name=\"zulu\"></plugin>"
-                                         "<plugin name=\"caf\xC3\xA9\" dll=\"m.dll\" startup=\"1\"/>")),
-              0u);
+    ASSERT_EQ(
+        Read("\xEF\xBB\xBF" + Wrap("<!-- <plugin/> -->"
+                                   "<plugin name=\"Zulu\" dll=\"z.dll\" startup=\"2\" note=\"x\"/>"
+                                   "<plugin startup=\"0\" dll=\"C:\\a &amp; b.dll\" name=\"zulu\"></plugin>"
+                                   "<plugin name=\"caf\xC3\xA9\" dll=\"m.dll\" startup=\"1\"/>")),
+        0u);
     ASSERT_EQ(m_list.Entries().size(), 3u);
     EXPECT_EQ(m_list.Entries()[0].name, L"Zulu");
     EXPECT_EQ(m_list.Entries()[0].startup, PluginStartup::OnRequest);
@@ -45,7 +46,7 @@ TEST_F(PluginList, KeepsTheOrderAndPassesOverWhatIsNotItsOwn) {
     EXPECT_EQ(m_list.Entries()[2].name, L"caf\u00E9");
     EXPECT_EQ(m_list.Entries()[2].startup, PluginStartup::AtLoad);
 
-    ASSERT_EQ(Read("<settings><other><plugin/></other><plugins/></settings>"), 0u);
+    ASSERT_EQ(Read("<settings><other><plugin/></other><plugins/></settings>"), 0);
     EXPECT_TRUE(m_list.Entries().empty());
 }
 
@@ -63,18 +64,20 @@ TEST_F(PluginList, RefusesABadFileWithItsLineAndReason) {
         {"another root", "<plugins/>", L"has \"plugins\" in place of \"settings\""},
         {"no plugins", "<settings/>", L"no \"plugins\""},
         {"misspelt", Wrap("<plugn name=\"a\" dll=\"a.dll\" startup=\"1\"/>"), L"line 4 has \"plugn\""},
-        {"no name", Wrap("\n<plugin dll=\"a.dll\" startup=\"1\"/>"), L"line 5 has a plug-in without a \"name\""},
+        {"no name", Wrap("\n<plugin dll=\"a.dll\" startup=\"1\"/>"),
+         L"line 5 has a plug-in without a \"name\""},
         {"empty dll", Wrap("<plugin name=\"a\" dll=\"\" startup=\"1\"/>"), L"without a \"dll\""},
         {"no startup", Wrap("<plugin name=\"a\" dll=\"a.dll\"/>"), L"without a \"startup\""},
         {"startup 3", Wrap("<plugin name=\"a\" dll=\"a.dll\" startup=\"3\"/>"), L"must be 0, 1 or 2"},
         {"startup -1", Wrap("<plugin name=\"a\" dll=\"a.dll\" startup=\"-1\"/>"), L"must be 0, 1 or 2"},
         {"startup 01", Wrap("<plugin name=\"a\" dll=\"a.dll\" startup=\"01\"/>"), L"must be 0, 1 or 2"},
         {"twice",
-         Wrap("<plugin name=\"a\" dll=\"a.dll\" startup=\"1\"/><plugin name=\"a\" dll=\"b.dll\" startup=\"2\"/>"),
+         Wrap("<plugin name=\"a\" dll=\"a.dll\" startup=\"1\"/><plugin name=\"a\" dll=\"b.dll\" "
+              "startup=\"2\"/>"),
          L"names the plug-in \"a\" a second time"},
     };
     for (const auto& testCase : kCases) {
-        EXPECT_EQ(Read(testCase.text), static_cast<uint32_t>(ERROR_INVALID_DATA)) << testCase.what;
+        EXPECT_EQ(Read(testCase.text), ERROR_INVALID_DATA) << testCase.what;
         EXPECT_THAT(m_failure, HasSubstr(testCase.reason)) << testCase.what;
         EXPECT_THAT(m_failure, HasSubstr(m_path)) << testCase.what;
         EXPECT_TRUE(m_list.Entries().empty()) << testCase.what;
@@ -82,7 +85,8 @@ TEST_F(PluginList, RefusesABadFileWithItsLineAndReason) {
 }
 
 TEST_F(PluginList, TellsTheSystemsReasonForAFileThatCannotBeRead) {
-    EXPECT_EQ(m_list.Read(m_folder.File(L"missing.xml"), m_failure), static_cast<uint32_t>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(m_list.Read(m_folder.File(L"missing.xml"), m_failure),
+              static_cast<uint32_t>(ERROR_FILE_NOT_FOUND));
     EXPECT_THAT(m_failure, HasSubstr(L"missing.xml can't be read: "));
     EXPECT_THAT(m_failure, HasSubstr(L"(2)."));
     EXPECT_NE(m_list.Read(m_folder.Path(), m_failure), 0u) << "a folder";

@@ -24,7 +24,8 @@ public:
     uint32_t Stop() override { return Tell(L"Stop"); }
 
     uint32_t Tell(const wchar_t* step) {
-        const auto tell = optimizer::GetExport<OnPluginStepFunction>(GetModuleHandleW(nullptr), kOnPluginStep);
+        const auto tell =
+            optimizer::GetExport<OnPluginStepFunction>(GetModuleHandleW(nullptr), kOnPluginStep);
         return tell(m_name.c_str(), step, m_main);
     }
 

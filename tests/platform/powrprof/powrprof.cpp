@@ -1,4 +1,5 @@
-// A power library that keeps its values in the registry (tests/support/simulated_power.h) and fails on demand.
+// A power library that keeps its values in the registry (tests/support/simulated_power.h) and fails on
+// demand.
 #include <atomic>
 #include <string>
 
@@ -26,8 +27,8 @@ void MaybeKill(const wchar_t* name, std::atomic<uint32_t>& calls) {
     if (++calls == ReadPowerNumber(name)) TerminateProcess(GetCurrentProcess(), kKilled);
 }
 
-DWORD Read(const wchar_t* exportName, bool onBattery, const GUID* scheme, const GUID* subgroup, const GUID* setting,
-           DWORD* value) {
+DWORD Read(const wchar_t* exportName, bool onBattery, const GUID* scheme, const GUID* subgroup,
+           const GUID* setting, DWORD* value) {
     CountCall(exportName);
     const auto error = ReadPowerNumber(L"FailRead:" + test_support::GuidText(*setting));
     if (error) return *error;
@@ -37,8 +38,8 @@ DWORD Read(const wchar_t* exportName, bool onBattery, const GUID* scheme, const 
     return ERROR_SUCCESS;
 }
 
-DWORD Write(const wchar_t* exportName, bool onBattery, const GUID* scheme, const GUID* subgroup, const GUID* setting,
-            DWORD value) {
+DWORD Write(const wchar_t* exportName, bool onBattery, const GUID* scheme, const GUID* subgroup,
+            const GUID* setting, DWORD value) {
     static std::atomic<uint32_t> calls = 0;
     CountCall(exportName);
     MaybeKill(L"KillOnWrite", calls);
@@ -90,13 +91,13 @@ __declspec(dllexport) DWORD WINAPI PowerReadACValueIndex(HKEY, const GUID* schem
     return Read(L"PowerReadACValueIndex", false, scheme, subgroup, setting, value);
 }
 
-__declspec(dllexport) DWORD WINAPI PowerWriteDCValueIndex(HKEY, const GUID* scheme, const GUID* subgroup,
-                                                          const GUID* setting, DWORD value) {
+__declspec(dllexport) DWORD WINAPI
+    PowerWriteDCValueIndex(HKEY, const GUID* scheme, const GUID* subgroup, const GUID* setting, DWORD value) {
     return Write(L"PowerWriteDCValueIndex", true, scheme, subgroup, setting, value);
 }
 
-__declspec(dllexport) DWORD WINAPI PowerWriteACValueIndex(HKEY, const GUID* scheme, const GUID* subgroup,
-                                                          const GUID* setting, DWORD value) {
+__declspec(dllexport) DWORD WINAPI
+    PowerWriteACValueIndex(HKEY, const GUID* scheme, const GUID* subgroup, const GUID* setting, DWORD value) {
     return Write(L"PowerWriteACValueIndex", false, scheme, subgroup, setting, value);
 }
 

@@ -1,0 +1,62 @@
+"""Checks the rules of this code base that a look at the text can tell."""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LONGEST_HEADER = 150
+LONGEST_SOURCE = 400
+
+# What closes a system handle stands in an owner's traits (frame/handles.h shows how) and nowhere else.
+CLOSING_CALL = re.compile(
+    r"\b(CloseHandle|FindClose|RegCloseKey|CloseServiceHandle|FreeLibrary|LocalFree|WTSFreeMemory|EvtClose|"
+    r"SetupDiDestroyDeviceInfoList|DestroyEnvironmentBlock)\(")
+TRAIT = "static void Close("
+
+LINE_RULES = [
+    (re.compile(r"[^\x00-\x7f]"), "holds a character outside ASCII"),
+    (re.compile(r"\t"), "holds a tab"),
+    (re.compile(r"\bfriend (class|struct) \w*Test\b"), "befriends a test"),
+    (re.compile(r"\.detach\(\)"), "detaches a thread; somebody must wait for it"),
+]
+
+
+def project_files():
+    listing = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "--", "*.h", "*.cpp"],
+                             cwd=ROOT, capture_output=True, text=True, check=True).stdout
+    return [pathlib.Path(name) for name in sorted(set(listing.split("\0"))) if name and (ROOT / name).is_file()]
+
+
+def findings_of(file):
+    text = (ROOT / file).read_text(encoding="utf-8", errors="surrogateescape")
+    lines = text.splitlines()
+    header = file.suffix == ".h"
+    longest = LONGEST_HEADER if header else LONGEST_SOURCE
+    if len(lines) > longest:
+        yield f"{file}: {len(lines)} lines, more than {longest}"
+    if header and "#pragma once" not in lines:
+        yield f"{file}: has no #pragma once"
+    if not re.fullmatch(r"[a-z0-9_]+", file.stem):
+        yield f"{file}: the file's name isn't in snake_case"
+    for number, line in enumerate(lines, 1):
+        code = line.split("//")[0]
+        for pattern, what in LINE_RULES:
+            if pattern.search(line):
+                yield f"{file}:{number}: {what}"
+        if header and re.search(r"\busing namespace\b", code):
+            yield f"{file}:{number}: using namespace in a header"
+        if CLOSING_CALL.search(code) and TRAIT not in code:
+            yield f"{file}:{number}: closes a handle outside an owner"
+
+
+def main():
+    files = project_files()
+    findings = [finding for file in files for finding in findings_of(file)]
+    print("\n".join(findings + [f"rules: {len(findings)} findings in {len(files)} files"]))
+    return 1 if findings or not files else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

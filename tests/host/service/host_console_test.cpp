@@ -1,0 +1,130 @@
+// What a person can do wrong at the host's console: one clear sentence, a non-zero exit code, nothing lost on
+// disk.
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/child_process.h"
+#include "tests/support/installation.h"
+
+namespace {
+
+using test_support::ChildProcess;
+using test_support::Installation;
+using test_support::ReadFileText;
+using test_support::WriteFileText;
+
+constexpr const char* kProfiles =
+    R"({"SystemActions":[],"Disabled":{},"Work":{},"Game":{},"Movie":{},"Battery":{}})";
+
+/// Runs the console with an input and says how it ended.
+struct ConsoleRun {
+    ConsoleRun(const Installation& installation, const std::vector<std::string>& commands,
+               const std::wstring& arguments = L"console") {
+        ChildProcess host(installation.Host(arguments));
+        if (!commands.empty()) {
+            started = host.WaitForLine("ready");
+            if (started) {
+                for (const std::string& command : commands)
+                    host.Send(command);
+            }
+        }
+        exitCode = host.Finish();
+        lines = host.Lines();
+    }
+
+    bool Says(const std::string& part) const {
+        return std::any_of(lines.begin(), lines.end(),
+                           [&](const std::string& line) { return line.find(part) != std::string::npos; });
+    }
+
+    bool started = false;
+    DWORD exitCode = 0;
+    std::vector<std::string> lines;
+};
+
+TEST(HostConsole, WrongCommandsGetASentenceAndTheRestGoesOn) {
+    const Installation installation(kProfiles);
+    const ConsoleRun run(installation,
+                         {"profile Gaming", "module maybe", "config Game {\"x\":", "config Game 7", "dance",
+                          "profile Work", "profile Work", "status", "quit"});
+    EXPECT_EQ(run.exitCode, 1U);
+    EXPECT_TRUE(run.Says("There is no profile \"Gaming\"; choose Disabled, Work, Game, Movie or Battery."));
+    EXPECT_TRUE(run.Says("The module is either on or off"));
+    EXPECT_TRUE(run.Says("The config is not a JSON object (syntax error at line 1 near: )"));
+    EXPECT_TRUE(run.Says("There is no command \"dance\""));
+    EXPECT_TRUE(run.Says("profile Work: already active"));
+    EXPECT_TRUE(run.Says("status: profile Work, module off"));
+}
+
+TEST(HostConsole, BrokenSettingsAreToldAndKept) {
+    struct Case {
+        const wchar_t* file;
+        const char* text;
+        const char* sentence;
+        bool starts;
+    };
+    constexpr Case kCases[] = {
+        {L"profiles.json", "", "profiles.json is empty; correct it", false},
+        {L"profiles.json", "{\"Game\":{\"Windows", "profiles.json is not JSON (syntax error at line 1",
+         false},
+        {L"profiles.json", "[1]", "profiles.json is not a JSON object", false},
+        {L"profiles.json", R"({"Game":{"Dance":{}}})", "The action \"Dance\" of profile \"Game\"", true},
+        {L"system_restore_profile.json", "{\"Disabled\":{\"Hib", "system_restore_profile.json is not JSON",
+         true},
+        {L"A_b_config_profiles.json", "no", "A_b_config_profiles.json is not JSON", true},
+    };
+    for (const Case& wrong : kCases) {
+        SCOPED_TRACE(wrong.sentence);
+        const Installation installation(kProfiles);
+        WriteFileText(installation.SettingsFile(wrong.file), wrong.text);
+        const ConsoleRun run(installation, {"profile Work", "profile Disabled", "quit"});
+        EXPECT_EQ(run.started, wrong.starts);
+        EXPECT_EQ(run.exitCode, 1U);
+        EXPECT_TRUE(run.Says(wrong.sentence));
+        EXPECT_EQ(ReadFileText(installation.SettingsFile(wrong.file)), wrong.text);
+    }
+}
+
+TEST(HostConsole, MissingAndBrokenPluginListsAreTold) {
+    struct Case {
+        const char* text;  // null for no file at all
+        const char* sentence;
+    };
+    constexpr Case kCases[] = {
+        {nullptr, "service_plugins.xml"},
+        {"<settings><plugins>", "service_plugins.xml"},
+        {R"(<settings><plugins><plugin name="optimizeral" dll="gone.dll" startup="1"/></plugins></settings>)",
+         "gone.dll"},
+        {R"(<settings><plugins></plugins></settings>)", "has no usable plug-in \"optimizeral\""},
+    };
+    for (const Case& wrong : kCases) {
+        SCOPED_TRACE(wrong.sentence);
+        const Installation installation(kProfiles);
+        const std::wstring list = installation.File(L"settings\\service_plugins.xml");
+        if (wrong.text != nullptr) {
+            WriteFileText(list, wrong.text);
+        } else {
+            ASSERT_TRUE(DeleteFileW(list.c_str()));
+        }
+        const ConsoleRun run(installation, {});
+        EXPECT_EQ(run.exitCode, 1U);
+        EXPECT_TRUE(run.Says(wrong.sentence)) << (run.lines.empty() ? "nothing" : run.lines[0]);
+    }
+}
+
+TEST(HostConsole, MissingProfilesAndUsageErrors) {
+    const Installation installation(kProfiles);
+    ASSERT_TRUE(DeleteFileW(installation.SettingsFile(L"profiles.json").c_str()));
+    const ConsoleRun missing(installation, {});
+    EXPECT_EQ(missing.exitCode, 1U);
+    EXPECT_TRUE(missing.Says("profiles.json are missing; install the file that came with the program."));
+
+    EXPECT_EQ(ConsoleRun(installation, {}, L"").exitCode, 2U);
+    EXPECT_EQ(ConsoleRun(installation, {}, L"fly").exitCode, 2U);
+    const ConsoleRun byHand(installation, {}, L"run");
+    EXPECT_EQ(byHand.exitCode, 1U);
+    EXPECT_TRUE(byHand.Says("Only the service manager starts this program with \"run\""));
+}
+
+}  // namespace

@@ -1,0 +1,228 @@
+// The machine comes back from wherever the host was ended: real services, the real host as a process of its
+// own, and a simulated power library whose values outlive a kill.
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include <picojson.h>
+
+#include "tests/support/child_process.h"
+#include "tests/support/installation.h"
+#include "tests/support/scratch_services.h"
+#include "tests/support/simulated_power.h"
+
+namespace {
+
+using test_support::ChildProcess;
+using test_support::Installation;
+using test_support::ScratchServices;
+using test_support::ServiceState;
+
+constexpr GUID kSleep = {0x238C9FA8, 0x0AAD, 0x41ED, {0x83, 0xF4, 0x97, 0xBE, 0x24, 0x2C, 0x8F, 0x20}};
+constexpr GUID kHibernateEnabled = {
+    0x94AC6D29, 0x73CE, 0x41A6, {0x80, 0x9F, 0x63, 0x63, 0xBA, 0x21, 0xB4, 0x7E}};
+constexpr GUID kHibernateTimeout = {
+    0x9D7815A6, 0x7EE4, 0x497E, {0x88, 0x88, 0x51, 0x5A, 0x05, 0xF0, 0x23, 0x64}};
+
+constexpr ServiceState kRunning = {SERVICE_RUNNING, SERVICE_AUTO_START};
+constexpr ServiceState kStoppedManual = {SERVICE_STOPPED, SERVICE_DEMAND_START};
+constexpr ServiceState kPaused = {SERVICE_PAUSED, SERVICE_DEMAND_START};
+constexpr ServiceState kStoppedDisabled = {SERVICE_STOPPED, SERVICE_DISABLED};
+
+std::string Narrow(const std::wstring& text) {
+    return {text.begin(), text.end()};  // the names here are ASCII
+}
+
+/// Three services of which "Game" wants something else, and two power actions before them in the order of
+/// names.
+class HostRecovery : public testing::Test {
+protected:
+    HostRecovery() {
+        for (size_t i = 0; i < m_powerValues.size(); ++i) {
+            m_power.Set(m_powerValues[i], static_cast<uint32_t>(i) + 40);
+        }
+        m_services.Add(L"recover_a", kRunning);
+        m_services.Add(L"recover_b", kStoppedManual);
+        m_services.Add(L"recover_c", kPaused);
+        m_before = m_services.QueryAll();
+        m_powerBefore = Power();
+        m_installation = std::make_unique<Installation>(_Profiles());
+        m_installation->UseSimulatedPower();
+    }
+
+    std::vector<uint32_t> Power() const {
+        std::vector<uint32_t> values;
+        for (const std::wstring& name : m_powerValues)
+            values.push_back(m_power.Get(name).value_or(0));
+        return values;
+    }
+
+    std::unique_ptr<ChildProcess> StartConsole() {
+        auto host = std::make_unique<ChildProcess>(m_installation->Host(L"console"));
+        EXPECT_TRUE(host->WaitForLine("ready"));
+        return host;
+    }
+
+    /// Turns the module on and "Game" too, and waits until the services have followed.
+    void EnterGame(ChildProcess& host) {
+        host.Send("module on");
+        ASSERT_TRUE(host.WaitForLine("module on: done"));
+        host.Send("profile Game");
+        ASSERT_TRUE(host.WaitForLine("event: actions executed for Game"));
+        EXPECT_TRUE(IsInGame());
+    }
+
+    bool IsInGame() const {
+        return m_services.Reaches(m_services.Names()[0], kStoppedDisabled) &&
+               m_services.Reaches(m_services.Names()[1], kRunning) &&
+               m_services.Reaches(m_services.Names()[2], kRunning);
+    }
+
+    void ExpectPutBack() const {
+        for (size_t i = 0; i < m_before.size(); ++i) {
+            EXPECT_TRUE(m_services.Reaches(m_services.Names()[i], m_before[i]))
+                << Narrow(m_services.Names()[i]) << " is "
+                << Narrow(ToText(m_services.Query(m_services.Names()[i])));
+        }
+        EXPECT_EQ(Power(), m_powerBefore);
+        EXPECT_NE(m_installation->SystemRevertList().find("\"Disabled\":{}"), std::string::npos)
+            << m_installation->SystemRevertList();
+    }
+
+    test_support::SimulatedPower m_power;
+    const std::vector<std::wstring> m_powerValues = {m_power.ValueName(kSleep, kHibernateEnabled, true),
+                                                     m_power.ValueName(kSleep, kHibernateTimeout, true),
+                                                     m_power.ValueName(kSleep, kHibernateEnabled, false),
+                                                     m_power.ValueName(kSleep, kHibernateTimeout, false)};
+    ScratchServices m_services;
+    std::vector<ServiceState> m_before;
+    std::vector<uint32_t> m_powerBefore;
+    std::unique_ptr<Installation> m_installation;
+
+private:
+    std::string _Profiles() const {
+        const auto service = [this](size_t i, const char* status, const char* startup) {
+            return "{\"name\":\"" + Narrow(m_services.Names()[i]) + "\",\"status\":\"" + status +
+                   "\",\"startup\":\"" + startup + "\"}";
+        };
+        return "{\"SystemActions\":[\"HibernateOnBattery\",\"HibernateOnCable\",\"WindowsServices\"],"
+               "\"Disabled\":{},"
+               "\"Work\":{},\"Movie\":{},\"Battery\":{},\"Game\":{"
+               "\"HibernateOnBattery\":{\"active\":true,\"time\":111},"
+               "\"HibernateOnCable\":{\"active\":true,\"time\":222},"
+               "\"WindowsServices\":[" +
+               service(0, "STOPPED", "DISABLED") + "," + service(1, "RUNNING", "AUTOMATIC") + "," +
+               service(2, "RUNNING", "AUTOMATIC") + "]}}";
+    }
+};
+
+TEST_F(HostRecovery, KilledInForceItReturnsToGameAndDisabledBringsTheFirstValuesBack) {
+    auto host = StartConsole();
+    EnterGame(*host);
+    const std::string noted = m_installation->SystemRevertList();
+    host->Kill();
+
+    host = StartConsole();
+    host->Send("status");
+    ASSERT_TRUE(host->WaitForLine("status: profile Game, module on"));
+    host->Send("profile Work");
+    ASSERT_TRUE(host->WaitForLine("event: actions executed for Work"));
+    host->Send("profile Game");
+    ASSERT_TRUE(host->WaitForLine("event: actions executed for Game"));
+    EXPECT_TRUE(IsInGame());
+    EXPECT_EQ(m_installation->SystemRevertList(), noted)
+        << "the values to return to are still the first ones";
+
+    host->Send("profile Disabled");
+    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
+    EXPECT_EQ(host->Finish(), 0U);
+    ExpectPutBack();
+}
+
+TEST_F(HostRecovery, KilledTwiceInForceTheNoteStaysTheFirst) {
+    for (int run = 0; run < 2; ++run) {
+        auto host = StartConsole();
+        if (run == 0) EnterGame(*host);
+        host->Send("status");
+        ASSERT_TRUE(host->WaitForLine("status: profile Game"));
+        host->Kill();
+    }
+    auto host = StartConsole();
+    host->Send("profile Disabled");
+    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
+    EXPECT_EQ(host->Finish(), 0U);
+    ExpectPutBack();
+}
+
+TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
+    auto host = StartConsole();
+    host->Send("module on");
+    ASSERT_TRUE(host->WaitForLine("module on: done"));
+    // Each power action asks for the capabilities once, before it touches anything: the second question ends
+    // the host.
+    m_power.Set(L"KillOnCapabilities", 2);
+    host->Send("profile Game");
+    EXPECT_FALSE(host->WaitForLine("event: actions executed for Game"));
+    m_power.Remove(L"KillOnCapabilities");
+    EXPECT_NE(m_installation->SystemRevertList().find("HibernateOnBattery"), std::string::npos);
+    EXPECT_EQ(m_installation->SystemRevertList().find("HibernateOnCable"), std::string::npos);
+
+    host = StartConsole();
+    host->Send("status");
+    ASSERT_TRUE(host->WaitForLine("status: profile Game"));
+    EXPECT_TRUE(IsInGame());
+    host->Send("profile Disabled");
+    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
+    EXPECT_EQ(host->Finish(), 0U);
+    ExpectPutBack();
+}
+
+TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsChangeNothing) {
+    auto host = StartConsole();
+    EnterGame(*host);
+    // Each action writes two values, entering and leaving: the seventh write is the second action's way back.
+    m_power.Set(L"KillOnWrite", 7);
+    host->Send("profile Disabled");
+    EXPECT_FALSE(host->WaitForLine("event: actions executed for Disabled"));
+    m_power.Remove(L"KillOnWrite");
+
+    for (int run = 0; run < 3; ++run) {
+        host = StartConsole();
+        host->Send("status");
+        ASSERT_TRUE(host->WaitForLine("status: profile Disabled"));
+        EXPECT_EQ(host->Finish(), 0U);
+        ExpectPutBack();
+    }
+}
+
+TEST_F(HostRecovery, UninstallPutsTheMachineBackFromARunningAStoppedAndAKilledService) {
+    const auto runHost = [this](const std::wstring& arguments) {
+        ChildProcess host(m_installation->Host(arguments));
+        return host.Finish();
+    };
+    const auto& host = m_services;
+    for (const std::string how : {"running", "stopped", "killed"}) {
+        SCOPED_TRACE(how);
+        {
+            auto console = StartConsole();
+            EnterGame(*console);
+            if (how == "killed") {
+                console->Kill();
+            } else {
+                EXPECT_EQ(console->Finish(), 0U);
+            }
+        }
+        ASSERT_EQ(runHost(L"install"), 0U);
+        if (how == "running") {
+            const optimizer::ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+            const optimizer::ServiceHandle service(
+                OpenServiceW(manager.Get(), L"OptimizerHost", SERVICE_START));
+            ASSERT_TRUE(StartServiceW(service.Get(), 0, nullptr)) << GetLastError();
+            ASSERT_TRUE(host.Reaches(L"OptimizerHost", kRunning));
+        }
+        EXPECT_EQ(runHost(L"uninstall"), 0U);
+        ExpectPutBack();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#include "tests/support/installation.h"
+
+#include <filesystem>
+
+#include <windows.h>
+
+#include "frame/module_path.h"
+
+namespace test_support {
+
+Installation::Installation(const std::string& profiles) {
+    namespace fs = std::filesystem;
+    // Test programs lie in build/…/tests/NAME, the product's in build/…/bin.
+    const fs::path bin = fs::path(optimizer::GetModuleFolder()) / L"..\\..\\bin";
+    const fs::path folder = m_folder.Path();
+    for (const auto& entry : fs::directory_iterator(bin)) {
+        if (entry.is_regular_file()) fs::copy_file(entry.path(), folder / entry.path().filename());
+    }
+    fs::create_directories(folder / L"settings\\optimizer");
+    for (const auto& entry : fs::directory_iterator(bin / L"settings")) {
+        if (entry.is_regular_file())
+            fs::copy_file(entry.path(), folder / L"settings" / entry.path().filename());
+    }
+    WriteFileText(SettingsFile(L"profiles.json"), profiles);
+}
+
+void Installation::UseSimulatedPower() const {
+    std::filesystem::copy_file(optimizer::GetModuleFolder() + L"powrprof.dll", File(L"powrprof.dll"));
+    // Wine would take its own library otherwise; a service doesn't inherit the test's environment.
+    RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\optimizerhost.exe\\DllOverrides",
+                    L"powrprof", REG_SZ, L"native", sizeof(L"native"));
+}
+
+std::wstring Installation::Host(const std::wstring& arguments) const {
+    return L"\"" + File(L"optimizerhost.exe") + L"\" " + arguments;
+}
+
+}  // namespace test_support

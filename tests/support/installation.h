@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include "tests/support/temporary_folder.h"
+
+namespace test_support {
+
+/// The host as a person would install it, in a folder of its own, with settings of the test's making. The
+/// files come from the build's program folder.
+class Installation {
+public:
+    explicit Installation(const std::string& profiles);
+
+    /// Puts the simulated power library, which lies beside the test program, beside the host.
+    void UseSimulatedPower() const;
+
+    std::wstring File(const std::wstring& name) const { return m_folder.File(name); }
+    std::wstring SettingsFile(const std::wstring& name) const {
+        return m_folder.File(L"settings\\optimizer\\" + name);
+    }
+    /// Command line of the host with the given arguments.
+    std::wstring Host(const std::wstring& arguments) const;
+    /// The machine's revert list as it stands on disk.
+    std::string SystemRevertList() const {
+        return ReadFileText(SettingsFile(L"system_restore_profile.json"));
+    }
+
+private:
+    TemporaryFolder m_folder;
+};
+
+}  // namespace test_support
