@@ -158,7 +158,7 @@ uint32_t CComponentManager::_Start(Plugin& plugin) {
     if (error == ERROR_SUCCESS) {
         TableGuard guard(m_tableLock);
         plugin.state = PluginState::Running;
-        m_started.push_back(&plugin);  // never allocates: Load made room for all
+        m_started.insert(m_started.begin(), &plugin);  // never allocates: Load made room for all
         m_settled.WakeAll();
         return error;
     }
@@ -285,7 +285,7 @@ bool CComponentManager::_IsCreatingHere() const {
 void CComponentManager::_UnloadAll() {
     {
         std::unique_lock<CSlimLock> lock(m_tableLock);
-        while (false && m_creations != 0)
+        while (m_creations != 0)
             m_settled.Wait(m_tableLock);
     }
     _StopAll();
@@ -299,30 +299,29 @@ void CComponentManager::_UnloadAll() {
 
 void CComponentManager::_StopAll() {
     TRACE_SCOPE("CComponentManager::_StopAll");
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) {
-        const uint32_t error = (*plugin)->object.Get()->Stop();
+    for (Plugin* const plugin : m_started) {
+        const uint32_t error = plugin->object.Get()->Stop();
         if (error == ERROR_SUCCESS) continue;
-        TRACE_LINE(trace::kWarning, L"Plug-in %s can't be stopped. Error: %u", (*plugin)->name.c_str(),
-                   error);
+        TRACE_LINE(trace::kWarning, L"Plug-in %s can't be stopped. Error: %u", plugin->name.c_str(), error);
     }
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin) {
-        _SetState(**plugin, PluginState::Ending);
-        (*plugin)->object.Get()->UnInit();
+    for (Plugin* const plugin : m_started) {
+        _SetState(*plugin, PluginState::Ending);
+        plugin->object.Get()->UnInit();
     }
 }
 
 void CComponentManager::_DestroyAll() {
     TRACE_SCOPE("CComponentManager::_DestroyAll");
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin)
-        (*plugin)->object.Destroy();
+    for (Plugin* const plugin : m_started)
+        plugin->object.Destroy();
     for (auto& [name, plugin] : m_plugins) {
         plugin.object.Destroy();  // those that others held when their Start failed
         if (plugin.references == 0) continue;
         TRACE_LINE(trace::kWarning, L"Plug-in %s has %u requests without a release", name.c_str(),
                    plugin.references);
     }
-    for (auto plugin = m_started.rbegin(); plugin != m_started.rend(); ++plugin)
-        (*plugin)->object.FreeCode();
+    for (Plugin* const plugin : m_started)
+        plugin->object.FreeCode();
 
     PluginMap plugins;  // frees the libraries that are left, outside the lock
     TableGuard guard(m_tableLock);

@@ -91,7 +91,7 @@ private:
     CSlimLock m_tableLock;                       // guards everything below; nothing is called under it
     Phase m_phase = Phase::Empty;
     PluginMap m_plugins;
-    std::vector<Plugin*> m_started;  // in the order in which their Starts returned
+    std::vector<Plugin*> m_started;  // the one whose Start returned last comes first
     uint32_t m_creations = 0;        // requests that may create
     uint32_t m_queries = 0;          // requests that ask a live plug-in for an interface
     CSignal m_settled;               // one of the two went down, or a plug-in's state changed

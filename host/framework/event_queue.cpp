@@ -43,7 +43,7 @@ uint32_t CEventQueue::_Submit(const wchar_t* name, QueueHandle* out, EqWorkItem*
     try {
         ItemList fresh;
         fresh.emplace_back(work, name);
-        const ItemRef item = fresh.begin();
+        const auto item = fresh.begin();
         item->serial = schedule.serial;
         item->periodMs = schedule.periodMs;
         item->firingsLeft = schedule.firings;
@@ -85,7 +85,7 @@ uint32_t CEventQueue::Wait(QueueHandle handle, uint32_t timeoutMs) {
     Lock lock(m_lock);
     const ItemRef* const found = m_handles.Find(handle);
     if (found == nullptr) return ERROR_INVALID_HANDLE;
-    const ItemRef item = *found;
+    const auto item = *found;
     if (_WaitsForItself(*item)) return ERROR_POSSIBLE_DEADLOCK;
 
     ++item->waiters;
@@ -104,7 +104,7 @@ uint32_t CEventQueue::Cancel(QueueHandle handle) {
     Lock lock(m_lock);
     const ItemRef* const found = m_handles.Find(handle);
     if (found == nullptr) return ERROR_INVALID_HANDLE;
-    const ItemRef item = *found;
+    const auto item = *found;
     item->firingsLeft = 0;
     if (item->state != ItemState::Active && item->state != ItemState::Ended) _Drop(lock, item);
     return ERROR_SUCCESS;
@@ -114,7 +114,7 @@ uint32_t CEventQueue::CloseItem(QueueHandle handle) {
     Lock lock(m_lock);
     const ItemRef* const found = m_handles.Find(handle);
     if (found == nullptr) return ERROR_INVALID_HANDLE;
-    const ItemRef item = *found;
+    const auto item = *found;
     m_handles.Remove(handle);
     item->handle = nullptr;
     _ForgetIfUnused(item);

@@ -41,10 +41,10 @@ public:
     uint32_t Reserved5() override { return ERROR_NOT_SUPPORTED; }
     /// 0 when the item has ended, 258 when it hasn't, 6 for a handle that isn't there, 1131
     /// (ERROR_POSSIBLE_DEADLOCK) for a thread that would wait for itself. A timer ends with its last firing.
-    uint32_t Wait(QueueHandle item, uint32_t timeoutMs) override;
+    uint32_t Wait(QueueHandle handle, uint32_t timeoutMs) override;
     /// 0, or 6 for a handle that isn't there. Disposes of an item that it drops on the calling thread.
-    uint32_t Cancel(QueueHandle item) override;
-    uint32_t CloseItem(QueueHandle item) override;
+    uint32_t Cancel(QueueHandle handle) override;
+    uint32_t CloseItem(QueueHandle handle) override;
     uint32_t Reserved9() override { return ERROR_NOT_SUPPORTED; }
     uint32_t Reserved10() override { return ERROR_NOT_SUPPORTED; }
     uint32_t CreateSerialExecution(ISerialExecution** out) override;

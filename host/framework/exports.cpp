@@ -13,7 +13,7 @@ CServMain* FromBase(IVxBaseInterface* object) {
     return static_cast<CServMain*>(static_cast<IServMain*>(object));
 }
 
-const optimizer::ComponentEntry kComponents[] = {
+constexpr optimizer::ComponentEntry kComponents[] = {
     {kServMainName,
      []() -> IVxBaseInterface* { return static_cast<IServMain*>(new (std::nothrow) CServMain); },
      [](IVxBaseInterface* object) { delete FromBase(object); },

@@ -1,5 +1,7 @@
 #include "actions/hibernate_action.h"
 
+#include <utility>
+
 #include "actions/action_support.h"
 #include "actions/vista_hibernate.h"
 #include "actions/xp_hibernate.h"
@@ -9,8 +11,8 @@
 
 namespace optimizer {
 
-CHibernateAction::CHibernateAction(const wchar_t* name, bool onBattery, const HibernateParams& parameters)
-    : m_name(name), m_onBattery(onBattery), m_parameters(parameters) {}
+CHibernateAction::CHibernateAction(const wchar_t* name, bool onBattery, HibernateParams parameters)
+    : m_name(name), m_onBattery(onBattery), m_parameters(std::move(parameters)) {}
 
 CHibernateAction::~CHibernateAction() {
     if (m_hibernate != nullptr) m_hibernate->Uninit();

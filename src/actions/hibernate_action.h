@@ -12,7 +12,7 @@ namespace optimizer {
 /// "HibernateOnBattery" and "HibernateOnCable", each with its own values. One thread at a time.
 class CHibernateAction final : public IOptimizerAction {
 public:
-    CHibernateAction(const wchar_t* name, bool onBattery, const HibernateParams& parameters);
+    CHibernateAction(const wchar_t* name, bool onBattery, HibernateParams parameters);
     ~CHibernateAction() override;
 
     /// 0; 775 (ERROR_NOT_CAPABLE) on a machine that can't hibernate; 31 (ERROR_GEN_FAILURE).

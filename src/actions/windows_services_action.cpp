@@ -1,5 +1,7 @@
 #include "actions/windows_services_action.h"
 
+#include <utility>
+
 #include "actions/action_support.h"
 #include "actions/windows_service.h"
 #include "frame/trace.h"
@@ -20,12 +22,13 @@ uint32_t LimitThatNeverWaits() {
 
 }  // namespace
 
-CWindowsServicesAction::CWindowsServicesAction(const WindowsServicesParams& parameters, IServMain* servMain)
-    : m_parameters(parameters), m_servMain(servMain), m_stepLimitMs(kStepLimitMs) {
+CWindowsServicesAction::CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain)
+    : m_parameters(std::move(parameters)),
+      m_service(std::make_unique<CWindowsService>()),
+      m_servMain(servMain),
+      m_stepLimitMs(kStepLimitMs) {
     TRACE_SCOPE("CWindowsServicesAction::CWindowsServicesAction");
-    m_service = std::make_unique<CWindowsService>();
-    m_initialized = _Init();
-    if (!m_initialized) TRACE_LINE(trace::kError, L"Init failed");
+    if (!_Init()) TRACE_LINE(trace::kError, L"Init failed");
 }
 
 bool CWindowsServicesAction::_Init() {
@@ -45,6 +48,7 @@ bool CWindowsServicesAction::_Init() {
         TRACE_LINE(trace::kError, L"Could not create serial execution!");
         return false;
     }
+    m_initialized = true;
     return true;
 }
 

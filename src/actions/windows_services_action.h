@@ -20,7 +20,7 @@ namespace optimizer {
 class CWindowsServicesAction final : public IOptimizerAction {
 public:
     /// `servMain` outlives the action. With a null one, or when a part can't be had, Start does nothing.
-    CWindowsServicesAction(const WindowsServicesParams& parameters, IServMain* servMain);
+    CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain);
     ~CWindowsServicesAction() override;
 
     uint32_t Start() override;

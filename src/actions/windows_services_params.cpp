@@ -17,14 +17,14 @@ namespace {
 constexpr const char* kStatusTexts[] = {"RUNNING", "STOPPED", "PAUSED", "NA"};
 constexpr const char* kStartupTexts[] = {"AUTOMATIC", "MANUAL", "DISABLED", "NA"};
 
-template <class Value>
-picojson::value ToText(const char* const (&texts)[4], Value value) {
-    return picojson::value(texts[std::clamp(static_cast<int>(value), 0, 3)]);
+picojson::value ToText(const char* const (&texts)[4], int value) {
+    return picojson::value(texts[std::clamp(value, 0, 3)]);
 }
 
 template <class Value>
 Value FromText(const char* const (&texts)[4], const picojson::value* text) {
-    const auto found = std::find(std::begin(texts), std::end(texts), json::ToText(text).value_or("NA"));
+    const auto* const found =
+        std::find(std::begin(texts), std::end(texts), json::ToText(text).value_or("NA"));
     return static_cast<Value>(std::min<std::ptrdiff_t>(found - std::begin(texts), 3));
 }
 
@@ -43,8 +43,8 @@ void WindowsServicesParams::ToJson(picojson::value* out) const {
     for (const ServiceRecord& record : services) {
         picojson::object object;
         object["name"] = picojson::value(Narrow(record.name));
-        object["status"] = ToText(kStatusTexts, record.status);
-        object["startup"] = ToText(kStartupTexts, record.startup);
+        object["status"] = ToText(kStatusTexts, static_cast<int>(record.status));
+        object["startup"] = ToText(kStartupTexts, static_cast<int>(record.startup));
         array.emplace_back(std::move(object));
     }
     *out = picojson::value(std::move(array));

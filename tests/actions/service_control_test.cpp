@@ -83,7 +83,7 @@ TEST_F(WindowsService, EachCommandInEachState) {
         EXPECT_EQ((service.*test.operation)(L"a", 10), test.result);
         EXPECT_EQ(scm.State(L"a"), test.after);
         std::vector<std::wstring> expected = {std::wstring(L"open a ") + test.access};
-        if (test.command != nullptr) expected.push_back(test.command);
+        if (test.command != nullptr) expected.emplace_back(test.command);
         EXPECT_EQ(scm.Calls(), expected);
         EXPECT_TRUE(fresh.Has(L"Service = a"));
         EXPECT_TRUE(fresh.Has(test.trace));

@@ -10,9 +10,6 @@ namespace {
 
 using optimizer::ServiceHandle;
 
-constexpr DWORD kPatienceMs = 10000;
-constexpr DWORD kPollMs = 10;
-
 void Require(bool succeeded, const char* what) {
     if (!succeeded) throw std::runtime_error(std::string(what) + " failed " + std::to_string(GetLastError()));
 }
@@ -90,11 +87,7 @@ std::vector<ServiceState> ScratchServices::QueryAll() const {
 }
 
 bool ScratchServices::Reaches(const std::wstring& name, const ServiceState& wanted) const {
-    for (DWORD waitedMs = 0; waitedMs < kPatienceMs; waitedMs += kPollMs) {
-        if (Query(name) == wanted) return true;
-        Sleep(kPollMs);
-    }
-    return false;
+    return WaitUntil([&] { return Query(name) == wanted; });
 }
 
 void ScratchServices::SetStartType(const std::wstring& name, DWORD startType) const {

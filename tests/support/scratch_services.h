@@ -15,6 +15,16 @@ struct ServiceState {
     bool operator==(const ServiceState& other) const = default;
 };
 
+/// Asks again and again for ten seconds at most; for what another process does meanwhile.
+template <class Condition>
+bool WaitUntil(Condition condition) {
+    for (DWORD waitedMs = 0; waitedMs < 10000; waitedMs += 10) {
+        if (condition()) return true;
+        Sleep(10);
+    }
+    return false;
+}
+
 /// "RUNNING AUTOMATIC" and the like.
 std::wstring ToText(const ServiceState& state);
 

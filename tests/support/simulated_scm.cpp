@@ -44,7 +44,7 @@ SC_HANDLE WINAPI OpenByName(SC_HANDLE manager, LPCWSTR name, DWORD access) {
     const Guard guard(g_scm->lock);
     if (manager == nullptr) return Answer(ERROR_INVALID_HANDLE), nullptr;
     g_scm->calls.push_back(L"open " + std::wstring(name) + L" " + Hex(access));
-    if (g_scm->openErrors.count(name) != 0) return Answer(g_scm->openErrors[name]), nullptr;
+    if (g_scm->openErrors.contains(name)) return Answer(g_scm->openErrors[name]), nullptr;
     const auto found = g_scm->services.find(name);
     return Answer(found != g_scm->services.end() ? 0 : ERROR_SERVICE_DOES_NOT_EXIST) ? NewHandle(found->first)
                                                                                      : nullptr;

@@ -130,7 +130,8 @@ TEST_F(EventQueue, RefusesBadArgumentsAndStaleHandles) {
     const QueueHandle stale = Post([] {});
     EXPECT_EQ(queue.CloseItem(stale), 0u);
     EXPECT_EQ(Wait(Post([] {})), 0);
-    for (const QueueHandle bad : {stale, QueueHandle(nullptr), QueueHandle(&queue), QueueHandle(-1)}) {
+    for (const QueueHandle bad :
+         {stale, QueueHandle{}, static_cast<QueueHandle>(&queue), INVALID_HANDLE_VALUE}) {
         EXPECT_EQ(Wait(bad), ERROR_INVALID_HANDLE);
         EXPECT_EQ(queue.Cancel(bad), static_cast<uint32_t>(ERROR_INVALID_HANDLE));
         EXPECT_EQ(queue.CloseItem(bad), static_cast<uint32_t>(ERROR_INVALID_HANDLE));
@@ -286,7 +287,7 @@ TEST_F(EventQueue, DisposesOfEveryAcceptedItemExactlyOnceUnderLoad) {
                 const bool isSerial = i % 3 == 0;
                 QueueHandle handle = nullptr;
                 QueueHandle* const out = i % 2 == 0 ? &handle : nullptr;
-                const auto item = isSerial ? new Item(tally, exclusive) : new Item(tally);
+                auto* const item = isSerial ? new Item(tally, exclusive) : new Item(tally);
                 const uint32_t error = isSerial     ? serial->Post(L"", out, item, 0, 0, 0)
                                        : i % 7 == 0 ? queue.PostTimer(L"", out, 1, 2, item, 0, 0, 0)
                                                     : queue.Post(L"", out, item, 0, 0, 0);

@@ -38,9 +38,8 @@ std::string Narrow(const std::wstring& text) {
 class HostRecovery : public testing::Test {
 protected:
     HostRecovery() {
-        for (size_t i = 0; i < m_powerValues.size(); ++i) {
-            m_power.Set(m_powerValues[i], static_cast<uint32_t>(i) + 40);
-        }
+        constexpr uint32_t kFound[] = {0, 41, 0, 43};
+        for (size_t i = 0; i < m_powerValues.size(); ++i) m_power.Set(m_powerValues[i], kFound[i]);
         m_services.Add(L"recover_a", kRunning);
         m_services.Add(L"recover_b", kStoppedManual);
         m_services.Add(L"recover_c", kPaused);
@@ -81,12 +80,12 @@ protected:
     void ExpectPutBack() const {
         for (size_t i = 0; i < m_before.size(); ++i) {
             EXPECT_TRUE(m_services.Reaches(m_services.Names()[i], m_before[i]))
-                << Narrow(m_services.Names()[i]) << " is "
-                << Narrow(ToText(m_services.Query(m_services.Names()[i])));
+                << Narrow(m_services.Names()[i]) << " is " << Narrow(ToText(m_services.Query(m_services.Names()[i])));
         }
-        EXPECT_EQ(Power(), m_powerBefore);
-        EXPECT_NE(m_installation->SystemRevertList().find("\"Disabled\":{}"), std::string::npos)
-            << m_installation->SystemRevertList();
+        EXPECT_TRUE(test_support::WaitUntil([this] { return Power() == m_powerBefore; }));
+        EXPECT_TRUE(test_support::WaitUntil([this] {
+            return m_installation->SystemRevertList().find("\"Disabled\":{}") != std::string::npos;
+        })) << m_installation->SystemRevertList();
     }
 
     test_support::SimulatedPower m_power;
@@ -190,8 +189,8 @@ TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsCha
         host = StartConsole();
         host->Send("status");
         ASSERT_TRUE(host->WaitForLine("status: profile Disabled"));
-        EXPECT_EQ(host->Finish(), 0U);
         ExpectPutBack();
+        EXPECT_EQ(host->Finish(), 0U);
     }
 }
 
