@@ -4,15 +4,15 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/child_process.h"
-#include "tests/support/installation.h"
+#include "tools/rig/child_process.h"
+#include "tools/rig/installation.h"
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::Installation;
-using test_support::ReadFileText;
-using test_support::WriteFileText;
+using rig::ChildProcess;
+using rig::Installation;
+using rig::ReadFileText;
+using rig::WriteFileText;
 
 constexpr const char* kProfiles =
     R"({"SystemActions":[],"Disabled":{},"Work":{},"Game":{},"Movie":{},"Battery":{}})";

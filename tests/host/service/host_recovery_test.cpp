@@ -6,17 +6,17 @@
 
 #include <picojson.h>
 
-#include "tests/support/child_process.h"
-#include "tests/support/installation.h"
-#include "tests/support/scratch_services.h"
+#include "tools/rig/child_process.h"
+#include "tools/rig/installation.h"
+#include "tools/rig/scratch_services.h"
 #include "tests/support/simulated_power.h"
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::Installation;
-using test_support::ScratchServices;
-using test_support::ServiceState;
+using rig::ChildProcess;
+using rig::Installation;
+using rig::ScratchServices;
+using rig::ServiceState;
 
 constexpr GUID kSleep = {0x238C9FA8, 0x0AAD, 0x41ED, {0x83, 0xF4, 0x97, 0xBE, 0x24, 0x2C, 0x8F, 0x20}};
 constexpr GUID kHibernateEnabled = {
@@ -39,7 +39,8 @@ class HostRecovery : public testing::Test {
 protected:
     HostRecovery() {
         constexpr uint32_t kFound[] = {0, 41, 0, 43};
-        for (size_t i = 0; i < m_powerValues.size(); ++i) m_power.Set(m_powerValues[i], kFound[i]);
+        for (size_t i = 0; i < m_powerValues.size(); ++i)
+            m_power.Set(m_powerValues[i], kFound[i]);
         m_services.Add(L"recover_a", kRunning);
         m_services.Add(L"recover_b", kStoppedManual);
         m_services.Add(L"recover_c", kPaused);
@@ -80,10 +81,11 @@ protected:
     void ExpectPutBack() const {
         for (size_t i = 0; i < m_before.size(); ++i) {
             EXPECT_TRUE(m_services.Reaches(m_services.Names()[i], m_before[i]))
-                << Narrow(m_services.Names()[i]) << " is " << Narrow(ToText(m_services.Query(m_services.Names()[i])));
+                << Narrow(m_services.Names()[i]) << " is "
+                << Narrow(ToText(m_services.Query(m_services.Names()[i])));
         }
-        EXPECT_TRUE(test_support::WaitUntil([this] { return Power() == m_powerBefore; }));
-        EXPECT_TRUE(test_support::WaitUntil([this] {
+        EXPECT_TRUE(rig::WaitUntil([this] { return Power() == m_powerBefore; }));
+        EXPECT_TRUE(rig::WaitUntil([this] {
             return m_installation->SystemRevertList().find("\"Disabled\":{}") != std::string::npos;
         })) << m_installation->SystemRevertList();
     }

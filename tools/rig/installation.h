@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
-namespace test_support {
+namespace rig {
 
 /// The host as a person would install it, in a folder of its own, with settings of the test's making. The
 /// files come from the build's program folder.
@@ -30,4 +30,4 @@ private:
     TemporaryFolder m_folder;
 };
 
-}  // namespace test_support
+}  // namespace rig

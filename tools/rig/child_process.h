@@ -7,7 +7,7 @@
 #include "frame/critical_section.h"
 #include "frame/handles.h"
 
-namespace test_support {
+namespace rig {
 
 /// A program with its input and output in the test's hands. Ended at the latest with this object.
 class ChildProcess {
@@ -43,4 +43,4 @@ private:
     std::thread m_reader;
 };
 
-}  // namespace test_support
+}  // namespace rig

@@ -1,10 +1,10 @@
-#include "tests/support/scratch_services.h"
+#include "tools/rig/scratch_services.h"
 
 #include <stdexcept>
 
 #include "frame/module_path.h"
 
-namespace test_support {
+namespace rig {
 
 namespace {
 
@@ -48,7 +48,7 @@ ServiceHandle ScratchServices::_Open(const std::wstring& name) const {
 
 std::wstring ScratchServices::Add(const std::wstring& name, const ServiceState& wanted) {
     const std::wstring full = name + L"_" + std::to_wstring(GetCurrentProcessId());
-    const std::wstring command = L"\"" + optimizer::GetModuleFolder() + L"test_service.exe\" " + full;
+    const std::wstring command = L"\"" + optimizer::GetModuleFolder() + L"scratch_service.exe\" " + full;
     const ServiceHandle service(CreateServiceW(m_manager.Get(), full.c_str(), nullptr, SERVICE_ALL_ACCESS,
                                                SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
                                                SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr,
@@ -97,4 +97,4 @@ void ScratchServices::SetStartType(const std::wstring& name, DWORD startType) co
             "ChangeServiceConfig");
 }
 
-}  // namespace test_support
+}  // namespace rig

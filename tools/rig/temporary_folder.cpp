@@ -1,4 +1,4 @@
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 #include <atomic>
 #include <filesystem>
@@ -8,7 +8,7 @@
 
 #include <windows.h>
 
-namespace test_support {
+namespace rig {
 
 TemporaryFolder::TemporaryFolder() {
     static std::atomic<int> s_next = 0;
@@ -39,4 +39,4 @@ bool FileExists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-}  // namespace test_support
+}  // namespace rig

@@ -1,4 +1,4 @@
-// A real service that does nothing but follow the service manager: test_service.exe NAME
+// A real service that does nothing but follow the service manager: scratch_service.exe NAME
 #include <string>
 
 #include <windows.h>

@@ -1,8 +1,8 @@
-#include "tests/support/child_process.h"
+#include "tools/rig/child_process.h"
 
 #include <stdexcept>
 
-namespace test_support {
+namespace rig {
 
 namespace {
 
@@ -120,4 +120,4 @@ std::vector<std::string> ChildProcess::Lines() {
     return m_lines;
 }
 
-}  // namespace test_support
+}  // namespace rig

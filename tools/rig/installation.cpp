@@ -1,4 +1,4 @@
-#include "tests/support/installation.h"
+#include "tools/rig/installation.h"
 
 #include <filesystem>
 
@@ -6,7 +6,7 @@
 
 #include "frame/module_path.h"
 
-namespace test_support {
+namespace rig {
 
 Installation::Installation(const std::string& profiles) {
     namespace fs = std::filesystem;
@@ -26,13 +26,14 @@ Installation::Installation(const std::string& profiles) {
 
 void Installation::UseSimulatedPower() const {
     std::filesystem::copy_file(optimizer::GetModuleFolder() + L"powrprof.dll", File(L"powrprof.dll"));
+    static constexpr wchar_t kOrder[] = L"native,builtin";
     // Wine would take its own library otherwise; a service doesn't inherit the test's environment.
     RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\optimizerhost.exe\\DllOverrides",
-                    L"powrprof", REG_SZ, L"native", sizeof(L"native"));
+                    L"powrprof", REG_SZ, kOrder, sizeof(kOrder));
 }
 
 std::wstring Installation::Host(const std::wstring& arguments) const {
     return L"\"" + File(L"optimizerhost.exe") + L"\" " + arguments;
 }
 
-}  // namespace test_support
+}  // namespace rig

@@ -5,7 +5,7 @@
 
 #include "frame/handles.h"
 
-namespace test_support {
+namespace rig {
 
 /// What the service manager says of a service.
 struct ServiceState {
@@ -28,8 +28,8 @@ bool WaitUntil(Condition condition) {
 /// "RUNNING AUTOMATIC" and the like.
 std::wstring ToText(const ServiceState& state);
 
-/// Services of the test's own, run by the program test_service.exe in the test's folder; stopped and removed
-/// at the end. Their names carry the process id, so that runs don't meet.
+/// Services of the test's own, run by the program scratch_service.exe in the test's folder; stopped and
+/// removed at the end. Their names carry the process id, so that runs don't meet.
 class ScratchServices {
 public:
     ScratchServices();
@@ -55,4 +55,4 @@ private:
     std::vector<std::wstring> m_names;
 };
 
-}  // namespace test_support
+}  // namespace rig
