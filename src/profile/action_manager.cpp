@@ -83,6 +83,20 @@ void ActionManager::RevertAll() {
     if (m_cancel.exchange(0) == 0) m_active.clear();
 }
 
+void ActionManager::PutBack(const ActionMap& saved) {
+    TRACE_SCOPE("ActionManager::PutBack");
+    CriticalSectionGuard guard(m_setLock);
+    for (const auto& [name, action] : saved) {
+        if (m_cancel != 0) break;
+        if (m_active.contains(name)) continue;
+        _SetCurrent(action.get());
+        action->Start();
+        _Tell(*action, ActionState::Reverted);
+    }
+    _SetCurrent(nullptr);
+    m_cancel.exchange(0);
+}
+
 void ActionManager::Forget() {
     TRACE_SCOPE("ActionManager::Forget");
     CriticalSectionGuard guard(m_setLock);

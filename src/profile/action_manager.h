@@ -36,6 +36,9 @@ public:
     /// Asks the action that is being started to give up and skips the ones after it.
     void Cancel() override;
     void RevertAll() override;
+    /// Starts each action of `saved` that isn't active, whose parameters are the values to return to, and
+    /// tells the observer that it is reverted. They stay the caller's.
+    void PutBack(const ActionMap& saved);
     /// Ends the active actions without reverting them, and tells the observer that they are reverted.
     void Forget();
 

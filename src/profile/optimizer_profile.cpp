@@ -160,34 +160,48 @@ void OptimizerProfile::_Run(profile wanted) {
         m_actions->RevertAll();
         return;
     }
-    const bool restoring = m_restore == 1;
-    if (restoring) _RestoreRevertParameters(wanted, actions);
-    _Apply(actions, restoring, restoring && wanted == profile::Disabled);
-}
-
-/// Hands the actions the values that a previous run saved, so that they won't take the state which that run
-/// left behind for the state to return to.
-void OptimizerProfile::_RestoreRevertParameters(profile wanted, ActionMap& actions) {
-    ActionMap saved;
-    if (wanted != profile::Disabled) _GetActionLists(profile::Disabled, saved);
-    for (const auto& [name, action] : actions) {
-        const auto found = saved.find(name);
-        if (found != saved.end()) action->SetRevertParameters(found->second->GetParameters());
+    if (m_restore == 1) {
+        _Restore(wanted, actions);
+    } else {
+        m_actions->Apply(&actions);
     }
-    saved.clear();
-    m_restore = 0;
 }
 
-void OptimizerProfile::_Apply(ActionMap& actions, bool restoring, bool puttingRight) {
-    m_puttingRight = puttingRight;
-    m_actions->Apply(&actions);
-    // The saved values are in force again, and no profile is: there is nothing left that a later run could
-    // return to.
-    if (puttingRight) m_actions->Forget();
-    m_puttingRight = false;
-    // A restore that was cut short leaves notes on disk that no action has taken over. The next run must hand
-    // them over too, or its actions would note the state that the earlier profile left behind.
-    if (restoring && IsSignalled(m_stopEvent)) m_restore.fetch_or(1);
+/// A run whose values to return to are on disk, from an earlier life of the service.
+void OptimizerProfile::_Restore(profile wanted, ActionMap& actions) {
+    if (wanted == profile::Disabled) {
+        // The notes are the action set: starting it brings the saved values back. No profile is in force
+        // then, and there is nothing left that a later run could return to.
+        m_restore = 0;
+        m_puttingRight = true;
+        m_actions->Apply(&actions);
+        m_actions->Forget();
+        m_puttingRight = false;
+    } else {
+        _TakeOverNotes(actions);
+        m_restore = 0;
+        if (!IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
+    }
+    // A restore that was cut short leaves notes that nobody has taken over; the next run has to, or its
+    // actions would note the state that the earlier profile left behind.
+    if (IsSignalled(m_stopEvent)) m_restore.fetch_or(1);
+}
+
+/// Hands the actions the values that an earlier run saved, so that they won't take the state which that run
+/// left behind for the state to return to. What is noted and no longer wanted is put back.
+void OptimizerProfile::_TakeOverNotes(ActionMap& actions) {
+    ActionMap saved;
+    _GetActionLists(profile::Disabled, saved);
+    for (auto note = saved.begin(); note != saved.end();) {
+        const auto action = actions.find(note->first);
+        if (action == actions.end()) {
+            ++note;
+            continue;
+        }
+        action->second->SetRevertParameters(note->second->GetParameters());
+        note = saved.erase(note);
+    }
+    m_actions->PutBack(saved);
 }
 
 bool OptimizerProfile::_GetActionLists(profile wanted, ActionMap& actions) {

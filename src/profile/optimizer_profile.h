@@ -49,8 +49,8 @@ public:
 private:
     void _Start(profile wanted);
     void _Run(profile wanted);
-    void _RestoreRevertParameters(profile wanted, ActionMap& actions);
-    void _Apply(ActionMap& actions, bool restoring, bool puttingRight);
+    void _Restore(profile wanted, ActionMap& actions);
+    void _TakeOverNotes(ActionMap& actions);
     bool _GetActionLists(profile wanted, ActionMap& actions);
     bool _GetActionList(bool system, profile wanted, ActionMap& actions);
     void _AddAction(const std::wstring& name, const picojson::value& value, ActionMap& actions);

@@ -8,29 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/frame/caller.h"
+
 namespace optimizer {
 namespace {
 
-constexpr DWORD kPatienceMs = 10000;
-
-/// A thread that runs one blocking call and says when it is through.
-class Caller {
-public:
-    template <class Call>
-    explicit Caller(Call call)
-        : m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, call] {
-              call();
-              SetEvent(m_done.Get());
-          }) {}
-    ~Caller() { m_thread.join(); }
-
-    bool Finishes() const { return WaitForSingleObject(m_done.Get(), kPatienceMs) == WAIT_OBJECT_0; }
-    bool IsBlocked() const { return WaitForSingleObject(m_done.Get(), 50) == WAIT_TIMEOUT; }
-
-private:
-    KernelHandle m_done;
-    std::thread m_thread;
-};
+using frame_test::Caller;
 
 TEST(SyncRWLock, NestedReadPassesAWaitingWriterAndANewReaderQueuesBehindIt) {
     CSyncRWLock lock;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+namespace frame_test {
+
+/// What this program's replaced imports answer.
+struct Imports {
+    const char* missingExport = nullptr;      // GetProcAddress doesn't find it
+    const wchar_t* missingLibrary = nullptr;  // LoadLibraryW doesn't find it
+    DWORD error = ERROR_PROC_NOT_FOUND;       // what both leave behind then
+    DWORD timeMs = 0;                         // timeGetTime
+};
+extern Imports g_imports;
+
+/// Tests that touch the imports, and leave them as they were.
+class WithImports : public testing::Test {
+protected:
+    ~WithImports() override { g_imports = {}; }
+};
+
+}  // namespace frame_test
