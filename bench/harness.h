@@ -36,11 +36,11 @@ inline double TicksPerMs() {
     return static_cast<double>(frequency.QuadPart) / 1000;
 }
 
-inline const void* volatile g_seen = nullptr;
+inline volatile uintptr_t g_seen = 0;
 
 /// Makes the compiler believe that somebody looks at what is there.
 inline void Keep(const void* address) {
-    g_seen = address;
+    g_seen = reinterpret_cast<uintptr_t>(address);
 }
 
 template <class Work>

@@ -144,6 +144,8 @@ std::wstring UserPrefix() {
 /// Both sides must have worked on the same files, and come to the same end.
 void RequireSameWork(Engine& engine, WrittenOutChange& writtenOut, const std::wstring& engineFile,
                      const std::wstring& writtenOutFile) {
+    // The engine's first change looks for what an earlier life of the service left.
+    engine.Change(profile::Disabled);
     for (const profile wanted : {profile::Game, profile::Disabled}) {
         g_reads = g_writes = 0;
         engine.Change(wanted);

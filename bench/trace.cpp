@@ -30,7 +30,10 @@ std::wstring Argument() {
 }
 
 inline void WriteOutSite() {
-    if (g_first.load(std::memory_order_relaxed) + g_second.load(std::memory_order_relaxed) > 0) ++g_evaluated;
+    const bool isLive =
+        g_first.load(std::memory_order_relaxed) + g_second.load(std::memory_order_relaxed) > 0;
+    if (isLive) [[unlikely]]
+        ++g_evaluated;
 }
 
 void RequireSilence() {

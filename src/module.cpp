@@ -1,9 +1,9 @@
 // The library's entry and its three exports: the only place that knows every component.
 #include <iterator>
-#include <new>
 
 #include <windows.h>
 
+#include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/uninstall_event.h"
 #include "profile/optimizer_plugin.h"
@@ -25,13 +25,14 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
 };
 
-/// Null when the memory is short.
+/// Null when it can't be made.
 COptimizerPlugin* MakePlugin() {
-    try {
-        return new (std::nothrow) COptimizerPlugin;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    COptimizerPlugin* plugin = nullptr;
+    static_cast<void>(optimizer::Guarded([&] {
+        plugin = new COptimizerPlugin;
+        return uint32_t{ERROR_SUCCESS};
+    }));
+    return plugin;
 }
 
 uint32_t CreatePlugin(const Identifier* iid, void** out) {

@@ -20,13 +20,13 @@ CEventQueue::~CEventQueue() {
     }
 }
 
-uint32_t CEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
-                           uint32_t) {
+uint32_t CEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t, uint64_t,
+                           uint64_t) {
     return _Submit(name, out, item, {});
 }
 
 uint32_t CEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs,
-                                uint32_t repeatCount, EqWorkItem* item, uint32_t, uint32_t, uint32_t) {
+                                uint32_t repeatCount, EqWorkItem* item, uint64_t, uint64_t, uint64_t) {
     const bool isValid = periodMs != 0 && repeatCount != 0;
     return _Submit(name, out, isValid ? item : nullptr, {nullptr, periodMs, repeatCount});
 }
@@ -77,7 +77,7 @@ CSignal* CEventQueue::_Enqueue(ItemList& fresh, ItemRef item) {
     }
     item->state = ItemState::Ready;
     m_ready.splice(m_ready.end(), fresh, item);
-    return m_idleCount != 0 ? &m_work : nullptr;
+    return _TakeIdle();
 }
 
 uint32_t CEventQueue::Wait(QueueHandle handle, uint32_t timeoutMs) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <list>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "frame/critical_section.h"
 #include "framework/handle_table.h"
@@ -33,11 +35,11 @@ public:
     uint32_t Start(uint32_t threadCount) override;
     uint32_t Stop() override;
     /// 0, 87 without an item, 14 or 5023.
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
-                  uint32_t reserved2, uint32_t reserved3) override;
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t reserved1,
+                  uint64_t reserved2, uint64_t reserved3) override;
     /// As Post; 87 for a period or a count of 0 too. A firing that comes due while the item runs is left out.
     uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
-                       EqWorkItem* item, uint32_t reserved1, uint32_t reserved2, uint32_t reserved3) override;
+                       EqWorkItem* item, uint64_t reserved1, uint64_t reserved2, uint64_t reserved3) override;
     uint32_t Reserved5() override { return ERROR_NOT_SUPPORTED; }
     /// 0 when the item has ended, 258 when it hasn't, 6 for a handle that isn't there, 1131
     /// (ERROR_POSSIBLE_DEADLOCK) for a thread that would wait for itself. A timer ends with its last firing.
@@ -56,6 +58,7 @@ public:
     uint32_t PostSerial(CSerialExecution& serial, const wchar_t* name, QueueHandle* out, EqWorkItem* item);
 
 private:
+    static constexpr uint32_t kMostThreads = 64;
     using Lock = std::unique_lock<CSlimLock>;
     enum class State { Fresh, Running, Stopped };
     struct Schedule {
@@ -69,7 +72,9 @@ private:
     bool _Arm(ItemList& from, ItemRef item);
 
     uint32_t _StartThreads(uint32_t threadCount);
-    void _RunItems();
+    void _RunItems(CSignal& work);
+    CSignal* _TakeIdle();
+    void _WakeAll();
     void _RunTimers();
     void _RunOne(Lock& lock, ItemRef item);
     bool _FiresAgain(ItemRef item);
@@ -98,9 +103,9 @@ private:
     ItemList m_active;
     ItemList m_ended;
     CHandleTable m_handles;
-    uint32_t m_idleCount = 0;
-    CSignal m_work;   // an item is ready, or the state changed
-    CSignal m_alarm;  // the first timer changed, or the state did
+    std::array<CSignal, kMostThreads> m_work;  // one for each thread: an item is ready, or the state changed
+    std::vector<CSignal*> m_idle;              // of the threads that wait, the one that ran last at the end
+    CSignal m_alarm;                           // the first timer changed, or the state did
 };
 
 }  // namespace host

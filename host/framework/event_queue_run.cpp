@@ -14,8 +14,6 @@ namespace trace = optimizer::trace;
 
 namespace {
 
-constexpr uint32_t kMostThreads = 64;
-
 void TraceEscaped(const QueueItem& item, const char* what) {
     TRACE_SCOPE("CEventQueue::Execute");
     TRACE_LINE(trace::kError, L"An exception escaped from item %s: %S", item.label, what);
@@ -65,8 +63,7 @@ uint32_t CEventQueue::Start(uint32_t threadCount) {
     if (error == ERROR_SUCCESS) return error;
 
     m_state = before;
-    m_work.WakeAll();
-    m_alarm.WakeAll();
+    _WakeAll();
     lock.unlock();
     m_threads.Join();
     lock.lock();
@@ -78,9 +75,10 @@ uint32_t CEventQueue::Start(uint32_t threadCount) {
 
 uint32_t CEventQueue::_StartThreads(uint32_t threadCount) {
     try {
+        m_idle.reserve(kMostThreads);  // so that a thread needs no memory to wait
         uint32_t error = m_threads.Add([this] { _RunTimers(); });
         for (uint32_t i = 0; i < threadCount && error == ERROR_SUCCESS; ++i) {
-            error = m_threads.Add([this] { _RunItems(); });
+            error = m_threads.Add([this, i] { _RunItems(m_work[i]); });
         }
         return error;
     } catch (const std::bad_alloc&) {
@@ -93,8 +91,7 @@ uint32_t CEventQueue::Stop() {
     Lock lock(m_lock);
     const uint64_t generation = m_generation;
     m_state = State::Stopped;
-    m_work.WakeAll();
-    m_alarm.WakeAll();
+    _WakeAll();
     _DropAll(lock);
     if (m_threads.IsOwn()) return ERROR_SUCCESS;
     lock.unlock();
@@ -125,17 +122,32 @@ std::optional<ItemRef> CEventQueue::_FirstWaiting() {
     return std::nullopt;
 }
 
-void CEventQueue::_RunItems() {
+void CEventQueue::_RunItems(CSignal& work) {
     Lock lock(m_lock);
     while (m_state == State::Running) {
         if (!m_ready.empty()) {
             _RunOne(lock, m_ready.begin());
             continue;
         }
-        ++m_idleCount;
-        m_work.Wait(m_lock);
-        --m_idleCount;
+        m_idle.push_back(&work);
+        work.Wait(m_lock);
+        std::erase(m_idle, &work);  // still there unless _TakeIdle took it
     }
+}
+
+/// Whom to wake for an item that is ready now; null when every thread is awake or about to be, for each looks
+/// for items before it waits. The thread that ran last goes first: its caches and its processor are warm.
+CSignal* CEventQueue::_TakeIdle() {
+    if (m_idle.empty()) return nullptr;
+    CSignal* const work = m_idle.back();
+    m_idle.pop_back();
+    return work;
+}
+
+void CEventQueue::_WakeAll() {
+    for (CSignal* const work : m_idle)
+        work->WakeOne();
+    m_alarm.WakeAll();
 }
 
 void CEventQueue::_RunOne(Lock& lock, ItemRef item) {
@@ -182,7 +194,7 @@ void CEventQueue::_RunTimers() {
             continue;
         }
         _Move(m_armed.begin(), ItemState::Ready);
-        if (m_idleCount != 0) m_work.WakeOne();
+        if (CSignal* const work = _TakeIdle()) work->WakeOne();
     }
 }
 
@@ -219,7 +231,8 @@ void CEventQueue::_Activate(ItemRef item) {
 void CEventQueue::_Drop(Lock& lock, ItemRef item) {
     const bool hadTurn = item->serial != nullptr && item->state == ItemState::Ready;
     _Activate(item);
-    if (hadTurn && _PassTurn(*item->serial) && m_idleCount != 0) m_work.WakeOne();
+    CSignal* const work = hadTurn && _PassTurn(*item->serial) ? _TakeIdle() : nullptr;
+    if (work != nullptr) work->WakeOne();
     lock.unlock();
     DisposeOfItem(*item);
     lock.lock();

@@ -4,8 +4,8 @@
 
 namespace host {
 
-uint32_t CSerialExecution::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
-                                uint32_t) {
+uint32_t CSerialExecution::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t, uint64_t,
+                                uint64_t) {
     return m_queue.PostSerial(*this, name, out, item);
 }
 

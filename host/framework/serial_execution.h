@@ -16,8 +16,8 @@ public:
     CSerialExecution(const CSerialExecution&) = delete;
     CSerialExecution& operator=(const CSerialExecution&) = delete;
 
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
-                  uint32_t reserved2, uint32_t reserved3) override;
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t reserved1,
+                  uint64_t reserved2, uint64_t reserved3) override;
 
     // The queue's book-keeping, guarded by its lock.
     ItemList behind;

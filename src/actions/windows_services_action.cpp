@@ -13,11 +13,22 @@ namespace {
 
 constexpr uint32_t kStepLimitMs = 10;
 constexpr DWORD kAbortPeriodMs = 10;
+constexpr DWORD kPendingPatienceMs = 30000;
+constexpr DWORD kPendingPollMs = 100;
+constexpr DWORD kWrapMarginMs = 5000;
 
 /// A limit that makes every wait for a service state end at its first look: its deadline lies half-way
-/// between now and the wrap of the tick count, and a wait goes on only past its deadline.
+/// between now and the wrap of the tick count, and a wait goes on only past its deadline. Right before the
+/// wrap there is no such deadline, so that it is let pass.
 uint32_t LimitThatNeverWaits() {
+    const uint32_t leftMs = 0xFFFFFFFF - GetTickCount();
+    if (leftMs < kWrapMarginMs) Sleep(leftMs + 1);
     return (0xFFFFFFFF - GetTickCount()) / 2;
+}
+
+bool IsPending(uint32_t state) {
+    return state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING ||
+           state == SERVICE_CONTINUE_PENDING || state == SERVICE_PAUSE_PENDING;
 }
 
 }  // namespace
@@ -25,8 +36,7 @@ uint32_t LimitThatNeverWaits() {
 CWindowsServicesAction::CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain)
     : m_parameters(std::move(parameters)),
       m_service(std::make_unique<CWindowsService>()),
-      m_servMain(servMain),
-      m_stepLimitMs(kStepLimitMs) {
+      m_servMain(servMain) {
     TRACE_SCOPE("CWindowsServicesAction::CWindowsServicesAction");
     if (!_Init()) TRACE_LINE(trace::kError, L"Init failed");
 }
@@ -66,13 +76,35 @@ CWindowsServicesAction::~CWindowsServicesAction() {
     if (m_eventQueue != nullptr && m_serialExecution != nullptr) {
         m_eventQueue->DestroySerialExecution(m_serialExecution);
     }
-    {
-        CriticalSectionGuard guard(m_queueLock);
-        m_queue.swap(unfinished);
+    if (m_hasReverted) {
+        // A restore that met a service on its way elsewhere was refused; all of it is checked once more.
+        unfinished.clear();
+        for (const ServiceRecord& record : m_revertParameters->services) {
+            if (record.status != ServiceStatus::None) unfinished.push_back({0, record.name, record.status});
+        }
     }
-    m_stepLimitMs = LimitThatNeverWaits();  // nobody is left to abort a wait
-    ProcessServicesActionsQueue();
+    if (m_initialized) _Finish(unfinished);
     m_service->Uninit();
+}
+
+/// Carries changes out on this thread, with nobody left to abort a wait. A service that is still on its way
+/// to a state would refuse the command, so that it is given time to arrive.
+void CWindowsServicesAction::_Finish(const std::deque<StatusChange>& changes) {
+    TRACE_SCOPE("CWindowsServicesAction::_Finish");
+    m_isEnding = true;
+    const DWORD startMs = GetTickCount();
+    for (const StatusChange& change : changes) {
+        uint32_t state = 0;
+        while (m_service->GetServiceStatus(change.name.c_str(), &state) == 0 && IsPending(state) &&
+               GetTickCount() - startMs < kPendingPatienceMs) {
+            Sleep(kPendingPollMs);
+        }
+        {
+            CriticalSectionGuard guard(m_queueLock);
+            m_queue.push_back(change);
+        }
+        ProcessServicesActionsQueue();
+    }
 }
 
 bool CWindowsServicesAction::SetServiceStartup(const std::wstring& name, ServiceStartup startup) {
@@ -102,6 +134,11 @@ void CWindowsServicesAction::EnqueueServiceAction(const std::wstring& name, Serv
     item->Dispose();
 }
 
+CWindowsServicesAction::InFlightMark::~InFlightMark() {
+    CriticalSectionGuard guard(m_action.m_queueLock);
+    m_action.m_changeInFlight.reset();
+}
+
 std::optional<CWindowsServicesAction::StatusChange> CWindowsServicesAction::_TakeChange() {
     CriticalSectionGuard guard(m_queueLock);
     m_changeInFlight.reset();
@@ -118,6 +155,7 @@ std::optional<CWindowsServicesAction::StatusChange> CWindowsServicesAction::_Cha
 
 void CWindowsServicesAction::ProcessServicesActionsQueue() {
     TRACE_SCOPE("CWindowsServicesAction::ProcessServicesActionsQueue");
+    const InFlightMark mark(*this);
     while (const std::optional<StatusChange> change = _TakeChange()) {
         const wchar_t* const name = change->name.c_str();
         TRACE_LINE(trace::kInformation, L"%s %d", name, static_cast<int>(change->status));
@@ -138,8 +176,9 @@ bool CWindowsServicesAction::TransitionService(const std::wstring& name, Service
     TRACE_SCOPE("CWindowsServicesAction::TransitionService");
     for (const ServiceStep step : StepsBetween(from, to)) {
         if (step == nullptr) break;
+        const uint32_t limitMs = m_isEnding ? LimitThatNeverWaits() : kStepLimitMs;
         // A step that gives 0 ends the list and counts as the failure; any other result goes on. It stays so.
-        if ((*m_service.*step)(name.c_str(), m_stepLimitMs) == 0) return false;
+        if ((*m_service.*step)(name.c_str(), limitMs) == 0) return false;
     }
     return true;
 }
@@ -175,9 +214,11 @@ ServiceRecord* CWindowsServicesAction::_FindRevertRecord(const std::wstring& nam
 uint32_t CWindowsServicesAction::Start() {
     TRACE_SCOPE("CWindowsServicesAction::Start");
     if (!m_initialized) return 0;
-    if (m_revertParameters == nullptr) {
-        m_revertParameters = std::make_unique<WindowsServicesParams>();
-        for (const ServiceRecord& wanted : m_parameters.services) {
+    m_hasReverted = false;
+    if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<WindowsServicesParams>();
+    // Values that an earlier run saved may lack a service that the profile has got since.
+    for (const ServiceRecord& wanted : m_parameters.services) {
+        if (_FindRevertRecord(wanted.name) == nullptr) {
             m_revertParameters->services.push_back(_Snapshot(wanted.name));
         }
     }
@@ -233,6 +274,7 @@ uint32_t CWindowsServicesAction::Revert() {
     Stop();
     uint32_t error = _RestoreAll(&ServiceRecord::startup);
     if (error == 0) error = _RestoreAll(&ServiceRecord::status);
+    m_hasReverted = true;
     if (error != 0) TRACE_LINE(trace::kError, L"RevertStartup failed");
     return error;
 }
@@ -262,6 +304,7 @@ uint32_t CWindowsServicesAction::Update(IOptimizerActionSettings* parameters) {
     TRACE_SCOPE("CWindowsServicesAction::Update");
     const auto* const wantedParameters = dynamic_cast<const WindowsServicesParams*>(parameters);
     if (wantedParameters == nullptr) return ERROR_INVALID_PARAMETER;
+    m_hasReverted = false;
     Stop();
     for (const ServiceRecord& current : m_parameters.services) {
         if (const ServiceRecord* const wanted = wantedParameters->Find(current.name)) {

@@ -51,7 +51,21 @@ private:
         ServiceStatus status;
     };
 
+    /// Ends the mark of the change in flight with the pass over the queue, also when that ends in an
+    /// exception.
+    class InFlightMark {
+    public:
+        explicit InFlightMark(CWindowsServicesAction& action) : m_action(action) {}
+        ~InFlightMark();
+        InFlightMark(const InFlightMark&) = delete;
+        InFlightMark& operator=(const InFlightMark&) = delete;
+
+    private:
+        CWindowsServicesAction& m_action;
+    };
+
     bool _Init();
+    void _Finish(const std::deque<StatusChange>& changes);
     void _AbortChangeInFlight();
     std::optional<StatusChange> _TakeChange();
     std::optional<StatusChange> _ChangeInFlight();
@@ -80,7 +94,8 @@ private:
     IServMain* m_servMain;
     IEventQueue* m_eventQueue = nullptr;
     ISerialExecution* m_serialExecution = nullptr;
-    uint32_t m_stepLimitMs;  // changes only when the serial execution has ended
+    bool m_hasReverted = false;  // the last operation was a Revert
+    bool m_isEnding = false;     // changes only when the serial execution has ended
 
     CCriticalSection m_queueLock;                  // never held across a call to a service
     std::deque<StatusChange> m_queue;              // guarded by m_queueLock

@@ -24,8 +24,8 @@ struct EqWorkItem {
 struct ISerialExecution {
     /// Queues the item behind all earlier ones. `name` labels the item, `out` may be null. 0 or an error; on
     /// an error the item stays the caller's.
-    virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
-                          uint32_t reserved2, uint32_t reserved3) = 0;  // 0
+    virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t reserved1,
+                          uint64_t reserved2, uint64_t reserved3) = 0;  // 0
 };
 
 /// The host's threads. Any thread may call any operation.
@@ -37,12 +37,12 @@ struct IEventQueue {
     virtual uint32_t Stop() = 0;  // 2
     /// Queues an item for one run. `out` receives a handle, which CloseItem forgets; it may be null. 0 or an
     /// error; on an error the item stays the caller's.
-    virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t reserved1,
-                          uint32_t reserved2, uint32_t reserved3) = 0;  // 3
+    virtual uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t reserved1,
+                          uint64_t reserved2, uint64_t reserved3) = 0;  // 3
     /// Runs the item after each period, `repeatCount` times or without bound (kRepeatForever).
     virtual uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
-                               EqWorkItem* item, uint32_t reserved1, uint32_t reserved2,
-                               uint32_t reserved3) = 0;  // 4
+                               EqWorkItem* item, uint64_t reserved1, uint64_t reserved2,
+                               uint64_t reserved3) = 0;  // 4
     virtual uint32_t Reserved5() = 0;                    // 5
     /// Blocks until the item has finished or was dropped. 258 (WAIT_TIMEOUT) when it hasn't within the time,
     /// another value when it has. kWaitForever has no limit.

@@ -32,9 +32,11 @@ inline constexpr const wchar_t* kActionNames[] = {
 
 }  // namespace optimizer
 
-/// Called outside the engine's own locks, from the thread of the request or of the profile change. `user` is
-/// the interactive user as "DOMAIN\name", empty when nobody is logged on. Pointers are valid during the call
-/// only. An observer must not register or unregister from inside its own notification.
+/// Called from the thread of the request, the logon or the profile change; OnProfileChanged and, at a start
+/// or a logon, OnOptimizerModuleEnableChanged with the engine's locks held. An observer must therefore not
+/// call the engine from inside a notification, nor wait for a thread that does: it posts the work. Nor may it
+/// register or unregister there. `user` is the interactive user as "DOMAIN\name", empty when nobody is logged
+/// on. Pointers are valid during the call only.
 struct IOptimizerEvents {
     using profile = optimizer::profiles::profile;
 

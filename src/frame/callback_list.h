@@ -15,28 +15,27 @@ namespace optimizer {
 /// therefore waits for every notification in flight, and an observer must not call Add or Remove from inside
 /// its own notification: a reader can't become a writer, and the lock ends the process.
 template <class T>
-class CallbackList {
+class CallbackList final {
 public:
     CallbackList() = default;
-    virtual ~CallbackList() = default;
+    ~CallbackList() = default;
     CallbackList(const CallbackList&) = delete;
     CallbackList& operator=(const CallbackList&) = delete;
 
     /// 0, 183 (ERROR_ALREADY_EXISTS) or 14 (ERROR_OUTOFMEMORY).
     uint32_t Add(T observer) {
-        std::unique_ptr<Entry> entry(new (std::nothrow) Entry(observer));
-        if (!entry) return ERROR_OUTOFMEMORY;
-        WriteGuard guard(m_lock);
-        for (const auto& existing : m_entries) {
-            ReadGuard entryGuard(existing->lock);
-            if (existing->active && existing->observer == observer) return ERROR_ALREADY_EXISTS;
-        }
         try {
+            auto entry = std::make_unique<Entry>(observer);
+            WriteGuard guard(m_lock);
+            for (const auto& existing : m_entries) {
+                ReadGuard entryGuard(existing->lock);
+                if (existing->active && existing->observer == observer) return ERROR_ALREADY_EXISTS;
+            }
             m_entries.push_back(std::move(entry));
+            return ERROR_SUCCESS;
         } catch (const std::bad_alloc&) {
             return ERROR_OUTOFMEMORY;
         }
-        return ERROR_SUCCESS;
     }
 
     /// 0, or 1168 (ERROR_NOT_FOUND). Blocks while a notification is in flight.

@@ -11,7 +11,6 @@ namespace optimizer {
 class ExportedObjectBase {
 public:
     ExportedObjectBase() = default;
-    virtual ~ExportedObjectBase() { Release(); }
     ExportedObjectBase(const ExportedObjectBase&) = delete;
     ExportedObjectBase& operator=(const ExportedObjectBase&) = delete;
 
@@ -22,15 +21,17 @@ public:
     void Release();
 
 protected:
-    uint32_t _Load(const std::wstring& path, const wchar_t* name, const Identifier& iid);
+    ~ExportedObjectBase() { Release(); }
 
-    void* m_interface = nullptr;
+    uint32_t _Load(const std::wstring& path, const wchar_t* name, const Identifier& iid);
+    void* _Interface() const { return m_interface; }
 
 private:
     uint32_t _Create(const std::wstring& path, const Identifier& iid);
 
     Library m_library;
     IVxBaseInterface* m_object = nullptr;
+    void* m_interface = nullptr;
     VxDestroyObjectFunction* m_destroy = nullptr;
     VxCreateObjectFunction* m_create = nullptr;
     std::wstring m_name;
@@ -47,7 +48,7 @@ public:
         return _Load(path, name, iid);
     }
 
-    T* Get() const { return static_cast<T*>(m_interface); }
+    T* Get() const { return static_cast<T*>(_Interface()); }
 };
 
 }  // namespace optimizer

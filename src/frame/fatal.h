@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdlib>
+
 #include <windows.h>
 
 namespace optimizer {
@@ -10,7 +12,7 @@ namespace optimizer {
     constexpr DWORD kProgrammingError = 0xE0565831;  // an application-defined exception code
     RaiseException(kProgrammingError, EXCEPTION_NONCONTINUABLE, 0, nullptr);
     TerminateProcess(GetCurrentProcess(), kProgrammingError);
-    __builtin_unreachable();
+    std::abort();
 }
 
 }  // namespace optimizer

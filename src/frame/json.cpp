@@ -1,5 +1,8 @@
 #include "frame/json.h"
 
+#include <algorithm>
+#include <cstring>
+#include <exception>
 #include <limits>
 
 namespace optimizer::json {
@@ -20,7 +23,18 @@ std::optional<Integer> ToInteger(const picojson::value* value) {
 }  // namespace
 
 bool Parse(const std::string& text, picojson::value& out, std::string& error) {
-    error = picojson::parse(out, text);
+    try {
+        const auto end = picojson::parse(out, text.begin(), text.end(), &error);
+        const auto rest =
+            std::find_if_not(end, text.end(), [](char c) { return std::strchr(" \t\r\n", c) != nullptr; });
+        if (error.empty() && rest != text.end()) {
+            const auto line = 1 + std::count(text.begin(), rest, '\n');
+            error = "syntax error at line " + std::to_string(line) + " near: ";
+            error.append(rest, std::find(rest, text.end(), '\n'));
+        }
+    } catch (const std::exception&) {
+        error = "a number is out of range";  // beyond a double
+    }
     return error.empty();
 }
 

@@ -9,7 +9,8 @@
 
 namespace optimizer::json {
 
-/// Parses a text. On a syntax error the result is false and `error` tells the line and the rest of that line.
+/// Parses a text. On a syntax error the result is false and `error` tells the line and the rest of that line;
+/// so it is for a number that no double can hold.
 bool Parse(const std::string& text, picojson::value& out, std::string& error);
 
 /// The member of an object; null when the value isn't an object or has no such key.

@@ -1,6 +1,7 @@
 #include "frame/log_binding.h"
 
 #include <cstdlib>
+#include <iterator>
 #include <new>
 
 namespace optimizer::trace {
@@ -45,10 +46,13 @@ void TakeDown() {
 }
 
 void AtExit() {
-    SpinGuard guard;
+    // The other threads are gone by now. One that was ended while it held the flag will never let go of it:
+    // then the binding is left as it is, since waiting would hang the process for ever.
+    if (g_spinFlag.exchange(1) != 0) return;
     internal::g_staticReferences = 0;
     internal::g_dynamicReferences = 0;
     TakeDown();
+    g_spinFlag.exchange(0);
 }
 
 }  // namespace

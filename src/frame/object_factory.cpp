@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include "frame/guarded.h"
+
 namespace optimizer {
 
 namespace {
@@ -26,7 +28,10 @@ uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_
 
     const ComponentEntry* const entry = Find(table, count, name);
     if (entry == nullptr) return ERROR_NOT_FOUND;
-    IVxBaseInterface* const object = entry->create();
+    IVxBaseInterface* object = nullptr;
+    // The allocation doesn't throw, but a constructor may.
+    const uint32_t error = Guarded([&] { return object = entry->create(), uint32_t{ERROR_SUCCESS}; });
+    if (error != ERROR_SUCCESS) return error;
     if (object == nullptr) return ERROR_OUTOFMEMORY;
     *out = object->QueryInterface(&wanted);
     if (*out != nullptr) return ERROR_SUCCESS;

@@ -1,5 +1,7 @@
 #include "frame/sync_rw_lock.h"
 
+#include <new>
+
 #include "frame/fatal.h"
 
 namespace optimizer {
@@ -21,10 +23,11 @@ void Require(bool condition) {
 CSyncRWLock::CSyncRWLock()
     : m_readerGate(CreateSemaphoreW(nullptr, 0, kGateMaximum, nullptr)),
       m_writerGate(CreateSemaphoreW(nullptr, 0, kGateMaximum, nullptr)) {
-    Require(m_readerGate && m_writerGate);
+    if (!m_readerGate || !m_writerGate) throw std::bad_alloc();
 }
 
-void CSyncRWLock::LockRead(uint32_t threadId) {
+// A failed insertion after the wait would leave a reader counted for ever, so that it ends the process.
+void CSyncRWLock::LockRead(uint32_t threadId) noexcept {
     const uint32_t thread = ThreadOrCaller(threadId);
     std::unique_lock guard(m_lock);
     if (m_activeReaders > 0) {

@@ -16,14 +16,15 @@ namespace optimizer {
 /// the process.
 ///
 /// Any thread; LockRead and LockWrite block without limit, the others don't.
-class CSyncRWLock : public ISyncRWLock {
+class CSyncRWLock final : public ISyncRWLock {
 public:
+    /// Throws std::bad_alloc when the system gives no semaphores.
     CSyncRWLock();
-    virtual ~CSyncRWLock() = default;
+    ~CSyncRWLock() = default;
     CSyncRWLock(const CSyncRWLock&) = delete;
     CSyncRWLock& operator=(const CSyncRWLock&) = delete;
 
-    void LockRead(uint32_t threadId) override;
+    void LockRead(uint32_t threadId) noexcept override;
     void UnlockRead(uint32_t threadId) override;
     void LockWrite(uint32_t threadId) override;
     void UnlockWrite(uint32_t threadId) override;

@@ -82,7 +82,8 @@ public:
     uint64_t GetCount() override { return m_count; }
 
 private:
-    static constexpr uint32_t kNotFound = 1168;  // ERROR_NOT_FOUND
+    static constexpr uint32_t kNotFound = 1168;   // ERROR_NOT_FOUND
+    static constexpr uint32_t kOutOfMemory = 14;  // ERROR_OUTOFMEMORY
 
     T* _ValueOf(ListLink* link) {
         return link != &m_sentinel ? &static_cast<ListEntry<T>*>(link)->value : nullptr;
@@ -96,7 +97,8 @@ private:
     }
 
     uint32_t _InsertBefore(ListLink* link, const T& value) {
-        auto* const entry = new ListEntry<T>(value);
+        auto* const entry = new (std::nothrow) ListEntry<T>(value);
+        if (entry == nullptr) return kOutOfMemory;
         entry->next = link;
         entry->previous = link->previous;
         link->previous->next = entry;

@@ -86,9 +86,10 @@ String::~String() {
 StringControl* String::_CheckedControl() const {
     if (m_text == nullptr) return nullptr;
     const std::byte* const buffer = BufferOf(m_text);
-    auto* const control = ReadField<StringControl*>(buffer, kControlOffset);
+    const auto control = ReadField<StringControl*>(buffer, kControlOffset);
+    if (control == nullptr) return nullptr;  // another library's buffer without a record: nothing to check
     if (ReadField<uint32_t>(buffer, 0) != kGuard ||
-        ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard || control == nullptr ||
+        ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard ||
         ReadField<uint32_t>(buffer, LastGuardOffset(control->capacity)) != kGuard) {
         EndProcess();
     }
@@ -146,6 +147,7 @@ void String::_Grow(uint64_t capacity) {
     if (control == nullptr) {
         control = new (std::nothrow) StringControl{StringMemMgr(), 0, 0, kDefaultGrowth, 0, 1};
         if (control == nullptr) EndProcess();
+        if (m_text != nullptr) control->length = control->capacity = std::wcslen(m_text);
     }
     const uint64_t size = StringBufferSize(capacity);
     std::byte* const old = m_text != nullptr ? BufferOf(m_text) : nullptr;

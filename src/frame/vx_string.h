@@ -17,7 +17,9 @@ class String {
 public:
     String() = default;
     explicit String(const wchar_t* text) { Assign(text); }
-    String(const String& other) { Assign(other.m_text); }
+    String(const String& other) {
+        if (other.m_text != nullptr) Assign(other.m_text);
+    }
     String& operator=(const String& other) {
         if (this != &other) Assign(other.m_text);
         return *this;

@@ -6,15 +6,30 @@
 
 namespace optimizer {
 
+/// Leaves no action current and no cancel behind a run, also when it ends in an exception: a Cancel must
+/// never reach an action that is gone.
+class ActionManager::EndOfRun {
+public:
+    explicit EndOfRun(ActionManager& manager) : m_manager(manager) {}
+    ~EndOfRun() {
+        m_manager._SetCurrent(nullptr);
+        m_manager.m_cancel.exchange(0);
+    }
+    EndOfRun(const EndOfRun&) = delete;
+    EndOfRun& operator=(const EndOfRun&) = delete;
+
+private:
+    ActionManager& m_manager;
+};
+
 void ActionManager::Apply(ActionMap* newActions) {
     TRACE_SCOPE("ActionManager::Apply");
     _SetCurrent(nullptr);
     CriticalSectionGuard guard(m_setLock);
+    const EndOfRun end(*this);
     _RevertMissing(*newActions);
     _UpdateKept(*newActions);
     _StartNew(*newActions);
-    _SetCurrent(nullptr);
-    m_cancel.exchange(0);
 }
 
 void ActionManager::_RevertMissing(const ActionMap& newActions) {
@@ -83,26 +98,23 @@ void ActionManager::RevertAll() {
     if (m_cancel.exchange(0) == 0) m_active.clear();
 }
 
-void ActionManager::PutBack(const ActionMap& saved) {
+bool ActionManager::PutBack(ActionMap& saved, const Ended& ended) {
     TRACE_SCOPE("ActionManager::PutBack");
     CriticalSectionGuard guard(m_setLock);
-    for (const auto& [name, action] : saved) {
-        if (m_cancel != 0) break;
+    const EndOfRun end(*this);
+    bool complete = true;
+    for (auto& [name, action] : saved) {
         if (m_active.contains(name)) continue;
         _SetCurrent(action.get());
-        action->Start();
-        _Tell(*action, ActionState::Reverted);
+        const bool done = action->Start() == ERROR_SUCCESS && action->GetRevertParameters() != nullptr;
+        _SetCurrent(nullptr);
+        // From here on no Cancel reaches the action, and one that did has set the flag.
+        if (m_cancel != 0) return false;
+        action.reset();
+        if (done) ended(name);
+        complete = complete && done;
     }
-    _SetCurrent(nullptr);
-    m_cancel.exchange(0);
-}
-
-void ActionManager::Forget() {
-    TRACE_SCOPE("ActionManager::Forget");
-    CriticalSectionGuard guard(m_setLock);
-    for (const auto& active : m_active)
-        _Tell(*active.second, ActionState::Reverted);
-    m_active.clear();
+    return complete;
 }
 
 void ActionManager::_SetCurrent(IOptimizerAction* action) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <functional>
 
 #include "frame/critical_section.h"
 #include "profile/action_map.h"
@@ -36,13 +38,15 @@ public:
     /// Asks the action that is being started to give up and skips the ones after it.
     void Cancel() override;
     void RevertAll() override;
-    /// Starts each action of `saved` that isn't active, whose parameters are the values to return to, and
-    /// tells the observer that it is reverted. They stay the caller's.
-    void PutBack(const ActionMap& saved);
-    /// Ends the active actions without reverting them, and tells the observer that they are reverted.
-    void Forget();
+    /// Told of an action by its name, when it has ended and all it had to do is done.
+    using Ended = std::function<void(const std::wstring& name)>;
+    /// Starts and ends each action of `saved` that isn't active, whose parameters are the values to return
+    /// to. False when one of them failed or a Cancel came; `ended` isn't told of those.
+    [[nodiscard]] bool PutBack(ActionMap& saved, const Ended& ended);
 
 private:
+    class EndOfRun;
+
     void _RevertMissing(const ActionMap& newActions);
     void _UpdateKept(const ActionMap& newActions);
     void _StartNew(ActionMap& newActions);

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
@@ -39,6 +40,10 @@ void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t COptimizerPlugin::Init(IServMain* main) {
+    return Guarded([&] { return _Init(main); });
+}
+
+uint32_t COptimizerPlugin::_Init(IServMain* main) {
     TRACE_SCOPE("COptimizerPlugin::Init");
     if (main == nullptr) {
         TRACE_LINE(trace::kError, L"IServMain is null!");
@@ -61,6 +66,10 @@ void COptimizerPlugin::UnInit() {
 }
 
 uint32_t COptimizerPlugin::Start() {
+    return Guarded([&] { return _Start(); });
+}
+
+uint32_t COptimizerPlugin::_Start() {
     TRACE_SCOPE("COptimizerPlugin::Start");
     if (m_manager) static_cast<void>(m_manager->Start());
     m_tracksUsersStarted = CUserLogon::Instance().Start() == ERROR_SUCCESS;
@@ -87,6 +96,10 @@ void COptimizerPlugin::CancelTask(const int32_t* task) {
 }
 
 uint32_t COptimizerPlugin::SetProfile(const profile* wanted) {
+    return Guarded([&] { return _SetProfile(wanted); });
+}
+
+uint32_t COptimizerPlugin::_SetProfile(const profile* wanted) {
     TRACE_SCOPE("COptimizerPlugin::SetProfile");
     if (wanted == nullptr) return ERROR_INVALID_PARAMETER;
     TRACE_LINE(trace::kInformation, L"profile=%d", *wanted);
@@ -104,6 +117,10 @@ uint32_t COptimizerPlugin::GetProfile(profile* active) {
 }
 
 uint32_t COptimizerPlugin::SetProfileConfig(const profile* which, vx::String* config) {
+    return Guarded([&] { return _SetProfileConfig(which, config); });
+}
+
+uint32_t COptimizerPlugin::_SetProfileConfig(const profile* which, vx::String* config) {
     TRACE_SCOPE("COptimizerPlugin::SetProfileConfig");
     if (which == nullptr || config == nullptr) return ERROR_INVALID_PARAMETER;
     uint32_t result = ERROR_GEN_FAILURE;
@@ -120,6 +137,10 @@ uint32_t COptimizerPlugin::SetProfileConfig(const profile* which, vx::String* co
 }
 
 uint32_t COptimizerPlugin::GetProfileConfig(const profile* which, vx::String* config) {
+    return Guarded([&] { return _GetProfileConfig(which, config); });
+}
+
+uint32_t COptimizerPlugin::_GetProfileConfig(const profile* which, vx::String* config) {
     TRACE_SCOPE("COptimizerPlugin::GetProfileConfig");
     if (which == nullptr || config == nullptr) return ERROR_INVALID_PARAMETER;
     std::wstring text;
@@ -132,6 +153,10 @@ uint32_t COptimizerPlugin::GetProfileConfig(const profile* which, vx::String* co
 }
 
 uint32_t COptimizerPlugin::SetModuleEnable(bool enable) {
+    return Guarded([&] { return _SetModuleEnable(enable); });
+}
+
+uint32_t COptimizerPlugin::_SetModuleEnable(bool enable) {
     TRACE_SCOPE("COptimizerPlugin::SetModuleEnable");
     TRACE_LINE(trace::kInformation, L"enable=%s", TrueFalse(enable));
     if (m_manager) {
@@ -157,7 +182,7 @@ uint32_t COptimizerPlugin::GetModuleEnable(bool* enable) {
 }
 
 uint32_t COptimizerPlugin::AddEventsObserver(IOptimizerEvents* observer) {
-    return m_subscribers.Add(observer);
+    return observer != nullptr ? m_subscribers.Add(observer) : uint32_t{ERROR_INVALID_PARAMETER};
 }
 
 uint32_t COptimizerPlugin::RemoveEventsObserver(IOptimizerEvents* observer) {

@@ -51,6 +51,14 @@ public:
     void OnModuleStateChanged(bool enabled) override;
 
 private:
+    // The operations of the same names, which let no exception out.
+    uint32_t _Init(IServMain* main);
+    uint32_t _Start();
+    uint32_t _SetProfile(const profile* wanted);
+    uint32_t _SetProfileConfig(const profile* which, vx::String* config);
+    uint32_t _GetProfileConfig(const profile* which, vx::String* config);
+    uint32_t _SetModuleEnable(bool enable);
+
     trace::LogHolder m_log;  // keeps the log bound for as long as the engine lives
     CallbackList<IOptimizerEvents*> m_subscribers;
     CCriticalSection m_lock;                    // the plugin lock

@@ -1,5 +1,6 @@
 #include "profile/optimizer_profile.h"
 
+#include "frame/guarded.h"
 #include "frame/json.h"
 #include "frame/text.h"
 #include "frame/trace.h"
@@ -70,9 +71,7 @@ OptimizerProfile::~OptimizerProfile() {
     TRACE_SCOPE("OptimizerProfile::~OptimizerProfile");
     Stop();
     if (IsSignalled(m_uninstallEvent)) {
-        // Without a run since the start, the notes on disk are all that tells what is changed.
-        if (!m_hasRun) m_restore.fetch_or(1);
-        _Start(profile::Disabled);
+        static_cast<void>(Guarded([this] { return _Start(profile::Disabled), uint32_t{ERROR_SUCCESS}; }));
     }
     if (m_item != nullptr) m_queue->CloseItem(m_item);
     if (m_settings != nullptr) m_components->ReleasePlugin(kSettingsPlugin);
@@ -155,41 +154,40 @@ void OptimizerProfile::_Run(profile wanted) {
 
     ActionMap actions;
     if (!_GetActionLists(wanted, actions) || !m_actions) return;
+    // Also when nobody was logged on at the start, the first run has to take over what is noted on disk.
+    if (!m_hasRun) m_restore.fetch_or(1);
     m_hasRun = true;
-    if (wanted == profile::Disabled && m_restore != 1) {
-        m_actions->RevertAll();
-        return;
-    }
     if (m_restore == 1) {
         _Restore(wanted, actions);
+    } else if (wanted == profile::Disabled) {
+        m_actions->RevertAll();
     } else {
         m_actions->Apply(&actions);
     }
+    _EraseNotes();
 }
 
 /// A run whose values to return to are on disk, from an earlier life of the service.
 void OptimizerProfile::_Restore(profile wanted, ActionMap& actions) {
+    m_restore = 0;
     if (wanted == profile::Disabled) {
-        // The notes are the action set: starting it brings the saved values back. No profile is in force
-        // then, and there is nothing left that a later run could return to.
-        m_restore = 0;
-        m_puttingRight = true;
-        m_actions->Apply(&actions);
-        m_actions->Forget();
-        m_puttingRight = false;
-    } else {
-        _TakeOverNotes(actions);
-        m_restore = 0;
-        if (!IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
+        // The notes are the action set: starting it brings the saved values back, and no action stays active.
+        actions.clear();
+        m_actions->RevertAll();
+        _EraseNotes();
     }
-    // A restore that was cut short leaves notes that nobody has taken over; the next run has to, or its
-    // actions would note the state that the earlier profile left behind.
-    if (IsSignalled(m_stopEvent)) m_restore.fetch_or(1);
+    bool complete = _TakeOverNotes(actions);
+    if (wanted != profile::Disabled && !IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
+    // A restore that failed or was cut short leaves notes that nobody has taken over; the next run has to, or
+    // its actions would note the state that the earlier profile left behind.
+    complete = complete && !IsSignalled(m_stopEvent);
+    if (!complete) m_restore.fetch_or(1);
 }
 
 /// Hands the actions the values that an earlier run saved, so that they won't take the state which that run
-/// left behind for the state to return to. What is noted and no longer wanted is put back.
-void OptimizerProfile::_TakeOverNotes(ActionMap& actions) {
+/// left behind for the state to return to. What is noted and no longer wanted is put back; a note goes only
+/// when that is done. False when something is still to be put back.
+bool OptimizerProfile::_TakeOverNotes(const ActionMap& actions) {
     ActionMap saved;
     _GetActionLists(profile::Disabled, saved);
     for (auto note = saved.begin(); note != saved.end();) {
@@ -201,7 +199,7 @@ void OptimizerProfile::_TakeOverNotes(ActionMap& actions) {
         action->second->SetRevertParameters(note->second->GetParameters());
         note = saved.erase(note);
     }
-    m_actions->PutBack(saved);
+    return m_actions->PutBack(saved, [this](const std::wstring& name) { _RemoveNote(name); });
 }
 
 bool OptimizerProfile::_GetActionLists(profile wanted, ActionMap& actions) {
@@ -222,7 +220,8 @@ bool OptimizerProfile::_GetActionList(bool system, profile wanted, ActionMap& ac
         return false;
     }
     if (!list.is<picojson::object>()) return true;
-    const picojson::value config = _ReadConfig(wanted);
+    // What is to be put back isn't for a config to choose.
+    const picojson::value config = wanted == profile::Disabled ? picojson::value() : _ReadConfig(wanted);
     for (const auto& [name, value] : list.get<picojson::object>()) {
         if (IsActionActive(config, name, wanted)) {
             _AddAction(Widen(name), value, actions);
@@ -262,39 +261,51 @@ picojson::value OptimizerProfile::_ReadConfig(profile wanted) {
 void OptimizerProfile::OnActionState(IOptimizerAction* action, const ActionState* state) {
     TRACE_SCOPE("OptimizerProfile::OnActionState");
     if (m_settings == nullptr) return;
-
-    // While a half-applied profile is put right, an action that has run has brought its saved values back,
-    // and its note is done with. To note what it found would make the leftovers the state to return to.
-    const bool remove = *state == ActionState::Reverted || m_puttingRight;
-    picojson::value value;
-    if (!remove) {
-        if (*state != ActionState::Started && *state != ActionState::Updated) return;
-        IOptimizerActionSettings* const found = action->GetRevertParameters();
-        if (found == nullptr) return;
-        found->ToJson(&value);
+    const std::wstring name = action->GetName();
+    if (*state == ActionState::Reverted) {
+        // An action may finish its way back as it is destroyed, which comes next. Its note stays until then:
+        // a kill in between must not lose it, and what is put back twice is as right as once.
+        m_reverted.push_back(name);
+        return;
     }
-    const bool stored =
-        _ChangeRevertList(action->GetName(), [&](const std::string& name, picojson::object& list) {
-            if (remove) {
-                list.erase(name);
-            } else {
-                list[name] = value;
-            }
-        });
-    if (!stored) TRACE_LINE(trace::kError, L"the note of %s was not stored", action->GetName());
+    if (*state != ActionState::Started && *state != ActionState::Updated) return;
+    _EraseNotes();
+    IOptimizerActionSettings* const found = action->GetRevertParameters();
+    if (found == nullptr) return;
+    picojson::value value;
+    found->ToJson(&value);
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings == nullptr) return;
+    _ChangeRevertList(*settings, settings->IsSystemAction(name), [&](picojson::object& list) {
+        list[Narrow(name)] = value;
+        return true;
+    });
 }
 
-/// Reads the revert list that the action's values are kept in, lets `change` have it and stores it.
-template <class Change>
-bool OptimizerProfile::_ChangeRevertList(const std::wstring& name, Change change) {
-    TRACE_SCOPE("OptimizerProfile::_ChangeRevertList");
+void OptimizerProfile::_EraseNotes() {
+    for (const std::wstring& name : m_reverted)
+        _RemoveNote(name);
+    m_reverted.clear();
+}
+
+/// From both lists: an action may have changed sides since its note was made.
+void OptimizerProfile::_RemoveNote(const std::wstring& name) {
     IProfilesSettings* const settings = _ProfilesSettings();
-    if (settings == nullptr) return false;
-    const bool system = settings->IsSystemAction(name);
+    if (settings == nullptr) return;
+    for (const bool system : {true, false}) {
+        _ChangeRevertList(*settings, system,
+                          [&](picojson::object& list) { return list.erase(Narrow(name)) != 0; });
+    }
+}
+
+/// Reads one of the two revert lists, lets `change` have it and stores it when that says so.
+template <class Change>
+void OptimizerProfile::_ChangeRevertList(IProfilesSettings& settings, bool system, Change change) {
+    TRACE_SCOPE("OptimizerProfile::_ChangeRevertList");
     const auto store = [&](const std::wstring& text) {
-        return system ? settings->SetSystemRevertActions(text) : settings->SetUserRevertActions(text);
+        return system ? settings.SetSystemRevertActions(text) : settings.SetUserRevertActions(text);
     };
-    std::wstring text = ReadActions(*settings, system, profile::Disabled);
+    std::wstring text = ReadActions(settings, system, profile::Disabled);
     if (text.empty()) {
         text = L"{}";
         store(text);
@@ -303,10 +314,10 @@ bool OptimizerProfile::_ChangeRevertList(const std::wstring& name, Change change
     std::string error;
     if (!json::Parse(Narrow(text), list, error) || !list.is<picojson::object>()) {
         TRACE_LINE(trace::kError, L"%S", error.c_str());
-        return false;
+        return;
     }
-    change(Narrow(name), list.get<picojson::object>());
-    return store(Widen(list.serialize()));
+    if (!change(list.get<picojson::object>())) return;
+    if (!store(Widen(list.serialize()))) TRACE_LINE(trace::kError, L"a note was not stored");
 }
 
 }  // namespace optimizer

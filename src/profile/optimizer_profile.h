@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "border/host.h"
 #include "border/optimizer.h"
@@ -10,6 +12,8 @@
 #include "profile/action_manager.h"
 
 namespace optimizer {
+
+class IProfilesSettings;
 
 class IOptimizerProfileObserver {
 public:
@@ -50,13 +54,15 @@ private:
     void _Start(profile wanted);
     void _Run(profile wanted);
     void _Restore(profile wanted, ActionMap& actions);
-    void _TakeOverNotes(ActionMap& actions);
+    [[nodiscard]] bool _TakeOverNotes(const ActionMap& actions);
+    void _EraseNotes();
+    void _RemoveNote(const std::wstring& name);
     bool _GetActionLists(profile wanted, ActionMap& actions);
     bool _GetActionList(bool system, profile wanted, ActionMap& actions);
     void _AddAction(const std::wstring& name, const picojson::value& value, ActionMap& actions);
     picojson::value _ReadConfig(profile wanted);
     template <class Change>
-    bool _ChangeRevertList(const std::wstring& name, Change change);
+    void _ChangeRevertList(IProfilesSettings& settings, bool system, Change change);
     IProfilesSettings* _ProfilesSettings() const;
 
     IServMain* const m_main;
@@ -70,8 +76,9 @@ private:
     std::atomic<int32_t> m_restore = 0;  // 1 while the next run is a restore
     KernelHandle m_uninstallEvent;
     const ActionFactory m_factory;
-    bool m_puttingRight = false;  // only touched by the run
-    bool m_hasRun = false;        // likewise; read by the destructor after the last run
+    // Only touched by the run.
+    bool m_hasRun = false;
+    std::vector<std::wstring> m_reverted;  // actions whose notes can go when they are destroyed
 };
 
 /// Whether the user's config lets an action of a profile run: its boolean "active", or the default, which is

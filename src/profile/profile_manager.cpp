@@ -30,6 +30,10 @@ ProfileManager::~ProfileManager() {
 
 uint32_t ProfileManager::Start() {
     TRACE_SCOPE("ProfileManager::Start");
+    {
+        CriticalSectionGuard guard(m_lock);
+        if (m_profile) return ERROR_SUCCESS;
+    }
     auto profileRunner = std::make_unique<OptimizerProfile>(m_main, this, m_factory);
     {
         CriticalSectionGuard guard(m_lock);
@@ -65,6 +69,7 @@ uint32_t ProfileManager::Stop() {
         CriticalSectionGuard guard(m_lock);
         ending = std::move(m_profile);
         release = std::exchange(m_settings, nullptr) != nullptr;
+        m_activeProfile = profile::Disabled;
     }
     ending.reset();  // waits for the run in flight and may put the machine back
     if (release) m_components->ReleasePlugin(kSettingsPlugin);
@@ -168,6 +173,7 @@ uint32_t ProfileManager::SetModuleState(uint32_t enable) {
         result = SetProfile(&saved);
     }
     if (result == ERROR_ALREADY_EXISTS) result = ERROR_SUCCESS;
+    CriticalSectionGuard guard(m_lock);
     if (IProfilesSettings* const settings = _ProfilesSettings()) settings->SetModuleStatus(&wanted);
     return result;
 }
@@ -208,8 +214,8 @@ bool ProfileManager::_GetModuleState() {
 void ProfileManager::_AdoptStoredModuleState() {
     const bool stored = _GetModuleState();
     if (stored == m_moduleState) return;
-    m_moduleState = stored;
     if (m_observer != nullptr) m_observer->OnModuleStateChanged(stored);
+    m_moduleState = stored;
 }
 
 IProfilesSettings* ProfileManager::_ProfilesSettings() const {

@@ -8,8 +8,8 @@
 
 namespace optimizer {
 
-/// The plugin's side of the manager. OnProfileApplied comes from inside a request, with the manager lock
-/// held, the others with none.
+/// The plugin's side of the manager. OnActionsExecuted comes with no lock held, from the thread of the
+/// change; the others come from inside a request, a start or a logon, with the manager lock held.
 class IProfileManagerObserver {
 public:
     virtual void OnProfileApplied(const profiles::profile* applied) = 0;

@@ -7,6 +7,7 @@
 
 #include <wtsapi32.h>
 
+#include "frame/guarded.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
 #include "frame/work_item.h"
@@ -154,8 +155,12 @@ void CUserLogon::OnSessionChange(uint32_t time, uint32_t event,
         event == WTS_CONSOLE_CONNECT || event == WTS_SESSION_LOGON || event == WTS_SESSION_LOGOFF;
     if (!wanted || notification == nullptr) return;
 
+    static_cast<void>(Guarded([&] { return _Post(time, event, *notification); }));
+}
+
+uint32_t CUserLogon::_Post(uint32_t time, uint32_t event, const tagWTSSESSION_NOTIFICATION& notification) {
     // The caller's record doesn't outlive the call; the work item's member function frees the copy.
-    auto copy = std::make_unique<tagWTSSESSION_NOTIFICATION>(*notification);
+    auto copy = std::make_unique<tagWTSSESSION_NOTIFICATION>(notification);
     using Item =
         EqWorkItemMember3<void, CUserLogon, unsigned long, unsigned long, tagWTSSESSION_NOTIFICATION*>;
     auto* const item = new Item(this, time, event, copy.get(), &CUserLogon::_ProcessSessionChange);
@@ -167,6 +172,7 @@ void CUserLogon::OnSessionChange(uint32_t time, uint32_t event,
     } else {
         item->Dispose();
     }
+    return ERROR_SUCCESS;
 }
 
 void CUserLogon::_ProcessSessionChange(unsigned long time, unsigned long event,

@@ -58,6 +58,7 @@ private:
     ~CUserLogon() = default;
 
     uint32_t _Start();
+    uint32_t _Post(uint32_t time, uint32_t event, const tagWTSSESSION_NOTIFICATION& notification);
     void _ProcessSessionChange(unsigned long time, unsigned long event,
                                tagWTSSESSION_NOTIFICATION* notification);
     void _ProcessLogoff(uint32_t time);

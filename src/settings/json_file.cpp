@@ -11,23 +11,48 @@ namespace optimizer {
 
 namespace {
 
+constexpr int kOpenAttempts = 10;
+constexpr DWORD kOpenRetryMs = 20;
 constexpr int64_t kLargestFile = 64 * 1024 * 1024;  // far above any settings file, far below harm
+
+/// Opens a file. Scanners and backups hold files for a moment: a refusal for that is no reason to take the
+/// file for unreadable, since the values to return to may be in it.
+FileHandle Open(const std::wstring& path, DWORD access, DWORD disposition) {
+    for (int attempt = 0;; ++attempt) {
+        // Nobody writes while it is read, or a reader could meet it emptied and not yet written.
+        FileHandle file(CreateFileW(path.c_str(), access, FILE_SHARE_READ, nullptr, disposition,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+        const DWORD error = GetLastError();
+        const bool held = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+        if (file || !held || attempt == kOpenAttempts) {
+            SetLastError(error);
+            return file;
+        }
+        Sleep(kOpenRetryMs);
+    }
+}
 
 JsonFileState ReadText(const std::wstring& path, std::string& text) {
     TRACE_SCOPE("ReadText");
-    FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) {
-        const DWORD error = GetLastError();
-        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return JsonFileState::Absent;
-        TRACE_LINE(trace::kWarning, L"Open %s failed 0x%x", path.c_str(), error);
-        return JsonFileState::Unreadable;
-    }
+    const FileHandle file = Open(path, GENERIC_READ, OPEN_EXISTING);
+    DWORD error = GetLastError();
+    if (!file && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND))
+        return JsonFileState::Absent;
     LARGE_INTEGER size = {};
-    if (!GetFileSizeEx(file.Get(), &size) || size.QuadPart > kLargestFile) return JsonFileState::Unreadable;
-    text.resize(static_cast<size_t>(size.QuadPart));
     DWORD read = 0;
-    if (!ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr)) {
+    bool succeeded = static_cast<bool>(file);
+    if (succeeded) {
+        succeeded = GetFileSizeEx(file.Get(), &size) && size.QuadPart <= kLargestFile;
+        error = GetLastError();
+    }
+    if (succeeded) {
+        text.resize(static_cast<size_t>(size.QuadPart));
+        succeeded =
+            ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr) != FALSE;
+        error = GetLastError();
+    }
+    if (!succeeded) {
+        TRACE_LINE(trace::kWarning, L"Read %s failed 0x%x", path.c_str(), error);
         return JsonFileState::Unreadable;
     }
     text.resize(read);
@@ -52,17 +77,16 @@ bool WriteJsonFile(const std::wstring& path, const picojson::value& value) {
     const std::string text = value.serialize();
     // Truncated in place, without a temporary file and a rename: a half-written file fails its next read, and
     // readers have their fall-backs for that.
-    FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) {
-        const DWORD error = GetLastError();
-        TRACE_LINE(trace::kWarning, L"Open %s for writing failed 0x%x", path.c_str(), error);
-        return false;
-    }
+    const FileHandle file = Open(path, GENERIC_WRITE, CREATE_ALWAYS);
+    DWORD error = GetLastError();
     DWORD written = 0;
-    if (!WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
-        written != text.size()) {
-        const DWORD error = GetLastError();
+    bool succeeded = static_cast<bool>(file);
+    if (succeeded) {
+        succeeded = WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+                    written == text.size();
+        error = GetLastError();
+    }
+    if (!succeeded) {
         TRACE_LINE(trace::kWarning, L"Write %s failed 0x%x", path.c_str(), error);
         return false;
     }
@@ -71,10 +95,11 @@ bool WriteJsonFile(const std::wstring& path, const picojson::value& value) {
 }
 
 bool ReadObjectForChange(const std::wstring& path, picojson::object& out) {
+    TRACE_SCOPE("ReadObjectForChange");
     picojson::value value;
     switch (ReadJsonFile(path, value)) {
         case JsonFileState::Ok:
-            if (!value.is<picojson::object>()) return false;
+            if (!value.is<picojson::object>()) break;
             out = std::move(value.get<picojson::object>());
             return true;
         case JsonFileState::Absent:
@@ -85,6 +110,7 @@ bool ReadObjectForChange(const std::wstring& path, picojson::object& out) {
         case JsonFileState::Broken:
             break;
     }
+    TRACE_LINE(trace::kWarning, L"%s can't be changed", path.c_str());
     return false;
 }
 

@@ -99,7 +99,7 @@ void CProfilesSettings::SetActiveProfile(const profile* active) {
     TRACE_SCOPE("CProfilesSettings::SetActiveProfile");
     CriticalSectionGuard guard(m_lock);
     std::wstring userFile;
-    if (!m_restore.GetUserFile(userFile)) return;
+    if (ProfileName(*active).empty() || !m_restore.GetUserFile(userFile)) return;
     if (WriteMember(userFile, kActiveProfileKey, picojson::value(ProfileName(*active))))
         m_activeProfile = *active;
 }
@@ -151,7 +151,7 @@ bool CProfilesSettings::SetConfig(const profile* which, const std::wstring& text
     TRACE_SCOPE("CProfilesSettings::SetConfig");
     CriticalSectionGuard guard(m_lock);
     std::wstring userFile;
-    if (!m_config.GetUserFile(userFile)) return false;
+    if (ProfileName(*which).empty() || !m_config.GetUserFile(userFile)) return false;
     picojson::value config;
     std::string error;
     if (!json::Parse(Narrow(text), config, error)) {
@@ -222,7 +222,7 @@ bool CProfilesSettings::_SetRevertActions(const std::wstring& file, const std::w
     TRACE_SCOPE("CProfilesSettings::_SetRevertActions");
     picojson::value actions;
     std::string error;
-    if (!json::Parse(Narrow(text), actions, error)) {
+    if (!json::Parse(Narrow(text), actions, error) || !actions.is<picojson::object>()) {
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }

@@ -6,6 +6,7 @@
 
 #include "border/host.h"
 #include "border/product_info.h"
+#include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/settings_folder.h"
 #include "frame/trace.h"
@@ -39,6 +40,10 @@ void* CSettingsManager::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t CSettingsManager::Init(IServMain* main) {
+    return Guarded([&] { return _Init(main); });
+}
+
+uint32_t CSettingsManager::_Init(IServMain* main) {
     TRACE_SCOPE("CSettingsManager::Init");
     if (main == nullptr) {
         TRACE_LINE(trace::kError, L"IServMain is null!");
@@ -65,8 +70,8 @@ uint32_t CSettingsManager::Init(IServMain* main) {
 }
 
 void CSettingsManager::UnInit() {
-    // Freed without their destructors, on purpose: the stores have nothing to flush, since each change is
-    // written at once, and whoever still holds one during the shut-down must not meet a destroyed lock.
+    // Freed without its destructor, on purpose: the store has nothing to flush, since each change is written
+    // at once.
     if (m_profiles != nullptr) ::operator delete(m_profiles);
     m_profiles = nullptr;
 }

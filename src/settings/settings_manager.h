@@ -23,6 +23,8 @@ public:
     ITasksSettings* GetTasksSettings() override { return nullptr; }  // joins with the store of task settings
 
 private:
+    uint32_t _Init(IServMain* main);
+
     CProfilesSettings* m_profiles = nullptr;
 };
 

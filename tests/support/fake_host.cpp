@@ -8,8 +8,8 @@ class FakeEventQueue::Serial final : public ISerialExecution {
 public:
     explicit Serial(FakeEventQueue* queue) : m_queue(queue) {}
 
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
-                  uint32_t) override {
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t, uint64_t,
+                  uint64_t) override {
         return m_queue->_Add(name, out, item, this, 0);
     }
 
@@ -24,13 +24,13 @@ FakeEventQueue::~FakeEventQueue() {
         _Drop(*item);
 }
 
-uint32_t FakeEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
-                              uint32_t) {
+uint32_t FakeEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t, uint64_t,
+                              uint64_t) {
     return _Add(name, out, item, nullptr, 0);
 }
 
 uint32_t FakeEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t,
-                                   EqWorkItem* item, uint32_t, uint32_t, uint32_t) {
+                                   EqWorkItem* item, uint64_t, uint64_t, uint64_t) {
     return _Add(name, out, item, nullptr, periodMs);
 }
 
@@ -52,23 +52,24 @@ uint32_t FakeEventQueue::_Add(const wchar_t* name, QueueHandle* out, EqWorkItem*
 }
 
 void FakeEventQueue::_Run(Item& item) {
-    item.done = true;
+    item.running = true;
     item.work->Execute();
     item.work->Dispose();
+    SetEvent(item.done.Get());
 }
 
 void FakeEventQueue::_Drop(Item& item) {
-    if (item.done) return;
-    item.done = true;
+    if (item.running || item.IsDone()) return;
     item.work->Dispose();
+    SetEvent(item.done.Get());
 }
 
 uint32_t FakeEventQueue::Wait(QueueHandle handle, uint32_t timeoutMs) {
     auto* const item = static_cast<Item*>(handle);
-    if (item->done) return WAIT_OBJECT_0;
+    if (item->IsDone()) return WAIT_OBJECT_0;
     if (timeoutMs != kWaitForever) return WAIT_TIMEOUT;
-    _Run(*item);
-    return WAIT_OBJECT_0;
+    if (!item->running) _Run(*item);
+    return WaitForSingleObject(item->done.Get(), 10000);  // another thread of the test runs it
 }
 
 uint32_t FakeEventQueue::Cancel(QueueHandle handle) {
@@ -77,7 +78,7 @@ uint32_t FakeEventQueue::Cancel(QueueHandle handle) {
 }
 
 uint32_t FakeEventQueue::CloseItem(QueueHandle handle) {
-    static_cast<Item*>(handle)->closed = true;
+    static_cast<void>(handle);
     --openHandles;
     return 0;
 }
@@ -101,7 +102,7 @@ size_t FakeEventQueue::RunAll() {
     size_t ran = 0;
     for (size_t i = 0; i < m_items.size(); ++i) {  // by index: running items may post others
         Item& item = *m_items[i];
-        if (item.done || item.periodMs != 0) continue;
+        if (item.running || item.IsDone() || item.periodMs != 0) continue;
         _Run(item);
         ++ran;
     }
@@ -111,14 +112,14 @@ size_t FakeEventQueue::RunAll() {
 void FakeEventQueue::FireTimers() {
     for (size_t i = 0; i < m_items.size(); ++i) {
         Item& item = *m_items[i];
-        if (!item.done && item.periodMs != 0) item.work->Execute();
+        if (!item.IsDone() && item.periodMs != 0) item.work->Execute();
     }
 }
 
 std::vector<std::wstring> FakeEventQueue::Pending() const {
     std::vector<std::wstring> pending;
     for (const auto& item : m_items) {
-        if (!item->done) pending.push_back(item->name);
+        if (!item->IsDone()) pending.push_back(item->name);
     }
     return pending;
 }

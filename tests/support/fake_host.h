@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "border/host.h"
+#include "frame/handles.h"
 
 namespace test_support {
 
@@ -19,8 +20,10 @@ public:
         EqWorkItem* work = nullptr;
         ISerialExecution* serial = nullptr;
         uint32_t periodMs = 0;  // 0 for an item that isn't a timer
-        bool done = false;
-        bool closed = false;
+        bool running = false;
+        optimizer::KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+
+        bool IsDone() const { return WaitForSingleObject(done.Get(), 0) == WAIT_OBJECT_0; }
     };
 
     FakeEventQueue();
@@ -29,10 +32,10 @@ public:
     uint32_t Reserved0() override { return 0; }
     uint32_t Start(uint32_t) override { return 0; }
     uint32_t Stop() override { return 0; }
-    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint32_t, uint32_t,
-                  uint32_t) override;
+    uint32_t Post(const wchar_t* name, QueueHandle* out, EqWorkItem* item, uint64_t, uint64_t,
+                  uint64_t) override;
     uint32_t PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t repeatCount,
-                       EqWorkItem* item, uint32_t, uint32_t, uint32_t) override;
+                       EqWorkItem* item, uint64_t, uint64_t, uint64_t) override;
     uint32_t Reserved5() override { return 0; }
     uint32_t Wait(QueueHandle handle, uint32_t timeoutMs) override;
     uint32_t Cancel(QueueHandle handle) override;

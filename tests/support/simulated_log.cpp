@@ -18,6 +18,14 @@ Function* FromLog(const char* name) {
     return function;
 }
 
+std::vector<std::wstring> Texts(const char* name) {
+    const auto& textAt = *FromLog<const wchar_t*(uint32_t)>(name);
+    std::vector<std::wstring> texts;
+    for (uint32_t i = 0; const wchar_t* text = textAt(i); ++i)
+        texts.emplace_back(text);
+    return texts;
+}
+
 }  // namespace
 
 TraceRecorder::TraceRecorder() {
@@ -26,16 +34,22 @@ TraceRecorder::TraceRecorder() {
 }
 
 std::vector<std::wstring> TraceRecorder::Lines() const {
-    const auto& lineAt = *FromLog<const wchar_t*(uint32_t)>("SimulatedLine");
-    std::vector<std::wstring> lines;
-    for (uint32_t i = 0; const wchar_t* line = lineAt(i); ++i)
-        lines.emplace_back(line);
-    return lines;
+    return Texts("SimulatedLine");
 }
 
 bool TraceRecorder::Has(const std::wstring& line) const {
     const auto lines = Lines();
     return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+LogCalls::LogCalls() : m_library(LoadLibraryW(L"log.dll")) {
+    FromLog<void()>("SimulatedClear")();
+}
+
+std::vector<std::wstring> LogCalls::Take() const {
+    const auto calls = Texts("SimulatedCall");
+    FromLog<void()>("SimulatedClear")();
+    return calls;
 }
 
 }  // namespace test_support

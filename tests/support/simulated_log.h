@@ -20,4 +20,16 @@ private:
     optimizer::trace::LogHolder m_holder;
 };
 
+/// Keeps the simulated log library loaded without making the trace live, and tells what was called in it.
+class LogCalls {
+public:
+    LogCalls();
+
+    /// All calls since the last time: the function's name, or a write's nesting, level, two names and text.
+    std::vector<std::wstring> Take() const;
+
+private:
+    optimizer::Library m_library;
+};
+
 }  // namespace test_support

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+#include <windows.h>
+
+#include "frame/handles.h"
+
+namespace test_support {
+
+/// Sets the interactive user of the simulated user library, which must be beside the test program and bound.
+/// An empty name means that nobody is logged on; `result` is what all its functions answer.
+inline void SetSimulatedUser(const wchar_t* domain, const wchar_t* name, uint32_t result = 1) {
+    using Setter = void(const wchar_t*, const wchar_t*, const wchar_t*, uint32_t);
+    const HMODULE library = LoadLibraryW(L"vxusers.dll");  // kept: the setting must outlive a rebinding
+    optimizer::GetExport<Setter>(library, "SimulatedUser")(domain, name, L"C:\\AppData", result);
+}
+
+}  // namespace test_support
