@@ -65,23 +65,27 @@ void WrittenOutChange::Change(optimizer::profiles::profile wanted) {
     _Write(m_files.userList, document);
 
     // The machine's list and the user's, each with the user's settings for the profile.
-    _ReadActions(back ? m_files.systemList : m_files.profiles, m_activeProfile);
-    const picojson::value actions = _ReadActions(back ? m_files.userList : m_files.profiles, m_activeProfile);
+    picojson::value actions;
+    for (const std::wstring& list : {m_files.systemList, m_files.userList}) {
+        actions = _ReadPart(back ? list : m_files.profiles, m_activeProfile);
+        if (!back) _ReadPart(m_files.config, m_activeProfile);
+    }
     for (const auto& [name, parameters] : actions.get<picojson::object>())
         _Print(parameters);
-    for (const auto& [name, parameters] : actions.get<picojson::object>())
-        _Note(name, !back);
+    for (const auto& [name, parameters] : actions.get<picojson::object>()) {
+        // The engine looks in both lists for a note to take out.
+        if (back) _ReadPart(m_files.systemList, "Disabled");
+        _ChangeNote(name, !back);
+    }
 }
 
-picojson::value WrittenOutChange::_ReadActions(const std::wstring& list, const std::string& profileName) {
-    // The engine hands both on as texts.
-    picojson::value actions = _Parse(_Print(_Read(list).get(profileName)));
-    _Parse(_Print(_Read(m_files.config).get(profileName)));
-    return actions;
+/// What is under a key of a file, by way of a text, as the stores hand it to the engine.
+picojson::value WrittenOutChange::_ReadPart(const std::wstring& path, const std::string& key) {
+    return _Parse(_Print(_Read(path).get(key)));
 }
 
-void WrittenOutChange::_Note(const std::string& action, bool keep) {
-    picojson::value list = _Parse(_Print(_Read(m_files.userList).get("Disabled")));
+void WrittenOutChange::_ChangeNote(const std::string& action, bool keep) {
+    picojson::value list = _ReadPart(m_files.userList, "Disabled");
     if (keep) {
         list.get<picojson::object>()[action] = IdleActionNote();
     } else {

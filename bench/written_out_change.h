@@ -39,8 +39,8 @@ private:
     void _Write(const std::wstring& path, const picojson::value& value);
     picojson::value _Parse(const std::string& text);
     std::string _Print(const picojson::value& value);
-    picojson::value _ReadActions(const std::wstring& list, const std::string& profileName);
-    void _Note(const std::string& action, bool keep);
+    picojson::value _ReadPart(const std::wstring& path, const std::string& key);
+    void _ChangeNote(const std::string& action, bool keep);
 
     const Files m_files;
     std::string m_activeProfile;

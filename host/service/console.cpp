@@ -1,6 +1,5 @@
 #include "host/service/console.h"
 
-#include <atomic>
 #include <iterator>
 
 #include <windows.h>
@@ -174,9 +173,37 @@ void Commands::_Fail(const std::wstring& sentence) {
     PrintErrorLine(sentence);
 }
 
+/// Ends the reading of commands when the console is interrupted or closed, so that the engine ends in order.
+class InterruptWatch {
+public:
+    InterruptWatch() {
+        DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), s_reader.Receive(), 0,
+                        FALSE, DUPLICATE_SAME_ACCESS);
+        s_ended.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        SetConsoleCtrlHandler(&_OnInterrupt, TRUE);
+    }
+    /// The engine has ended by then.
+    ~InterruptWatch() { SetEvent(s_ended.Get()); }
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+private:
+    static BOOL WINAPI _OnInterrupt(DWORD) {
+        constexpr DWORD kPatienceMs = 30000;
+        CancelSynchronousIo(s_reader.Get());
+        // The system ends the process when this returns from a close or a shut-down.
+        WaitForSingleObject(s_ended.Get(), kPatienceMs);
+        return TRUE;
+    }
+
+    inline static optimizer::KernelHandle s_reader;
+    inline static optimizer::KernelHandle s_ended;
+};
+
 }  // namespace
 
 int RunConsole(EngineHost& host) {
+    const InterruptWatch watch;
     EventPrinter printer;
     IOptimizer& engine = *host.Engine();
     engine.AddEventsObserver(&printer);
@@ -186,6 +213,7 @@ int RunConsole(EngineHost& host) {
     while (ReadInputLine(line) && commands.Run(line)) {
     }
     engine.RemoveEventsObserver(&printer);
+    host.Stop();
     return commands.HasFailed() ? 1 : 0;
 }
 

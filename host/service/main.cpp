@@ -31,7 +31,6 @@ int Console(const std::wstring& pluginList) {
         return kFailed;
     }
     const int result = host::RunConsole(engineHost);
-    engineHost.Stop();
     return sound ? result : kFailed;
 }
 

@@ -19,19 +19,13 @@ using test_support::CallSlot;
 int g_made = 0;
 int g_destroyed = 0;
 
-/// A plug-in that answers for one interface, and counts.
 class Component final : public IVxBaseInterface {
 public:
     Component() { ++g_made; }
     ~Component() { ++g_destroyed; }
 
-    void* QueryInterface(const Identifier* iid) override {
-        return *iid == IVxBaseInterface::kIdentifier ? this : nullptr;
-    }
-    void* DeletingDestructor(uint32_t) {
-        delete this;
-        return nullptr;
-    }
+    void* QueryInterface(const Identifier* iid) override { return *iid == kIdentifier ? this : nullptr; }
+    void DeletingDestructor(uint32_t) { delete this; }
 };
 
 constexpr Identifier kStrange = {1, 2, 3, {}};
@@ -40,15 +34,19 @@ const ComponentEntry kTable[] = {
     OwnedComponent<Component>(L"owned"),
     RawComponent<Component>(L"raw"),
     {L"scarce", []() -> IVxBaseInterface* { return nullptr; }, nullptr, nullptr},
+    {L"throws", []() -> IVxBaseInterface* { throw std::bad_alloc(); }, nullptr, nullptr},
 };
-
-uint32_t Create(const wchar_t* name, const Identifier* iid, void** out) {
-    return CreateComponent(kTable, std::size(kTable), name, iid, out);
-}
 
 class ObjectFactory : public testing::Test {
 protected:
     ObjectFactory() { g_made = g_destroyed = 0; }
+
+    static uint32_t Create(const wchar_t* name, const Identifier* iid, void** out) {
+        return CreateComponent(kTable, std::size(kTable), name, iid, out);
+    }
+    static void Destroy(const wchar_t* name, void* object) {
+        DestroyComponent(kTable, std::size(kTable), name, object);
+    }
 };
 
 TEST_F(ObjectFactory, EveryFailureHasItsCodeAndANullObject) {
@@ -61,8 +59,8 @@ TEST_F(ObjectFactory, EveryFailureHasItsCodeAndANullObject) {
     } kCases[] = {
         {nullptr, &base, ERROR_INVALID_DATA, 0},  {L"owned", nullptr, ERROR_INVALID_DATA, 0},
         {L"unknown", &base, ERROR_NOT_FOUND, 0},  {L"", &base, ERROR_NOT_FOUND, 0},
-        {L"scarce", &base, ERROR_OUTOFMEMORY, 0}, {L"owned", &kStrange, ERROR_NOT_FOUND, 1},
-        {L"raw", &kStrange, ERROR_NOT_FOUND, 1},
+        {L"scarce", &base, ERROR_OUTOFMEMORY, 0}, {L"throws", &base, ERROR_OUTOFMEMORY, 0},
+        {L"raw", &kStrange, ERROR_NOT_FOUND, 1},  {L"owned", &kStrange, ERROR_NOT_FOUND, 1},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(testing::Message() << (c.name != nullptr ? c.name : L"null") << L" " << c.error);
@@ -74,7 +72,6 @@ TEST_F(ObjectFactory, EveryFailureHasItsCodeAndANullObject) {
         EXPECT_EQ(g_destroyed, c.made);
     }
     EXPECT_EQ(Create(L"owned", &base, nullptr), ERROR_INVALID_DATA);
-    EXPECT_EQ(Create(nullptr, nullptr, nullptr), ERROR_INVALID_DATA);
 }
 
 TEST_F(ObjectFactory, NamesIgnoreCaseAndOnlyAnOwnedComponentIsDestroyed) {
@@ -82,11 +79,11 @@ TEST_F(ObjectFactory, NamesIgnoreCaseAndOnlyAnOwnedComponentIsDestroyed) {
         g_destroyed = 0;
         void* out = nullptr;
         ASSERT_EQ(Create(name, &IVxBaseInterface::kIdentifier, &out), ERROR_SUCCESS);
-        DestroyComponent(kTable, std::size(kTable), L"unknown", out);
-        DestroyComponent(kTable, std::size(kTable), name, nullptr);
-        DestroyComponent(kTable, std::size(kTable), nullptr, out);
+        Destroy(L"unknown", out);
+        Destroy(nullptr, out);
+        Destroy(name, nullptr);
         EXPECT_EQ(g_destroyed, 0);
-        DestroyComponent(kTable, std::size(kTable), name, out);
+        Destroy(name, out);
         EXPECT_EQ(g_destroyed, destroyed) << name;
     }
 }
@@ -103,7 +100,6 @@ TEST_F(ObjectFactory, ASingletonLivesFromTheFirstReferenceToTheLast) {
         EXPECT_EQ(g_destroyed, 0);
         declaration.Release();
         EXPECT_EQ(g_destroyed, 1);
-        declaration.Release();  // one too many
         declaration.Create();
         EXPECT_EQ(g_made, 2);
     }
@@ -111,13 +107,12 @@ TEST_F(ObjectFactory, ASingletonLivesFromTheFirstReferenceToTheLast) {
     EXPECT_FALSE(IsConstructorRegistered(address));
 }
 
-class Target {
-public:
-    void Nothing() { heard += "nothing;"; }
-    void Text(std::shared_ptr<std::string> text) { heard += *text + ";"; }
-    void Two(wchar_t* word, int number) {
-        heard += std::to_string(word[0]) + "," + std::to_string(number) + ";";
-    }
+using Text = std::shared_ptr<std::string>;
+
+struct Target {
+    void None() { heard += "none;"; }
+    void One(Text text) { heard += *text + ";"; }
+    void Two(wchar_t* word, int n) { heard += std::to_string(word[0]) + "," + std::to_string(n) + ";"; }
     void Three(DWORD a, DWORD b, const int* c) {
         heard += std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(*c) + ";";
     }
@@ -127,28 +122,26 @@ public:
 
 TEST(WorkItems, RunWithTheirArgumentsAndEndWithDispose) {
     Target target;
-    const auto text = std::make_shared<std::string>("text");
+    const Text text = std::make_shared<std::string>("one");
     wchar_t word[] = L"A";
     const int last = 3;
     EqWorkItem* const items[] = {
-        new EqWorkItemMember0<void, Target>(&target, &Target::Nothing),
-        new EqWorkItemMember1<void, Target, std::shared_ptr<std::string>>(&target, text, &Target::Text),
+        new EqWorkItemMember0<void, Target>(&target, &Target::None),
+        new EqWorkItemMember1<void, Target, Text>(&target, text, &Target::One),
         new EqWorkItemMember2<void, Target, wchar_t*, int>(&target, word, -2, &Target::Two),
-        new EqWorkItemMember3<void, Target, DWORD, DWORD, const int*>(&target, 1, 0xFFFFFFFF, &last,
-                                                                      &Target::Three),
+        new EqWorkItemMember3<void, Target, DWORD, DWORD, const int*>(&target, 1, ~0U, &last, &Target::Three),
     };
-    EXPECT_EQ(text.use_count(), 2);
     for (EqWorkItem* const item : items)
         CallSlot<void>(item, 2);
-    EXPECT_EQ(target.heard, "nothing;text;65,-2;1,4294967295,3;");
+    EXPECT_EQ(target.heard, "none;one;65,-2;1,4294967295,3;");
     EXPECT_EQ(text.use_count(), 2) << "a run doesn't end the item: timers run again";
     for (EqWorkItem* const item : items)
         CallSlot<void>(item, 1);
     EXPECT_EQ(text.use_count(), 1);
 
-    using Item = EqWorkItemMember1<void, Target, std::shared_ptr<std::string>>;
+    using Item = EqWorkItemMember1<void, Target, Text>;
     alignas(Item) std::byte storage[sizeof(Item)];
-    auto* const item = new (storage) Item(&target, text, &Target::Text);
+    auto* const item = new (storage) Item(&target, text, &Target::One);
     EXPECT_EQ(CallSlot<void*>(item, 0, uint32_t{0}), item) << "flag 0 leaves the memory";
     EXPECT_EQ(text.use_count(), 1);
 }

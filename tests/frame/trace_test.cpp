@@ -151,13 +151,14 @@ TEST_F(Trace, WithoutTheLibraryOrAnExportEverythingGoesOn) {
     const struct {
         const wchar_t* library;
         const char* missing;
+        bool standsIn;
         Lines calls;
     } kCases[] = {
-        {L"log.dll", nullptr, {}},
-        {nullptr, "LogWrite", {L"LogInit", L"LogDeinit", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogInit", {L"0 4 M M: 7", L"LogDeinit", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogDeinit", {L"LogInit", L"0 4 M M: 7", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogUninitDeskMetrics", {L"LogInit", L"0 4 M M: 7", L"LogDeinit"}},
+        {L"log.dll", nullptr, true, {}},
+        {nullptr, "LogWrite", true, {L"LogInit", L"LogDeinit", L"LogUninitDeskMetrics"}},
+        {nullptr, "LogInit", false, {L"0 4 M M: 7", L"LogDeinit", L"LogUninitDeskMetrics"}},
+        {nullptr, "LogDeinit", false, {L"LogInit", L"0 4 M M: 7", L"LogUninitDeskMetrics"}},
+        {nullptr, "LogUninitDeskMetrics", false, {L"LogInit", L"0 4 M M: 7", L"LogDeinit"}},
     };
     const LogCalls log;
     for (const auto& c : kCases) {
@@ -166,9 +167,9 @@ TEST_F(Trace, WithoutTheLibraryOrAnExportEverythingGoesOn) {
         LogHolder holder;
         EXPECT_NE(holder.Get(), nullptr);
         EXPECT_TRUE(IsLive());
-        TraceWrite(holder.Get(), 0, &kError, "M", L"M", L"%d", 7);
-        const bool writes = std::count(c.calls.begin(), c.calls.end(), L"0 4 M M: 7") != 0;
-        if (!writes) EXPECT_EQ(holder.Get()->Write()(0, &kError, "M", L"M", L"", {}), E_NOINTERFACE);
+        // The stand-in says so itself, whatever it is given.
+        const int32_t answer = holder.Get()->Write()(0, &kError, "M", L"M", L"7", {});
+        EXPECT_EQ(answer, c.standsIn ? E_NOINTERFACE : 0);
         holder.Release();
         g_imports = {};
         EXPECT_EQ(log.Take(), c.calls) << (c.missing != nullptr ? c.missing : "no library");
