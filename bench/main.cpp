@@ -22,8 +22,10 @@ constexpr Row kRows[] = {
     {"memory", &bench::HostMemory},
 };
 
-bool IsWanted(std::string_view name, int count, char** names) {
-    return count == 0 || std::find(names, names + count, name) != names + count;
+const Row* FindRow(std::string_view name) {
+    const auto* const found =
+        std::find_if(std::begin(kRows), std::end(kRows), [name](const Row& row) { return row.name == name; });
+    return found != std::end(kRows) ? found : nullptr;
 }
 
 /// Whether the median is within the limit.
@@ -38,30 +40,42 @@ bool Print(Figure& figure) {
     return isOk;
 }
 
-int PrintAll(int count, char** names) {
-    bool allOk = true;
+/// The exit code.
+int Measure(const std::vector<const Row*>& rows) {
+    int result = 0;
     std::string notes;
     std::printf("%-32s %-42s %7s %7s %7s %6s\n", "what", "against", "min", "median", "max", "limit");
-    for (const Row& row : kRows) {
-        if (!IsWanted(row.name, count, names)) continue;
-        Figure figure = row.measure();
-        allOk = Print(figure) && allOk;
-        if (!figure.note.empty()) notes += figure.what + ": " + figure.note + "\n";
+    for (const Row* const row : rows) {
+        try {
+            Figure figure = row->measure();
+            if (!Print(figure)) result = std::max(result, 1);
+            if (!figure.note.empty()) notes += figure.what + ": " + figure.note + "\n";
+        } catch (const std::exception& exception) {
+            std::printf("%s: not measured, %s\n", row->name.data(), exception.what());
+            result = 2;
+        }
     }
     std::printf("\n%d passes each; a figure is the multiple of what it is measured against.\n%s",
                 bench::kPasses, notes.c_str());
-    return allOk ? 0 : 1;
+    return result;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    try {
-        // The libraries that are bound by name lie with the programs.
-        SetDllDirectoryW((optimizer::GetModuleFolder() + L"..\\..\\bin").c_str());
-        return PrintAll(count - 1, arguments + 1);
-    } catch (const std::exception& exception) {
-        std::printf("%s\n", exception.what());
-        return 2;
+    // The libraries that are bound by name lie with the programs.
+    SetDllDirectoryW((optimizer::GetModuleFolder() + L"..\\..\\bin").c_str());
+    std::vector<const Row*> rows;
+    for (int i = 1; i < count; ++i) {
+        rows.push_back(FindRow(arguments[i]));
+        if (rows.back() == nullptr) {
+            std::printf("There is no figure \"%s\".\n", arguments[i]);
+            return 2;
+        }
     }
+    if (rows.empty()) {
+        for (const Row& row : kRows)
+            rows.push_back(&row);
+    }
+    return Measure(rows);
 }

@@ -1,5 +1,7 @@
 #include "settings/json_file.h"
 
+#include <algorithm>
+
 #include <windows.h>
 
 #include "frame/handles.h"
@@ -75,15 +77,26 @@ JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out) {
 bool WriteJsonFile(const std::wstring& path, const picojson::value& value) {
     TRACE_SCOPE("WriteJsonFile");
     const std::string text = value.serialize();
-    // Truncated in place, without a temporary file and a rename: a half-written file fails its next read, and
-    // readers have their fall-backs for that.
-    const FileHandle file = Open(path, GENERIC_WRITE, CREATE_ALWAYS);
+    // In place, without a temporary file and a rename. The text goes out in one write that covers all of the
+    // old one, blanks behind it, and the file is cut to its length after that: a kill at any point leaves a
+    // whole document.
+    const FileHandle file = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
     DWORD error = GetLastError();
-    DWORD written = 0;
-    bool succeeded = static_cast<bool>(file);
+    LARGE_INTEGER oldSize = {};
+    bool succeeded = file && GetFileSizeEx(file.Get(), &oldSize) && oldSize.QuadPart <= kLargestFile;
     if (succeeded) {
-        succeeded = WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
-                    written == text.size();
+        std::string covering = text;
+        covering.resize(std::max(text.size(), static_cast<size_t>(oldSize.QuadPart)), ' ');
+        DWORD written = 0;
+        succeeded =
+            WriteFile(file.Get(), covering.data(), static_cast<DWORD>(covering.size()), &written, nullptr) &&
+            written == covering.size();
+        error = GetLastError();
+    }
+    if (succeeded && text.size() < static_cast<size_t>(oldSize.QuadPart)) {
+        LARGE_INTEGER end = {};
+        end.QuadPart = static_cast<LONGLONG>(text.size());
+        succeeded = SetFilePointerEx(file.Get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(file.Get());
         error = GetLastError();
     }
     if (!succeeded) {

@@ -17,7 +17,7 @@ enum class JsonFileState {
 /// Reads and parses a whole file. Broken ones are traced with the place of the error.
 JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out);
 
-/// Writes the compact text, truncating the file, and has it on disk at the return.
+/// Replaces the file's content by the compact text and has it on disk at the return.
 bool WriteJsonFile(const std::wstring& path, const picojson::value& value);
 
 /// Reads a file into an object to be changed. An absent or empty file gives an empty object; anything else

@@ -196,12 +196,12 @@ public:
     uint32_t Reserved0() override { return 0; }
     uint32_t Start(uint32_t) override { return 0; }
     uint32_t Stop() override { return 0; }
-    uint32_t Post(const wchar_t*, QueueHandle*, EqWorkItem* item, uint32_t, uint32_t, uint32_t) override {
+    uint32_t Post(const wchar_t*, QueueHandle*, EqWorkItem* item, uint64_t, uint64_t, uint64_t) override {
         m_items.push_back(item);
         return 0;
     }
-    uint32_t PostTimer(const wchar_t*, QueueHandle*, uint32_t, uint32_t, EqWorkItem*, uint32_t, uint32_t,
-                       uint32_t) override {
+    uint32_t PostTimer(const wchar_t*, QueueHandle*, uint32_t, uint32_t, EqWorkItem*, uint64_t, uint64_t,
+                       uint64_t) override {
         return ERROR_NOT_SUPPORTED;
     }
     uint32_t Reserved5() override { return 0; }

@@ -14,6 +14,8 @@ constexpr const wchar_t* kLibrary = L"test_component.dll";
 
 class ExportedObjects : public frame_test::WithImports {
 protected:
+    ExportedObjects() { TakeEnded(); }
+
     /// The objects that the library has ended since the last time.
     static std::wstring TakeEnded() {
         wchar_t ended[256] = {};

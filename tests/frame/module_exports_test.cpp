@@ -1,9 +1,9 @@
 // The module as a host from another compiler meets it: a library with three exports, and objects whose
 // operations are called by their numbers in the virtual table.
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <thread>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -82,26 +82,19 @@ TEST_F(Module, RefusesWhatItCanNotMake) {
         const wchar_t* name;
         const Identifier* iid;
         uint32_t error;
-    } kCases[] = {
-        {nullptr, &kBase, ERROR_INVALID_DATA},
-        {L"optimizeral", nullptr, ERROR_INVALID_DATA},
-        {L"optimizersettings", nullptr, ERROR_INVALID_DATA},
-        {L"unknown", &kBase, ERROR_NOT_FOUND},
-        {L"", &kBase, ERROR_NOT_FOUND},
-        {L"optimizersettings", &kStrange, ERROR_NOT_FOUND},
-        {L"optimizersettings", &IOptimizer::kIdentifier, ERROR_NOT_FOUND},
-    };
+    } kCases[] = {{nullptr, &kBase, 13},
+                  {L"optimizeral", nullptr, 13},
+                  {L"unknown", &kBase, 1168},
+                  {L"optimizersettings", &IOptimizer::kIdentifier, 1168}};
     for (const auto& c : kCases) {
         void* out = this;
-        EXPECT_EQ(m_create(c.name, c.iid, &out), c.error) << (c.name != nullptr ? c.name : L"null");
+        EXPECT_EQ(m_create(c.name, c.iid, &out), c.error);
         EXPECT_EQ(out, nullptr);
     }
-    for (const wchar_t* const name : {L"optimizeral", L"optimizersettings", L"unknown"})
-        EXPECT_EQ(m_create(name, &kBase, nullptr), ERROR_INVALID_DATA);
+    EXPECT_EQ(m_create(L"optimizeral", &kBase, nullptr), 13U);
     EXPECT_FALSE(PluginLives());
     m_destroy(nullptr, this);
     m_destroy(L"unknown", this);
-    m_destroy(L"optimizersettings", nullptr);
 }
 
 TEST_F(Module, ThePluginIsOneObjectUnderACount) {
@@ -153,30 +146,25 @@ TEST_F(Module, ReferencesLeftOverEndWithTheModule) {
 /// What the engine's observers hear, as one text.
 class Listener final : public IOptimizerEvents {
 public:
-    void OnTaskFinished(const wchar_t*, const uint32_t*, uint32_t) override { heard += L"task;"; }
-    void OnProfileChanged(const wchar_t* user, const profile* changed) override {
-        _Note(L"profile", user, *changed);
+    void OnTaskFinished(const wchar_t*, const uint32_t*, uint32_t) override {}
+    void OnProfileChanged(const wchar_t* user, const profile* p) override { _Note(L"profile", user, *p); }
+    void OnActionsExecuted(const wchar_t* user, const profile* p) override { _Note(L"executed", user, *p); }
+    void OnProfileConfigChanged(const wchar_t* user, const profile* p) override {
+        _Note(L"config", user, *p);
     }
-    void OnActionsExecuted(const wchar_t* user, const profile* done) override {
-        _Note(L"executed", user, *done);
+    void OnOptimizerModuleEnableChanged(const wchar_t* user, bool on) override {
+        _Note(on ? L"on" : L"off", user, profile::Disabled);
     }
-    void OnProfileConfigChanged(const wchar_t* user, const profile* changed) override {
-        _Note(L"config", user, *changed);
-    }
-    void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) override {
-        heard += std::wstring(enabled ? L"on " : L"off ") + user + L";";
-    }
-    void OnOptimizerProcessOptimized(const wchar_t*, uint32_t) override { heard += L"process;"; }
+    void OnOptimizerProcessOptimized(const wchar_t*, uint32_t) override {}
 
-    std::wstring Take() { return std::exchange(heard, L""); }
-
-    std::wstring heard;
+    std::wstring Take() { return std::exchange(m_heard, L""); }
 
 private:
-    void _Note(const wchar_t* what, const wchar_t* user, profile which) {
-        heard +=
-            std::wstring(what) + L" " + std::to_wstring(static_cast<uint32_t>(which)) + L" " + user + L";";
+    void _Note(const std::wstring& what, const wchar_t* user, profile which) {
+        m_heard += what + L" " + std::to_wstring(static_cast<uint32_t>(which)) + L" " + user + L";";
     }
+
+    std::wstring m_heard;
 };
 
 TEST_F(Module, ThePluginsSlotsBeforeInit) {
@@ -199,7 +187,7 @@ TEST_F(Module, ThePluginsSlotsBeforeInit) {
     EXPECT_EQ(listener.Take(), L"");
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 9, &game, &config), 31U);
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 11, true), 0U);
-    EXPECT_EQ(listener.Take(), L"config 2 ;on ;") << "told all the same, with nobody's name";
+    EXPECT_EQ(listener.Take(), L"config 2 ;on 0 ;") << "told all the same, with nobody's name";
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 14, &listener), 0U);
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 14, &listener), 1168U);
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 1, static_cast<IServMain*>(nullptr)), 6U);
@@ -225,48 +213,38 @@ TEST_F(Module, AHostDrivesItsComponentsByTheirSlots) {
     host.manager.plugins[L"optimizersettings"] = static_cast<IVxBaseInterface*>(settings);
 
     void* const plugin = Made(L"optimizeral");
-    EXPECT_EQ(CallSlot<uint32_t>(plugin, 1, servMain), 0U);
     Listener listener;
-    EXPECT_EQ(CallSlot<uint32_t>(plugin, 13, static_cast<IOptimizerEvents*>(&listener)), 0U);
+    EXPECT_EQ(CallSlot<uint32_t>(plugin, 1, servMain), 0U);
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 3), 0U);
-    host.queue.RunAll();
-    listener.Take();
-
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 11, true), 0U);
-    bool enabled = false;
-    EXPECT_EQ(CallSlot<uint32_t>(plugin, 12, &enabled), 0U);
-    EXPECT_TRUE(enabled);
     host.queue.RunAll();
-    EXPECT_NE(listener.Take().find(L"on HOME\\ann;"), std::wstring::npos);
-
+    EXPECT_EQ(CallSlot<uint32_t>(plugin, 13, &listener), 0U);
     const profile game = profile::Game;
+    profile active = profile::Disabled;
+    bool enabled = false;
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 7, &game), 0U);
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 7, &game), 183U);
     host.queue.RunAll();
     EXPECT_EQ(listener.Take(), L"profile 2 HOME\\ann;executed 2 HOME\\ann;");
-    profile active = profile::Disabled;
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 8, &active), 0U);
     EXPECT_EQ(active, profile::Game);
-
-    vx::String config(LR"({"A":{"active":false}})");
-    const profile work = profile::Work;
-    EXPECT_EQ(CallSlot<uint32_t>(plugin, 9, &work, &config), 0U);
-    EXPECT_EQ(listener.Take(), L"config 1 HOME\\ann;");
+    EXPECT_EQ(CallSlot<uint32_t>(plugin, 12, &enabled), 0U);
+    EXPECT_TRUE(enabled);
     {
+        vx::String config(LR"({"A":{"active":false}})");
         vx::String read;  // has no buffer yet: the module makes it, this side frees it
+        const profile work = profile::Work;
+        EXPECT_EQ(CallSlot<uint32_t>(plugin, 9, &work, &config), 0U);
         EXPECT_EQ(CallSlot<uint32_t>(plugin, 10, &work, &read), 0U);
-        EXPECT_STREQ(read.Text(), LR"({"A":{"active":false}})");
+        EXPECT_STREQ(read.Text(), config.Text());
     }
     EXPECT_EQ(CallSlot<uint32_t>(plugin, 4), 0U);
     CallSlot<void>(plugin, 2);
     m_destroy(L"optimizeral", plugin);
-    EXPECT_EQ(host.manager.references,
-              (std::map<std::wstring, int>{{L"optimizersettings", 0}, {L"productinfo", 0}}));
-    EXPECT_EQ(host.queue.openHandles, 0);
-    EXPECT_EQ(host.queue.liveSerials, 0);
-    EXPECT_TRUE(test_support::FileExists(folder.File(L"optimizer\\HOME_ann_restore_profile.json")));
+    for (const auto& [name, references] : host.manager.references)
+        EXPECT_EQ(references, 0) << std::filesystem::path(name);
+    EXPECT_EQ(host.queue.openHandles + host.queue.liveSerials, 0);
 
-    EXPECT_EQ(CallSlot<uint32_t>(settings, 4), 0U);
     CallSlot<void>(settings, 2);
     EXPECT_EQ(CallSlot<void*>(settings, 5), nullptr);
     EXPECT_EQ(CallSlot<void*>(settings, 7, uint32_t{1}), settings) << "the deleting destructor frees it";

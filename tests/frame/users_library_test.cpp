@@ -9,6 +9,7 @@ namespace {
 
 class UsersLibrary : public frame_test::WithImports {
 protected:
+    UsersLibrary() { test_support::SetSimulatedUser(L"HOME", L"ann"); }
     ~UsersLibrary() override { m_users.Unbind(); }
 
     VxUsersLibrary& m_users = VxUsersLibrary::Instance();

@@ -42,50 +42,45 @@ TEST_F(SettingsManager, TheFolderFollowsTheProductsConfiguration) {
     const std::wstring own = GetModuleFolder();
     const std::wstring relative = L"data_" + std::to_wstring(GetCurrentProcessId());
     const struct {
-        bool hasFolder;
         std::wstring common;
-        std::wstring folder;
-        std::wstring made;  // what the test has to remove
+        std::wstring above;  // the folder that holds "optimizer"
+        std::wstring made;   // what the test removes
     } kCases[] = {
-        {true, data.Path(), data.Path() + L"optimizer\\", data.Path() + L"optimizer"},
-        {true, bare, data.Path() + L"optimizer\\", data.Path() + L"optimizer"},
-        {true, relative, own + relative + L"\\optimizer\\", own + relative},
-        {true, relative + L"\\", own + relative + L"\\optimizer\\", own + relative},
-        {true, L"", own + L"settings\\optimizer\\", own + L"settings"},
-        {false, L"", own + L"settings\\optimizer\\", own + L"settings"},
+        {data.Path(), data.Path(), data.File(L"optimizer")},
+        {bare, data.Path(), data.File(L"optimizer")},
+        {relative, own + relative + L"\\", own + relative},
+        {relative + L"\\", own + relative + L"\\", own + relative},
+        {L"", own + L"settings\\", own + L"settings"},
     };
     for (const auto& c : kCases) {
-        m_product.hasFolder = c.hasFolder;
         m_product.folder = c.common;
         ASSERT_EQ(m_manager.Init(&m_host), ERROR_SUCCESS);
-        EXPECT_TRUE(UsesFolder(c.folder)) << std::filesystem::path(c.folder);
+        EXPECT_TRUE(UsesFolder(c.above + L"optimizer\\")) << std::filesystem::path(c.above);
         std::filesystem::remove_all(c.made);
         EXPECT_EQ(m_host.manager.references[L"productinfo"], 0);
     }
+    m_product.hasFolder = false;
+    ASSERT_EQ(m_manager.Init(&m_host), ERROR_SUCCESS);
+    EXPECT_TRUE(UsesFolder(own + L"settings\\optimizer\\")) << "a null text is like an empty one";
+    std::filesystem::remove_all(own + L"settings");
 }
 
 TEST_F(SettingsManager, AFailedInitTellsItsReasonAndHoldsNothing) {
     const struct {
-        const char* what;
         bool hasMain;
         bool hasManager;
         uint32_t pluginError;
         uint32_t error;
         int references;
     } kCases[] = {
-        {"no host", false, true, 0, ERROR_INVALID_HANDLE, 0},
-        {"no component manager", true, false, 0, ERROR_INVALID_HANDLE, 0},
+        {false, true, 0, ERROR_INVALID_HANDLE, 0},
+        {true, false, 0, ERROR_INVALID_HANDLE, 0},
         // Asked for once and given back once, also when it wasn't given.
-        {"no product configuration", true, true, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, -1},
+        {true, true, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, -1},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
         m_host.hasManager = true;
-        m_host.manager.errors.clear();
-        m_host.manager.references.clear();
         ASSERT_EQ(m_manager.Init(&m_host), ERROR_SUCCESS);
-        EXPECT_NE(m_manager.GetProfilesSettings(), nullptr);
-
         m_host.hasManager = c.hasManager;
         if (c.pluginError != 0) m_host.manager.errors[L"productinfo"] = c.pluginError;
         EXPECT_EQ(m_manager.Init(c.hasMain ? &m_host : nullptr), c.error);
@@ -94,18 +89,9 @@ TEST_F(SettingsManager, AFailedInitTellsItsReasonAndHoldsNothing) {
     }
 }
 
-TEST_F(SettingsManager, AnswersForItsThreeInterfacesAndEndsTwice) {
-    constexpr Identifier kStrange = {1, 2, 3, {}};
-    for (const Identifier* const iid :
-         {&IVxBaseInterface::kIdentifier, &IServPlugin::kIdentifier, &IOptimizerSettings::kIdentifier}) {
-        EXPECT_EQ(m_manager.QueryInterface(iid), static_cast<IOptimizerSettings*>(&m_manager));
-    }
-    EXPECT_EQ(m_manager.QueryInterface(&kStrange), nullptr);
-    EXPECT_EQ(m_manager.QueryInterface(nullptr), nullptr);
-    EXPECT_EQ(m_manager.GetProfilesSettings(), nullptr);
+TEST_F(SettingsManager, EndsTwiceAndLeavesNothing) {
+    m_manager.UnInit();
     ASSERT_EQ(m_manager.Init(&m_host), ERROR_SUCCESS);
-    EXPECT_EQ(m_manager.Start(), ERROR_SUCCESS);
-    EXPECT_EQ(m_manager.Stop(), ERROR_SUCCESS);
     m_manager.UnInit();
     m_manager.UnInit();
     EXPECT_EQ(m_manager.GetProfilesSettings(), nullptr);
