@@ -11,8 +11,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 
-# Programs and libraries need nothing but the system: no runtime DLL travels with them.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
+# Programs and libraries need nothing but the system: no runtime DLL travels with them. Sections aligned to pages in the
+# file are mapped; others would be read into private memory.
+set(LINK_FLAGS "-static -static-libgcc -static-libstdc++ -Wl,--file-alignment,4096")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${LINK_FLAGS}")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${LINK_FLAGS}")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/run-wine)
