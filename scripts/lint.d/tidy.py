@@ -91,7 +91,7 @@ def main():
     due = [source for source in sources if not (stamps / names[source]).exists()]
 
     def tidy(source):
-        return source, run("clang-tidy", "--quiet", "-p", str(work), str(source))
+        return source, run("clang-tidy", "--quiet", "--warnings-as-errors=*", "-p", str(work), str(source))
 
     failed = 0
     shown = set()

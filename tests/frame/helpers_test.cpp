@@ -1,7 +1,6 @@
-// Texts, numbers and handles: the small helpers whose mistakes show everywhere.
+// JSON and texts: the small helpers whose mistakes show everywhere.
 #include <gtest/gtest.h>
 
-#include "frame/handles.h"
 #include "frame/json.h"
 #include "frame/text.h"
 
@@ -75,36 +74,6 @@ TEST(Text, Utf8BothWays) {
     }
     EXPECT_EQ(Widen("a\xFFz"), L"a\xFFFDz");
     EXPECT_EQ(Narrow(L"a\xD83Cz"), "a\xEF\xBF\xBDz") << "half a pair";
-}
-
-TEST(Text, ErrorsInWords) {
-    EXPECT_EQ(SystemErrorText(ERROR_ACCESS_DENIED), L"Access denied (5)");
-    EXPECT_EQ(SystemErrorText(0xE0001234), L"error 3758101044");
-}
-
-TEST(Handles, CloseOnceAndKeepTheLastError) {
-    const HANDLE first = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    const HANDLE second = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    const auto isOpen = [](HANDLE handle) {
-        DWORD flags = 0;
-        return GetHandleInformation(handle, &flags) != FALSE;
-    };
-    KernelHandle handle(first);
-    KernelHandle other(second);
-    SetLastError(ERROR_BUSY);
-    handle = std::move(other);
-    EXPECT_EQ(GetLastError(), ERROR_BUSY);
-    EXPECT_FALSE(isOpen(first));
-    EXPECT_FALSE(other);
-    EXPECT_EQ(handle.Get(), second);
-    *handle.Receive() = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    EXPECT_FALSE(isOpen(second));
-    const HANDLE given = handle.Release();
-    handle.Reset();
-    EXPECT_TRUE(isOpen(given));
-    CloseHandle(given);
-    FileHandle file(CreateFileW(L"?", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    EXPECT_FALSE(file) << "files have an invalid value of their own";
 }
 
 }  // namespace

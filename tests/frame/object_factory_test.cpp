@@ -138,12 +138,6 @@ TEST(WorkItems, RunWithTheirArgumentsAndEndWithDispose) {
     for (EqWorkItem* const item : items)
         CallSlot<void>(item, 1);
     EXPECT_EQ(text.use_count(), 1);
-
-    using Item = EqWorkItemMember1<void, Target, Text>;
-    alignas(Item) std::byte storage[sizeof(Item)];
-    auto* const item = new (storage) Item(&target, text, &Target::One);
-    EXPECT_EQ(CallSlot<void*>(item, 0, uint32_t{0}), item) << "flag 0 leaves the memory";
-    EXPECT_EQ(text.use_count(), 1);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include "frame/vx_list.h"
 
 #include <algorithm>
-#include <memory>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -81,20 +80,6 @@ TEST(VxList, ErasesWhileItIsWalked) {
         PushBack(list, {9});
         EXPECT_EQ(*list.Back(), 9);
     }
-}
-
-TEST(VxList, CopiesItsValuesAndDestroysThemOnce) {
-    const auto value = std::make_shared<int>(5);
-    {
-        List<std::shared_ptr<int>> list;
-        list.PushBack(value);
-        list.PushFront(value);
-        auto* const walker = list.CreateEnum();
-        list.Erase(walker);
-        walker->Release();
-        EXPECT_EQ(value.use_count(), 2);
-    }
-    EXPECT_EQ(value.use_count(), 1);
 }
 
 }  // namespace
