@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// A text file that grows by whole lines up to a size, then takes the name "….1" and makes room for a new
+/// A text file that grows by whole lines up to a size, then takes the name "....1" and makes room for a new
 /// one. Opened, with the folders above it, by the first line. When that fails nothing is written, and it is
 /// tried again some seconds later. One thread at a time; Append blocks for one write. Append throws
 /// std::bad_alloc.

@@ -32,7 +32,7 @@ bool IsNamedBy(const UserName& user, const UserName& wanted);
 [[nodiscard]] uint32_t SidOf(const UserName& user, Sid& sid);
 /// 1317 (ERROR_NO_SUCH_USER) for what isn't a user: a group, a service identity.
 [[nodiscard]] uint32_t UserOf(PSID sid, UserName& user);
-/// The form "S-1-…"; empty on failure.
+/// The form "S-1-..."; empty on failure.
 std::wstring SidText(PSID sid);
 
 /// The machine's own accounts that aren't disabled and have an identifier; the users with a profile on it

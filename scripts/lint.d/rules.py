@@ -47,7 +47,8 @@ def findings_of(file):
                 yield f"{file}:{number}: {what}"
         if header and re.search(r"\busing namespace\b", code):
             yield f"{file}:{number}: using namespace in a header"
-        if CLOSING_CALL.search(code) and TRAIT not in code:
+        defines = code.rstrip().endswith("{")  # a test's stand-in for the system's function
+        if CLOSING_CALL.search(code) and TRAIT not in code and not defines:
             yield f"{file}:{number}: closes a handle outside an owner"
 
 

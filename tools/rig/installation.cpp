@@ -10,7 +10,7 @@ namespace rig {
 
 Installation::Installation(const std::string& profiles) {
     namespace fs = std::filesystem;
-    // Test programs lie in build/…/tests/NAME, the product's in build/…/bin.
+    // Test programs lie in build/.../tests/NAME, the product's in build/.../bin.
     const fs::path bin = fs::path(optimizer::GetModuleFolder()) / L"..\\..\\bin";
     const fs::path folder = m_folder.Path();
     for (const auto& entry : fs::directory_iterator(bin)) {
