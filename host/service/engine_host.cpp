@@ -4,6 +4,7 @@
 
 #include "border/host_diagnostics.h"
 #include "frame/module_path.h"
+#include "frame/plugin_request.h"
 #include "frame/text.h"
 
 namespace host {
@@ -16,13 +17,6 @@ using optimizer::SystemErrorText;
 constexpr uint32_t kQueueThreads = 4;
 constexpr const wchar_t* kEngine = L"optimizeral";
 constexpr const wchar_t* kSessionChange = L"sessionchange";
-
-template <class Interface>
-Interface* Fetch(IComponentManager* components, const wchar_t* name) {
-    void* plugin = nullptr;
-    if (components->GetPlugin(name, &Interface::kIdentifier, &plugin) != ERROR_SUCCESS) return nullptr;
-    return static_cast<Interface*>(plugin);
-}
 
 }  // namespace
 
@@ -66,14 +60,14 @@ bool EngineHost::_LoadPlugins(const std::wstring& pluginList, std::wstring& prob
         return false;
     }
     m_pluginsLoaded = true;
-    m_engine = Fetch<IOptimizer>(main->GetComponentManager(), kEngine);
+    m_engine = optimizer::RequestPlugin<IOptimizer>(main->GetComponentManager(), kEngine);
     if (m_engine == nullptr) {
         problem = L"The plug-in list " + pluginList +
                   L" has no usable plug-in \"optimizeral\"; restore the list that came with the program.";
         return false;
     }
     const optimizer::CriticalSectionGuard guard(m_sessionLock);
-    m_sessions = Fetch<ISessionChange>(main->GetComponentManager(), kSessionChange);
+    m_sessions = optimizer::RequestPlugin<ISessionChange>(main->GetComponentManager(), kSessionChange);
     return true;
 }
 

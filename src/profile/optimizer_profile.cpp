@@ -2,6 +2,7 @@
 
 #include "frame/guarded.h"
 #include "frame/json.h"
+#include "frame/plugin_request.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/uninstall_event.h"
@@ -52,16 +53,7 @@ OptimizerProfile::OptimizerProfile(IServMain* main, IOptimizerProfileObserver* o
         m_queue = main->GetEventQueue();
         m_components = main->GetComponentManager();
     }
-    if (m_components != nullptr) {
-        void* plugin = nullptr;
-        const uint32_t error =
-            m_components->GetPlugin(kSettingsPlugin, &IOptimizerSettings::kIdentifier, &plugin);
-        if (error == ERROR_SUCCESS) {
-            m_settings = static_cast<IOptimizerSettings*>(plugin);
-        } else {
-            TRACE_LINE(trace::kError, L"GetPlugin %s failed 0x%x", kSettingsPlugin, error);
-        }
-    }
+    m_settings = RequestPlugin<IOptimizerSettings>(m_components, kSettingsPlugin);
     m_stopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     m_actions = std::make_unique<ActionManager>(this);
     m_uninstallEvent = OpenUninstallEvent();

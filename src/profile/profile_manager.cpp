@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "frame/plugin_request.h"
 #include "frame/trace.h"
 #include "settings/iprofiles_settings.h"
 
@@ -39,16 +40,7 @@ uint32_t ProfileManager::Start() {
         CriticalSectionGuard guard(m_lock);
         m_profile = std::move(profileRunner);
         m_components = m_main != nullptr ? m_main->GetComponentManager() : nullptr;
-        if (m_components != nullptr) {
-            void* plugin = nullptr;
-            const uint32_t error =
-                m_components->GetPlugin(kSettingsPlugin, &IOptimizerSettings::kIdentifier, &plugin);
-            if (error == ERROR_SUCCESS) {
-                m_settings = static_cast<IOptimizerSettings*>(plugin);
-            } else {
-                TRACE_LINE(trace::kError, L"GetPlugin %s failed 0x%x", kSettingsPlugin, error);
-            }
-        }
+        m_settings = RequestPlugin<IOptimizerSettings>(m_components, kSettingsPlugin);
     }
     _RestoreLastProfile();
     {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <thread>
-
-#include "frame/handles.h"
+#include <future>
 
 namespace frame_test {
 
@@ -10,23 +8,17 @@ namespace frame_test {
 class Caller {
 public:
     template <class Call>
-    explicit Caller(Call call)
-        : m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_thread([this, call] {
-              call();
-              SetEvent(m_done.Get());
-          }) {}
-    ~Caller() { m_thread.join(); }
-    Caller(const Caller&) = delete;
-    Caller& operator=(const Caller&) = delete;
+    explicit Caller(Call call) : m_done(std::async(std::launch::async, call)) {}
 
-    bool Finishes() const { return WaitForSingleObject(m_done.Get(), kPatienceMs) == WAIT_OBJECT_0; }
-    bool IsBlocked() const { return WaitForSingleObject(m_done.Get(), 50) == WAIT_TIMEOUT; }
+    bool Finishes() const { return _IsDoneWithin(10000); }
+    bool IsBlocked() const { return !_IsDoneWithin(50); }
 
 private:
-    static constexpr DWORD kPatienceMs = 10000;
+    bool _IsDoneWithin(int milliseconds) const {
+        return m_done.wait_for(std::chrono::milliseconds(milliseconds)) == std::future_status::ready;
+    }
 
-    optimizer::KernelHandle m_done;
-    std::thread m_thread;
+    std::future<void> m_done;  // waits for the call at its end
 };
 
 }  // namespace frame_test

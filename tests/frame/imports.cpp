@@ -16,12 +16,10 @@ Imports g_imports;
 namespace {
 
 FARPROC WINAPI FindExport(HMODULE library, LPCSTR name) {
-    SetLastError(g_imports.error);
+    SetLastError(ERROR_PROC_NOT_FOUND);
     if (g_imports.missingExport != nullptr && std::strcmp(name, g_imports.missingExport) == 0) return nullptr;
-    ANSI_STRING text = {};
-    text.Buffer = const_cast<char*>(name);
-    text.Length = static_cast<USHORT>(std::strlen(name));
-    text.MaximumLength = text.Length;
+    ANSI_STRING text;
+    RtlInitAnsiString(&text, name);
     void* address = nullptr;
     if (LdrGetProcedureAddress(library, &text, 0, &address) != 0) return nullptr;
     return reinterpret_cast<FARPROC>(address);
@@ -31,7 +29,7 @@ HMODULE WINAPI Load(LPCWSTR path) {
     if (g_imports.missingLibrary == nullptr || std::wcsstr(path, g_imports.missingLibrary) == nullptr) {
         return LoadLibraryExW(path, nullptr, 0);
     }
-    SetLastError(g_imports.error);
+    SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -11,7 +9,6 @@ namespace frame_test {
 struct Imports {
     const char* missingExport = nullptr;      // GetProcAddress doesn't find it
     const wchar_t* missingLibrary = nullptr;  // LoadLibraryW doesn't find it
-    DWORD error = ERROR_PROC_NOT_FOUND;       // what both leave behind then
     DWORD timeMs = 0;                         // timeGetTime
 };
 extern Imports g_imports;

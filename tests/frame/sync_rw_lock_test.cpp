@@ -2,10 +2,6 @@
 // that one real thread plays a reader that already holds the lock while others really wait.
 #include "frame/sync_rw_lock.h"
 
-#include <atomic>
-#include <thread>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "tests/frame/caller.h"
@@ -68,34 +64,6 @@ TEST(SyncRWLock, AWritersTurnEndsWhenBothDepthsAreZero) {
     lock.UnlockRead(1);
     ASSERT_TRUE(reader.Finishes());
     lock.UnlockRead(2);
-}
-
-TEST(SyncRWLock, CountsStayExactUnderLoad) {
-    CSyncRWLock lock;
-    int value = 0;
-    std::atomic<int> readersInside = 0;
-    std::atomic<bool> broken = false;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 6; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 3000; ++i) {
-                if ((i + t) % 3 == 0) {
-                    WriteGuard guard(lock);
-                    if (readersInside != 0) broken = true;
-                    ++value;
-                } else {
-                    ReadGuard guard(lock);
-                    ++readersInside;
-                    ReadGuard nested(lock);
-                    --readersInside;
-                }
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_FALSE(broken);
-    EXPECT_EQ(value, 6 * 1000);
 }
 
 }  // namespace

@@ -64,93 +64,23 @@ TEST_F(Trace, ScopesAndLinesReachTheLibraryToTheLetter) {
 }
 
 TEST_F(Trace, ElapsedTimeCrossesTheWrapOfTheClock) {
-    const struct {
-        uint32_t start;
-        uint32_t end;
-        const wchar_t* line;
-    } kCases[] = {{100, 150, L"-1 32 M M: <- M() [50]"},
-                  {0xFFFFFFF0, 0x10, L"-1 32 M M: <- M() [32]"},
-                  {0xFFFFFFFF, 0, L"-1 32 M M: <- M() [1]"}};
     const LogCalls log;
     LogHolder holder;
     holder.Get();
-    for (const auto& c : kCases) {
-        g_imports.timeMs = c.start;
-        {
-            const LogScope scope("M", L"M");
-            g_imports.timeMs = c.end;
-        }
-        EXPECT_EQ(log.Take().back(), c.line);
-    }
-}
-
-TEST_F(Trace, LongNamesAreCutToTheirBuffers) {
-    const LogCalls log;
-    LogHolder holder;
-    holder.Get();
-    for (const size_t length : {256, 257, 258, 259, 260, 500}) {
-        const std::wstring name(length, L'n');
-        const std::wstring start = L"1 32 M " + name.substr(0, 259) + L": -> ";
-        const std::wstring shown = name.substr(0, 257);
-        log.Take();
-        { const LogScope scope("M", name.c_str()); }
-        { const LogScope scope("M", name.c_str(), name.c_str()); }
-        const Lines lines = log.Take();
-        EXPECT_EQ(lines[0], start + shown + L"()") << length;
-        EXPECT_EQ(lines[2], start + L"[" + shown + L"]") << length;
-    }
-}
-
-TEST_F(Trace, TheLibraryIsBoundFromTheFirstReferenceToTheLast) {
+    g_imports.timeMs = 0xFFFFFFF0;
     {
-        const LogCalls log;
-        for (int round = 0; round < 2; ++round) {
-            LogHolder first, second;
-            EXPECT_EQ(first.Get(), second.Get());
-            EXPECT_EQ(first.Get(), second.Get()) << "a holder takes one reference, however often it is asked";
-            first.Release();
-            first.Release();
-            EXPECT_TRUE(IsLive());
-            EXPECT_EQ(log.Take(), (Lines{L"LogInit"}));
-            second.Release();
-            EXPECT_FALSE(IsLive());
-            EXPECT_EQ(log.Take(), (Lines{L"LogDeinit", L"LogUninitDeskMetrics"}));
-        }
+        const LogScope scope("M", L"M");
+        g_imports.timeMs = 0x10;
     }
-    LogHolder holder;
-    holder.Get();
-    EXPECT_NE(GetModuleHandleW(L"log.dll"), nullptr);
-    holder.Release();
-    EXPECT_EQ(GetModuleHandleW(L"log.dll"), nullptr);
+    EXPECT_EQ(log.Take().back(), L"-1 32 M M: <- M() [32]");
 }
 
-TEST_F(Trace, WithoutTheLibraryOrAnExportEverythingGoesOn) {
-    const struct {
-        const wchar_t* library;
-        const char* missing;
-        bool standsIn;
-        Lines calls;
-    } kCases[] = {
-        {L"log.dll", nullptr, true, {}},
-        {nullptr, "LogWrite", true, {L"LogInit", L"LogDeinit", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogInit", false, {L"0 4 M M: 7", L"LogDeinit", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogDeinit", false, {L"LogInit", L"0 4 M M: 7", L"LogUninitDeskMetrics"}},
-        {nullptr, "LogUninitDeskMetrics", false, {L"LogInit", L"0 4 M M: 7", L"LogDeinit"}},
-    };
-    const LogCalls log;
-    for (const auto& c : kCases) {
-        g_imports.missingLibrary = c.library;
-        g_imports.missingExport = c.missing;
-        LogHolder holder;
-        EXPECT_NE(holder.Get(), nullptr);
-        EXPECT_TRUE(IsLive());
-        // The stand-in says so itself, whatever it is given.
-        const int32_t answer = holder.Get()->Write()(0, &kError, "M", L"M", L"7", {});
-        EXPECT_EQ(answer, c.standsIn ? E_NOINTERFACE : 0);
-        holder.Release();
-        g_imports = {};
-        EXPECT_EQ(log.Take(), c.calls) << (c.missing != nullptr ? c.missing : "no library");
-    }
+TEST_F(Trace, WithoutTheLibraryEverythingGoesOn) {
+    g_imports.missingLibrary = L"log.dll";
+    LogHolder holder;
+    ASSERT_NE(holder.Get(), nullptr);
+    EXPECT_TRUE(IsLive());
+    TRACE_LINE(kError, L"%d", 7);
 }
 
 }  // namespace

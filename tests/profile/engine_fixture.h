@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include "border/product_info.h"
 #include "frame/users_library.h"
 #include "profile/action_map.h"
 #include "profile/optimizer_profile.h"
 #include "settings/settings_manager.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/fake_product_info.h"
 #include "tests/support/temporary_folder.h"
 
 namespace test_support {
@@ -36,19 +36,6 @@ extern Machine* g_machine;
 /// number it is given.
 optimizer::ActionPointer RecordingFactory(const std::wstring& name, const std::string& parameters,
                                           IServMain* main);
-
-class FakeProductInfo final : public IProductInfo {
-public:
-    void* QueryInterface(const Identifier*) override { return this; }
-    uint32_t Init(IServMain*) override { return 0; }
-    void UnInit() override {}
-    uint32_t Start() override { return 0; }
-    uint32_t Stop() override { return 0; }
-    void Reserved5() override {}
-    const wchar_t* GetValue(int32_t, const wchar_t*) override { return folder.c_str(); }
-
-    std::wstring folder;
-};
 
 /// The engine on a real settings store in a folder of its own, with a queue that the test runs by hand.
 class EngineFixture : public testing::Test {

@@ -70,10 +70,6 @@ TEST_F(ProfileManagerTest, AModuleThatIsOffRemembersTheChoiceAndRunsItWhenItGoes
     EXPECT_EQ(TakeLog(), (Log{L"revert A", L"revert B", L"revert C", L"revert D"}));
     EXPECT_EQ(Active(), profile::Game) << "the field goes on naming the choice";
     EXPECT_FALSE(m_manager.GetModuleState());
-    EXPECT_EQ(m_manager.SetModuleState(1), 0U);
-    m_host.queue.RunAll();
-    EXPECT_EQ(Active(), profile::Game);
-    EXPECT_EQ(TakeLog().size(), 4U);
 }
 
 TEST_F(ProfileManagerTest, TheActiveProfileIsRefusedWithoutActionsOrEvents) {
@@ -115,24 +111,6 @@ TEST_F(ProfileManagerTest, ALogonRestoresWhatThatUserLeft) {
     EXPECT_EQ(Set(profile::Disabled), 0U);
     for (const auto& [name, value] : m_machine.values)
         EXPECT_EQ(value, 7) << static_cast<char>(name[0]);
-}
-
-TEST_F(ProfileManagerTest, WithoutItsPartsItAnswers31AndNothingFails) {
-    profile wanted = profile::Game;
-    std::wstring text;
-    EXPECT_EQ(m_manager.SetProfile(&wanted), uint32_t{ERROR_GEN_FAILURE});
-    EXPECT_EQ(m_manager.GetProfile(&wanted), uint32_t{ERROR_GEN_FAILURE});
-    EXPECT_EQ(m_manager.GetProfileConfig(&wanted, text), uint32_t{ERROR_GEN_FAILURE});
-    EXPECT_EQ(m_manager.Stop(), 0U);
-
-    m_host.manager.errors[L"optimizersettings"] = 5;
-    m_host.hasQueue = false;
-    ASSERT_EQ(m_manager.Start(), 0U);
-    EXPECT_EQ(m_manager.SetProfileConfig(&wanted, L"{}"), uint32_t{ERROR_GEN_FAILURE});
-    wanted = profile::Battery;
-    EXPECT_EQ(m_manager.SetProfile(&wanted), uint32_t{ERROR_INVALID_HANDLE}) << "no queue";
-    m_manager.Stop();
-    EXPECT_EQ(m_host.manager.references[L"optimizersettings"], 0);
 }
 
 }  // namespace

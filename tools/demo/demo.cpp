@@ -7,6 +7,7 @@
 
 #include <picojson.h>
 
+#include "frame/json.h"
 #include "frame/text.h"
 #include "host/terminal/terminal.h"
 #include "tools/rig/child_process.h"
@@ -89,18 +90,23 @@ void PrintServices(const std::wstring& title, const rig::ScratchServices& servic
 }
 
 void PrintRevertList(const rig::Installation& installation) {
+    PrintLine(L"  revert list on disk (system_restore_profile.json):");
+    picojson::value document;
+    std::string error;
     const std::string text = installation.SystemRevertList();
-    PrintLine(L"  revert list on disk:");
-    picojson::value list;
-    const std::string error = picojson::parse(list, text);
-    std::string line;
-    for (const char next : error.empty() ? list.serialize(true) : text) {
-        if (next != '\n') {
-            line += next;
-            continue;
+    const picojson::value* const list =
+        optimizer::json::Parse(text, document, error) ? optimizer::json::Find(document, "Disabled") : nullptr;
+    if (list == nullptr || !list->is<picojson::object>()) {
+        PrintLine(L"    " + Widen(text));
+        return;
+    }
+    if (list->get<picojson::object>().empty()) PrintLine(L"    nothing to return to");
+    for (const auto& [action, values] : list->get<picojson::object>()) {
+        PrintLine(L"    " + Widen(action));
+        if (!values.is<picojson::array>()) continue;
+        for (const picojson::value& value : values.get<picojson::array>()) {
+            PrintLine(L"      " + Widen(value.serialize()));
         }
-        PrintLine(L"    " + Widen(line));
-        line.clear();
     }
 }
 
