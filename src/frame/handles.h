@@ -49,32 +49,32 @@ private:
 
 struct KernelHandleTraits {  // events, threads, processes
     using Type = HANDLE;
-    static Type Invalid() { return nullptr; }
+    static Type Invalid() noexcept { return nullptr; }
     static void Close(Type handle) { CloseHandle(handle); }
 };
 struct FileHandleTraits {  // files and pipes
     using Type = HANDLE;
-    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static Type Invalid() noexcept { return INVALID_HANDLE_VALUE; }
     static void Close(Type handle) { CloseHandle(handle); }
 };
 struct RegistryKeyTraits {
     using Type = HKEY;
-    static Type Invalid() { return nullptr; }
+    static Type Invalid() noexcept { return nullptr; }
     static void Close(Type key) { RegCloseKey(key); }
 };
 struct ServiceHandleTraits {
     using Type = SC_HANDLE;
-    static Type Invalid() { return nullptr; }
+    static Type Invalid() noexcept { return nullptr; }
     static void Close(Type handle) { CloseServiceHandle(handle); }
 };
 struct LibraryTraits {
     using Type = HMODULE;
-    static Type Invalid() { return nullptr; }
+    static Type Invalid() noexcept { return nullptr; }
     static void Close(Type library) { FreeLibrary(library); }
 };
 struct LocalMemoryTraits {
     using Type = void*;
-    static Type Invalid() { return nullptr; }
+    static Type Invalid() noexcept { return nullptr; }
     static void Close(Type memory) { LocalFree(memory); }
 };
 

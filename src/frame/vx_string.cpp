@@ -86,7 +86,7 @@ String::~String() {
 StringControl* String::_CheckedControl() const {
     if (m_text == nullptr) return nullptr;
     const std::byte* const buffer = BufferOf(m_text);
-    const auto control = ReadField<StringControl*>(buffer, kControlOffset);
+    auto* const control = ReadField<StringControl*>(buffer, kControlOffset);
     if (control == nullptr) return nullptr;  // another library's buffer without a record: nothing to check
     if (ReadField<uint32_t>(buffer, 0) != kGuard ||
         ReadField<uint32_t>(buffer, kSecondGuardOffset) != kGuard ||

@@ -20,13 +20,15 @@ TEST(Json, NumbersBeyondTheirTypeAreNoNumbers) {
         {"1e300", std::nullopt, std::nullopt},
         {"\"7\"", std::nullopt, std::nullopt},
     };
+    picojson::value value;
+    std::string error;
     for (const auto& c : kCases) {
-        picojson::value value;
-        std::string error;
         ASSERT_TRUE(json::Parse(c.text, value, error)) << c.text << error;
         EXPECT_EQ(json::ToUint32(&value), c.asUnsigned) << c.text;
         EXPECT_EQ(json::ToInt32(&value), c.asSigned) << c.text;
     }
+    EXPECT_FALSE(json::Parse("{\"a\":1e999}", value, error));
+    EXPECT_FALSE(json::Parse("[-1e999]", value, error));
 }
 
 }  // namespace
