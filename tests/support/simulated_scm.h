@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -9,49 +9,57 @@
 
 #include <windows.h>
 
-namespace test_support {
+#include "frame/handles.h"
 
-struct NameLess {
-    bool operator()(const std::wstring& a, const std::wstring& b) const {
-        return _wcsicmp(a.c_str(), b.c_str()) < 0;
-    }
-};
+namespace test_support {
 
 struct SimulatedService {
     DWORD state = SERVICE_STOPPED;
     DWORD startType = SERVICE_DEMAND_START;
-    DWORD queryError = 0;    // of QueryServiceStatus
-    DWORD commandError = 0;  // of ControlService and StartServiceW
-    DWORD configError = 0;   // of QueryServiceConfigW with a null buffer; 0 stands for 122
-    DWORD changeError = 0;   // of ChangeServiceConfigW
-    bool slow = false;       // a command leads to the pending state only
+    bool slow = false;  // a command leads to the pending state only
 };
 
 /// A Service Control Manager in memory with a clock moved by hand. It takes the place of the service
 /// functions, of Sleep and of GetTickCount in the test program that is built with it. One at a time; set up
-/// before threads start.
+/// before threads start, looked at when they have ended.
 class SimulatedScm {
 public:
-    SimulatedScm();
-    ~SimulatedScm();
-    SimulatedScm(const SimulatedScm&) = delete;
-    SimulatedScm& operator=(const SimulatedScm&) = delete;
+    SimulatedScm() { s_current = this; }
+    ~SimulatedScm() { s_current = nullptr; }
 
-    DWORD State(const std::wstring& name);
-    /// What was asked for so far, but for queries, such as "open a 24", "start a", "control a 1", "startup a
-    /// 4". Numbers are hexadecimal.
-    std::vector<std::wstring> Calls();
-
-    std::map<std::wstring, SimulatedService, NameLess> services;
-    std::map<std::wstring, DWORD> openErrors;  // by name
-    DWORD managerError = 0;
-    DWORD tick = 1000000;
-    DWORD ticksPerQuery = 0;                // the clock moves on by this with each status query
-    std::function<void(DWORD ms)> onSleep;  // on the sleeping thread; the clock has moved on already
-    std::function<void(const std::wstring& name)> onQuery;  // before each status query
-    int openHandles = 0;
-    std::recursive_mutex lock;  // guards all of the above but the hooks, while threads run
+    std::map<std::wstring, SimulatedService> services;
+    /// What was asked for, but for queries: "open a 24" with the rights, "control a 1" (0 stands for a
+    /// start), "type a 4" with the start type. Numbers are hexadecimal.
     std::vector<std::wstring> calls;
+    /// By what fails: "manager", "query" or "control".
+    std::map<std::wstring, DWORD> errors;
+    DWORD ticksPerQuery = 0;  // the clock moves on by this with each status query
+    int openHandles = 0;
+    std::mutex lock;  // guards all of the above while threads run
+    std::atomic<DWORD> tick = 1000000;
+    std::function<void(DWORD ms)> onSleep;  // on the sleeping thread; the clock has moved on already
+    std::function<void()> onQuery;          // before each status query
+    static inline SimulatedScm* s_current = nullptr;
+};
+
+/// Holds a thread at a place until another thread, in an abort, polls for its end.
+class Hold {
+public:
+    void Reach() {
+        SetEvent(m_reached.Get());
+        WaitForSingleObject(m_polled.Get(), kPatienceMs);
+    }
+    /// Told of each sleep, holds a wait for a service. The thread library sleeps too, for other times.
+    void OnSleep(DWORD ms) {
+        if (ms == 1000) Reach();
+        if (ms == 10) SetEvent(m_polled.Get());
+    }
+    bool IsReached() { return WaitForSingleObject(m_reached.Get(), kPatienceMs) == WAIT_OBJECT_0; }
+
+private:
+    static constexpr DWORD kPatienceMs = 10000;
+    optimizer::KernelHandle m_reached{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    optimizer::KernelHandle m_polled{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 };
 
 }  // namespace test_support

@@ -1,154 +1,111 @@
-// What log.dll puts into its file: the form of a line, the limit of its size, and many writers at once.
-#include <map>
+// log.dll: the form of a line, the limit of the file's size, many writers at once, the settings, and that it
+// never gets in its caller's way.
+#include "log/log_exports.h"
+
 #include <regex>
+#include <stdexcept>
 #include <thread>
 
 #include <gmock/gmock.h>
 
-#include "tests/host/log/loaded_log.h"
+#include "frame/handles.h"
+#include "frame/module_path.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
-using testing::ElementsAre;
 using testing::EndsWith;
 
-TEST(LogLine, TellsWhenWhereAndHowBad) {
-    const LoadedLog log;
-    log.Get<decltype(LogInit)>("LogInit")();
-    log.Get<decltype(LogSetLevel)>("LogSetLevel")(16);
-    log.Write(4, L"failed with %d", 5);
-    log.Write(16, L"%s and %S", L"wide \x20AC", "narrow");
-    log.Write(17, L"one level too detailed");
-
-    const auto lines = LinesOf(log.DefaultFile());
-    ASSERT_EQ(lines.size(), 2u);
-    const std::string process = std::to_string(GetCurrentProcessId());
-    const std::string ids = '[' + process + ':' + std::to_string(GetCurrentThreadId()) + ']';
-    EXPECT_TRUE(
-        std::regex_match(lines[0].substr(0, 23), std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})")));
-    EXPECT_EQ(lines[0].substr(23), " " + ids + " error   C::F: failed with 5");
-    EXPECT_THAT(lines[1], EndsWith(" info    C::F: wide \xE2\x82\xAC and narrow"));
-}
-
-TEST(LogLine, NoTextCanPassForFurtherLinesOrDriveATerminal) {
-    const LoadedLog log;
-    log.Get<decltype(LogInit)>("LogInit")();
-    log.Write(4, L"%s",
-              L"a\r\n2024-01-01 forged\tb\x1b[2J\x2028"
-              L"c\x85"
-              L"d");
-    log.Write(4, L"%s", std::wstring(2001, L'x').c_str());
-    log.Write(4, L"%s", std::wstring(2000, L'y').c_str());
-
-    const auto lines = LinesOf(log.DefaultFile());
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_THAT(lines[0], EndsWith(R"(: a\r\n2024-01-01 forged\tb\x1b[2J\u2028c\x85d)"));
-    EXPECT_THAT(lines[1], EndsWith(": " + std::string(2000, 'x') + "..."));
-    EXPECT_THAT(lines[2], EndsWith(": " + std::string(2000, 'y')));
-}
-
-TEST(LogLine, IsIndentedByItsThreadsNesting) {
-    const LoadedLog log;
-    const auto setLevel = log.Get<decltype(LogSetLevel)>("LogSetLevel");
-    log.Get<decltype(LogInit)>("LogInit")();
-    setLevel(32);
-    log.Scope(1);
-    log.Scope(1);
-    log.Write(4, L"inside");
-    std::thread([&] { log.Write(4, L"elsewhere"); }).join();
-    log.Scope(-1);
-    log.Scope(-1);
-    log.Scope(-1);  // a leave line whose entry was never seen
-    log.Scope(1);
-    setLevel(8);
-    log.Scope(-1);  // not written, so the thread would stay indented if the change of level were missed
-    setLevel(32);
-    log.Write(4, L"outside");
-
-    std::vector<std::string> shown;
-    for (const std::string& line : LinesOf(log.DefaultFile())) {
-        const size_t word = line.find("] ");
-        shown.push_back(line.substr(word + 2 + 8));
+/// A copy of log.dll in a folder of its own, so that each test has a log without a past.
+class Log : public testing::Test {
+protected:
+    Log() {
+        const std::wstring copy = folder.File(L"log.dll");
+        CopyFileW((optimizer::GetModuleFolder() + L"log.dll").c_str(), copy.c_str(), TRUE);
+        library.Reset(LoadLibraryW(copy.c_str()));
     }
-    EXPECT_THAT(shown,
-                ElementsAre("C::F: scope", "  C::F: scope", "    C::F: inside", "C::F: elsewhere",
-                            "  C::F: scope", "C::F: scope", "C::F: scope", "C::F: scope", "C::F: outside"));
+    /// Calls a function by its name.
+    template <class... Arguments>
+    uint32_t Call(const char* name, Arguments... arguments) {
+        auto* const function = optimizer::GetExport<uint32_t(Arguments...)>(library.Get(), name);
+        if (function == nullptr) throw std::runtime_error(name);
+        return function(arguments...);
+    }
+    uint32_t Line(int32_t nesting, int32_t level, const wchar_t* format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        const uint32_t result = Call("LogWrite", nesting, &level, "C::F", L"C::F", format, arguments);
+        va_end(arguments);
+        return result;
+    }
+    /// The lines without time and ids. A last line without its line break doesn't count: it isn't whole.
+    std::vector<std::string> Lines(const wchar_t* suffix = L"") {
+        const std::string text = test_support::ReadFileText(file + suffix);
+        const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d+:\d+\] ([^\r\n]*)\r\n)");
+        return {std::sregex_token_iterator(text.begin(), text.end(), form, 1), {}};
+    }
+    size_t Size(const wchar_t* suffix = L"") { return test_support::ReadFileText(file + suffix).size(); }
+
+    test_support::TemporaryFolder folder;  // declared first: a loaded library's file can't be removed
+    const std::wstring file = folder.File(L"logs\\log_tests.log");
+    optimizer::Library library;
+};
+
+TEST_F(Log, ALineTellsHowBadAndNoTextCanPassForFurtherLinesOrDriveATerminal) {
+    Call("LogInit");
+    Call("LogSetLevel", 16);
+    Line(0, 4, L"failed with %d", 5);
+    Line(0, 16, L"%s and %S", L"wide \x20AC", "narrow");
+    Line(0, 17, L"one level too detailed");
+    Line(0, 8, L"%s", L"a\r\n2024 forged\tb\x1b[2J\x2028\x85");
+    Line(0, 4, L"%s", std::wstring(2001, L'x').c_str());
+    EXPECT_THAT(Lines(), testing::ElementsAre("error   C::F: failed with 5",
+                                              "info    C::F: wide \xE2\x82\xAC and narrow",
+                                              R"(warning C::F: a\r\n2024 forged\tb\x1b[2J\u2028\x85)",
+                                              "error   C::F: " + std::string(2000, 'x') + "..."));
 }
 
-TEST(LogFile, StaysWithinItsSizeAndKeepsTheNewestLines) {
-    const LoadedLog log;
-    log.Get<decltype(LogInit)>("LogInit")();
-    log.Get<decltype(LogSetMaxSize)>("LogSetMaxSize")(1000);
+TEST_F(Log, TheFileStaysWithinItsSizeAndKeepsTheNewestLines) {
+    Call("LogInit");
+    Call("LogSetMaxSize", uint64_t{1000});
     for (int i = 0; i < 50; ++i)
-        log.Write(4, L"number %02d", i);
-
-    auto lines = LinesOf(log.DefaultFile() + L".1");
-    const auto newest = LinesOf(log.DefaultFile());
+        Line(0, 4, L"number %02d", i);
+    auto lines = Lines(L".1");
     EXPECT_FALSE(lines.empty());
-    EXPECT_FALSE(newest.empty());
-    EXPECT_LE(test_support::ReadFileText(log.DefaultFile()).size(), 1000u);
-    EXPECT_LE(test_support::ReadFileText(log.DefaultFile() + L".1").size(), 1000u);
+    EXPECT_LE(Size(), 1000u);
+    EXPECT_LE(Size(L".1"), 1000u);
+    const auto newest = Lines();
     lines.insert(lines.end(), newest.begin(), newest.end());
-    for (size_t i = 0; i < lines.size(); ++i) {
+    for (size_t i = 0; i < lines.size(); ++i)
         EXPECT_THAT(lines[lines.size() - 1 - i], EndsWith(std::to_string(49 - i)));
-    }
-}
 
-TEST(LogFile, StaysWithinItsSizeWhenTheOldOneCannotBePutAside) {
-    const LoadedLog log;
-    log.Get<decltype(LogInit)>("LogInit")();
-    log.Get<decltype(LogSetMaxSize)>("LogSetMaxSize")(1000);
-    log.Write(4, L"first");
-    ASSERT_TRUE(CreateDirectoryW((log.DefaultFile() + L".1").c_str(), nullptr));
+    ASSERT_TRUE(DeleteFileW((file + L".1").c_str()));
+    ASSERT_TRUE(CreateDirectoryW((file + L".1").c_str(), nullptr));
     for (int i = 0; i < 50; ++i)
-        log.Write(4, L"number %02d", i);
-    EXPECT_LE(test_support::ReadFileText(log.DefaultFile()).size(), 1000u);
-    EXPECT_THAT(LinesOf(log.DefaultFile()).back(), EndsWith("number 49"));
+        Line(0, 4, L"number %02d", i);
+    EXPECT_LE(Size(), 1000u) << "also when the old file can't be put aside";
+    EXPECT_THAT(Lines().back(), EndsWith("number 49"));
 }
 
-TEST(LogFile, GoesOnInAnOldFileOrPutsItAside) {
-    const LoadedLog log;
-    const auto init = log.Get<decltype(LogInit)>("LogInit");
-    const auto deinit = log.Get<decltype(LogDeinit)>("LogDeinit");
-    const auto setMode = log.Get<decltype(LogSetMode)>("LogSetMode");
-    for (int run = 0; run < 2; ++run) {
-        init();
-        log.Write(4, L"run");
-        deinit();
-    }
-    EXPECT_EQ(LinesOf(log.DefaultFile()).size(), 2u);
-    EXPECT_EQ(setMode(2), uint32_t{ERROR_INVALID_PARAMETER});
-    setMode(1);
-    init();
-    log.Write(4, L"run");
-    EXPECT_EQ(LinesOf(log.DefaultFile()).size(), 1u);
-    EXPECT_EQ(LinesOf(log.DefaultFile() + L".1").size(), 2u);
-}
-
-TEST(LogFile, ManyWritersWriteWholeLinesInTheirOrder) {
-    constexpr int kThreads = 4;
+TEST_F(Log, ManyWritersWriteWholeLinesInTheirOrder) {
     constexpr int kLines = 400;
-    const LoadedLog log;
-    log.Get<decltype(LogInit)>("LogInit")();
+    Call("LogInit");
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < kLines; ++i)
-                log.Write(4, L"writer %d line %d.", t, i);
+                Line(0, 4, L"writer %d line %d.", t, i);
         });
     }
     for (std::thread& thread : threads)
         thread.join();
-
-    const std::regex form(R"(.* error   C::F: writer (\d) line (\d+)\.)");
-    std::map<int, int> next;
-    for (const std::string& line : LinesOf(log.DefaultFile())) {
-        std::smatch found;
-        ASSERT_TRUE(std::regex_match(line, found, form)) << line;
-        EXPECT_EQ(std::stoi(found[2]), next[std::stoi(found[1])]++);
+    int next[4] = {};
+    for (const std::string& line : Lines()) {
+        const int writer = line.at(21) - '0';
+        EXPECT_EQ(line.substr(21),
+                  std::to_string(writer) + " line " + std::to_string(next[writer & 3]++) + ".");
     }
-    for (int t = 0; t < kThreads; ++t)
-        EXPECT_EQ(next[t], kLines);
+    EXPECT_THAT(next, testing::Each(kLines));
 }
 
 }  // namespace
