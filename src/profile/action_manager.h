@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <functional>
-#include <functional>
 
 #include "frame/critical_section.h"
 #include "profile/action_map.h"

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kOpenAttempts = 10;
 constexpr DWORD kOpenRetryMs = 20;
-constexpr int64_t kLargestFile = 64 * 1024 * 1024;  // far above any settings file, far below harm
+constexpr int64_t kLargestFile = int64_t{64} * 1024 * 1024;  // far above any settings file, far below harm
 
 /// Opens a file. Scanners and backups hold files for a moment: a refusal for that is no reason to take the
 /// file for unreadable, since the values to return to may be in it.

@@ -44,7 +44,7 @@ private:
     };
     /// Where the user's own settings are kept.
     struct Config {
-        explicit Config(const std::wstring& f) : folder(f) {}
+        explicit Config(std::wstring f) : folder(std::move(f)) {}
         bool GetUserFile(std::wstring& path) const;
 
         std::wstring folder;

@@ -7,9 +7,7 @@ namespace frame_test {
 
 /// What this program's replaced imports answer.
 struct Imports {
-    const char* missingExport = nullptr;      // GetProcAddress doesn't find it
-    const wchar_t* missingLibrary = nullptr;  // LoadLibraryW doesn't find it
-    DWORD timeMs = 0;                         // timeGetTime
+    DWORD timeMs = 0;  // timeGetTime
 };
 extern Imports g_imports;
 

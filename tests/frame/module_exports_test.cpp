@@ -12,7 +12,7 @@
 #include "tests/support/fake_product_info.h"
 #include "tests/support/raw_slots.h"
 #include "tests/support/simulated_users.h"
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 namespace {
 
@@ -70,9 +70,9 @@ TEST_F(Module, ThePluginIsOneObjectUnderACount) {
 }
 
 TEST_F(Module, AHostDrivesItsComponentsByTheirSlots) {
-    const test_support::TemporaryFolder folder;
+    const rig::TemporaryFolder folder;
     std::filesystem::create_directory(folder.File(L"optimizer"));
-    test_support::WriteFileText(folder.File(L"optimizer\\profiles.json"), R"({"Disabled":{},"Game":{}})");
+    rig::WriteFileText(folder.File(L"optimizer\\profiles.json"), R"({"Disabled":{},"Game":{}})");
     test_support::SetSimulatedUser(L"HOME", L"ann");
     test_support::FakeHost host;
     test_support::FakeProductInfo product;

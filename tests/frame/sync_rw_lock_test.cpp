@@ -52,19 +52,5 @@ TEST(SyncRWLock, AfterAWriterOneWriterGoesThenAllReadersTogether) {
     lock.UnlockRead(4);
 }
 
-TEST(SyncRWLock, AWritersTurnEndsWhenBothDepthsAreZero) {
-    CSyncRWLock lock;
-    lock.LockWrite(1);
-    lock.LockWrite(1);
-    lock.LockRead(1);
-    lock.UnlockWrite(1);
-    lock.UnlockWrite(1);
-    Caller reader([&] { lock.LockRead(2); });
-    EXPECT_TRUE(reader.IsBlocked()) << "the writer still reads";
-    lock.UnlockRead(1);
-    ASSERT_TRUE(reader.Finishes());
-    lock.UnlockRead(2);
-}
-
 }  // namespace
 }  // namespace optimizer

@@ -13,7 +13,7 @@
 #include "settings/settings_manager.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_product_info.h"
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 namespace test_support {
 
@@ -45,14 +45,14 @@ protected:
     EngineFixture();
     ~EngineFixture() override;
 
-    void WriteProfiles(const std::string& text) const { WriteFileText(File(L"profiles.json"), text); }
+    void WriteProfiles(const std::string& text) const { rig::WriteFileText(File(L"profiles.json"), text); }
     std::wstring File(const std::wstring& name) const { return m_folder.File(L"optimizer\\" + name); }
-    std::string SystemFile() const { return ReadFileText(File(L"system_restore_profile.json")); }
-    std::string UserFile() const { return ReadFileText(File(L"DOM_ann_restore_profile.json")); }
+    std::string SystemFile() const { return rig::ReadFileText(File(L"system_restore_profile.json")); }
+    std::string UserFile() const { return rig::ReadFileText(File(L"DOM_ann_restore_profile.json")); }
     std::vector<std::wstring> TakeLog() { return std::exchange(m_machine.log, {}); }
 
     Machine m_machine;
-    TemporaryFolder m_folder;
+    rig::TemporaryFolder m_folder;
     FakeHost m_host;
     FakeProductInfo m_product;
     optimizer::CSettingsManager m_settings;

@@ -211,17 +211,5 @@ TEST_F(OptimizerProfileTest, TheUsersConfigDecidesWhatIsActive) {
     EXPECT_EQ(m_runner->SetProfileConfig(&game, L"{broken"), uint32_t{ERROR_GEN_FAILURE});
 }
 
-TEST_F(OptimizerProfileTest, ACancelledChangeSkipsTheRestAndKeepsWhatItDid) {
-    Make();
-    profile game = profile::Game;
-    ASSERT_EQ(m_runner->Start(&game), 0U);
-    CutShortAt(L"start B");
-    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B"}));
-    Run(profile::Work);
-    EXPECT_EQ(TakeLog(), (Log{L"update A", L"update B"}));
-    Run(profile::Disabled);
-    ExpectPutBack();
-}
-
 }  // namespace
 }  // namespace optimizer

@@ -9,7 +9,7 @@
 
 #include "frame/users_library.h"
 #include "tests/support/simulated_users.h"
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 namespace {
 
@@ -29,9 +29,9 @@ namespace optimizer {
 namespace {
 
 using profiles::profile;
-using test_support::ReadFileText;
+using rig::ReadFileText;
+using rig::WriteFileText;
 using test_support::SetSimulatedUser;
-using test_support::WriteFileText;
 
 constexpr const wchar_t* kUserRestore = L"HOME_ann_restore_profile.json";
 constexpr const wchar_t* kUserConfig = L"HOME_ann_config_profiles.json";
@@ -76,20 +76,9 @@ protected:
                m_store.SetSystemRevertActions(L"{}") + m_store.SetConfig(&kWork, L"{}");
     }
 
-    test_support::TemporaryFolder m_folder;
+    rig::TemporaryFolder m_folder;
     CProfilesSettings m_store{m_folder.Path()};
 };
-
-TEST_F(ProfilesSettings, UnknownNamesGiveDisabledAndUnknownProfilesAreNotStored) {
-    EXPECT_EQ(Active(), kDisabled);
-    Write(kUserRestore, R"({"active_profile":"game"})");
-    EXPECT_EQ(Active(), kDisabled) << "names are case sensitive";
-    Write(kUserRestore, R"({ "active_profile" : "Movie" })");
-    const auto none = static_cast<profile>(5);
-    m_store.SetActiveProfile(&none);
-    EXPECT_FALSE(m_store.SetConfig(&none, L"{}"));
-    EXPECT_EQ(Active(), profile::Movie);
-}
 
 TEST_F(ProfilesSettings, ABrokenFileGivesTheFallBacksAndKeepsItsBytes) {
     const std::pair<const char*, bool> kCases[] = {

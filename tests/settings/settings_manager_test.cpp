@@ -9,7 +9,7 @@
 #include "frame/module_path.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_product_info.h"
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 namespace optimizer {
 namespace {
@@ -23,7 +23,7 @@ protected:
     /// Whether the store reads the definitions in `folder`.
     bool UsesFolder(const std::filesystem::path& folder) {
         std::filesystem::create_directories(folder);
-        test_support::WriteFileText(folder.wstring() + L"profiles.json", R"({"Work":{"Found":{}}})");
+        rig::WriteFileText(folder.wstring() + L"profiles.json", R"({"Work":{"Found":{}}})");
         std::wstring actions;
         const profile work = profile::Work;
         m_manager.GetProfilesSettings()->GetSystemActions(&work, actions);
@@ -36,7 +36,7 @@ protected:
 };
 
 TEST_F(SettingsManager, TheFolderFollowsTheProductsConfiguration) {
-    const test_support::TemporaryFolder data;
+    const rig::TemporaryFolder data;
     const std::wstring bare = data.Path().substr(0, data.Path().size() - 1);
     const std::wstring own = GetModuleFolder();
     const std::wstring relative = L"data_" + std::to_wstring(GetCurrentProcessId());

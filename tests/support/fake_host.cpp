@@ -37,7 +37,6 @@ uint32_t FakeEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32
 uint32_t FakeEventQueue::_Add(const wchar_t* name, QueueHandle* out, EqWorkItem* item,
                               ISerialExecution* serial, uint32_t periodMs) {
     if (postError != 0) return postError;
-    names.emplace_back(name);
     auto added = std::make_unique<Item>();
     added->name = name;
     added->work = item;
@@ -107,13 +106,6 @@ size_t FakeEventQueue::RunAll() {
         ++ran;
     }
     return ran;
-}
-
-void FakeEventQueue::FireTimers() {
-    for (size_t i = 0; i < m_items.size(); ++i) {
-        Item& item = *m_items[i];
-        if (!item.IsDone() && item.periodMs != 0) item.work->Execute();
-    }
 }
 
 std::vector<std::wstring> FakeEventQueue::Pending() const {

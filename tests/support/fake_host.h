@@ -47,14 +47,11 @@ public:
 
     /// Runs the pending items in order, those posted meanwhile included; returns how many ran. Timers stay.
     size_t RunAll();
-    /// Runs each timer item once.
-    void FireTimers();
     /// Names of the items that have not run yet.
     std::vector<std::wstring> Pending() const;
 
     uint32_t postError = 0;           // what Post answers
     bool refuseSerial = false;        // CreateSerialExecution leaves its argument null
-    std::vector<std::wstring> names;  // of all items ever posted
     int openHandles = 0;
     int liveSerials = 0;
 
@@ -84,13 +81,12 @@ public:
 class FakeHost final : public IServMain {
 public:
     void* QueryInterface(const Identifier*) override { return nullptr; }
-    IComponentManager* GetComponentManager() override { return hasManager ? &manager : nullptr; }
+    IComponentManager* GetComponentManager() override { return &manager; }
     IPluginLoader* GetPluginLoader() override { return nullptr; }
     IEventQueue* GetEventQueue() override { return hasQueue ? &queue : nullptr; }
 
     FakeComponentManager manager;
     FakeEventQueue queue;
-    bool hasManager = true;
     bool hasQueue = true;
 };
 

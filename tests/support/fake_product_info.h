@@ -17,11 +17,10 @@ public:
     uint32_t Stop() override { return 0; }
     void Reserved5() override {}
     const wchar_t* GetValue(int32_t kind, const wchar_t* key) override {
-        return kind == 2 && std::wstring(key) == L"common" && hasFolder ? folder.c_str() : nullptr;
+        return kind == 2 && std::wstring(key) == L"common" ? folder.c_str() : nullptr;
     }
 
     std::wstring folder;
-    bool hasFolder = true;
 };
 
 }  // namespace test_support

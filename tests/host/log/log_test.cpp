@@ -10,7 +10,7 @@
 
 #include "frame/handles.h"
 #include "frame/module_path.h"
-#include "tests/support/temporary_folder.h"
+#include "tools/rig/temporary_folder.h"
 
 namespace {
 
@@ -40,13 +40,13 @@ protected:
     }
     /// The lines without time and ids. A last line without its line break doesn't count: it isn't whole.
     std::vector<std::string> Lines(const wchar_t* suffix = L"") {
-        const std::string text = test_support::ReadFileText(file + suffix);
+        const std::string text = rig::ReadFileText(file + suffix);
         const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d+:\d+\] ([^\r\n]*)\r\n)");
         return {std::sregex_token_iterator(text.begin(), text.end(), form, 1), {}};
     }
-    size_t Size(const wchar_t* suffix = L"") { return test_support::ReadFileText(file + suffix).size(); }
+    size_t Size(const wchar_t* suffix = L"") { return rig::ReadFileText(file + suffix).size(); }
 
-    test_support::TemporaryFolder folder;  // declared first: a loaded library's file can't be removed
+    rig::TemporaryFolder folder;  // declared first: a loaded library's file can't be removed
     const std::wstring file = folder.File(L"logs\\log_tests.log");
     optimizer::Library library;
 };

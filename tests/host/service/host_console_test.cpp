@@ -113,18 +113,4 @@ TEST(HostConsole, MissingAndBrokenPluginListsAreTold) {
     }
 }
 
-TEST(HostConsole, MissingProfilesAndUsageErrors) {
-    const Installation installation(kProfiles);
-    ASSERT_TRUE(DeleteFileW(installation.SettingsFile(L"profiles.json").c_str()));
-    const ConsoleRun missing(installation, {});
-    EXPECT_EQ(missing.exitCode, 1U);
-    EXPECT_TRUE(missing.Says("profiles.json are missing; install the file that came with the program."));
-
-    EXPECT_EQ(ConsoleRun(installation, {}, L"").exitCode, 2U);
-    EXPECT_EQ(ConsoleRun(installation, {}, L"fly").exitCode, 2U);
-    const ConsoleRun byHand(installation, {}, L"run");
-    EXPECT_EQ(byHand.exitCode, 1U);
-    EXPECT_TRUE(byHand.Says("Only the service manager starts this program with \"run\""));
-}
-
 }  // namespace

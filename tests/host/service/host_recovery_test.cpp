@@ -140,21 +140,6 @@ TEST_F(HostRecovery, KilledInForceItReturnsToGameAndDisabledBringsTheFirstValues
     ExpectPutBack();
 }
 
-TEST_F(HostRecovery, KilledTwiceInForceTheNoteStaysTheFirst) {
-    for (int run = 0; run < 2; ++run) {
-        auto host = StartConsole();
-        if (run == 0) EnterGame(*host);
-        host->Send("status");
-        ASSERT_TRUE(host->WaitForLine("status: profile Game"));
-        host->Kill();
-    }
-    auto host = StartConsole();
-    host->Send("profile Disabled");
-    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
-    EXPECT_EQ(host->Finish(), 0U);
-    ExpectPutBack();
-}
-
 TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
     auto host = StartConsole();
     host->Send("module on");

@@ -1,31 +1,23 @@
-// Who is who: the library's own code over Terminal Services that answer as a test wants, so that the
-// interactive user isn't the caller; and the finished library against what the system itself says.
-#include "vxusers/vxusers_exports.h"
-
+// Who is who: the library against what the system itself says.
 #include <cstring>
 #include <string>
 
 #include <windows.h>
 #include <shlobj.h>
-#include <wtsapi32.h>
 #include <gtest/gtest.h>
 
+#include "border/users_library.h"
 #include "frame/handles.h"
 
 namespace {
 
-/// What Terminal Services answer for the console session.
-struct Answers {
-    std::wstring name;
-    std::wstring domain;
-    DWORD nameError = 0;
-    DWORD domainError = 0;
-};
-Answers g_answers;
-
 template <class Function>
 Function* Export(const wchar_t* library, const char* name) {
     return optimizer::GetExport<Function>(LoadLibraryW(library), name);
+}
+
+uint32_t Call(const char* name, UserRecord* record) {
+    return Export<UserRecordFunction>(L"vxusers.dll", name)(record);
 }
 
 std::wstring CallersName() {
@@ -54,52 +46,19 @@ bool Impersonates() {
     return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Receive()) != FALSE;
 }
 
-}  // namespace
-
-extern "C" {
-
-// The platform's header doesn't import these four, so that defining them here takes the place of the
-// system's.
-
-BOOL WINAPI WTSQuerySessionInformationW(HANDLE, DWORD, WTS_INFO_CLASS what, LPWSTR* text, DWORD*) {
-    const DWORD error = what == WTSUserName ? g_answers.nameError : g_answers.domainError;
-    SetLastError(error);
-    *text = error == 0 ? _wcsdup((what == WTSUserName ? g_answers.name : g_answers.domain).c_str()) : nullptr;
-    return error == 0;
-}
-
-void WINAPI WTSFreeMemory(void* memory) {
-    free(memory);
-}
-
-BOOL WINAPI WTSQueryUserToken(ULONG, HANDLE*) {
-    SetLastError(ERROR_PRIVILEGE_NOT_HELD);
-    return FALSE;
-}
-
-HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
-    *path = nullptr;
-    return E_ACCESSDENIED;
-}
-
-}  // extern "C"
-
-namespace {
-
 TEST(VxUsers, ImpersonatesWhoIsLoggedOnAndNobodyElse) {
-    g_answers = {CallersName(), L"VM"};
     UserRecord current = Named(L"old", L"old");
-    UserRecord named = Named(CallersName(), L"vm");
+    UserRecord named = Named(CallersName());
     for (const auto& [function, record] :
-         {std::pair(&SrvImpersonateCurrentUser, &current), {&SrvImpersonateUser, &named}}) {
-        EXPECT_NE(function(record), 0u);
+         {std::pair("SrvImpersonateCurrentUser", &current), {"SrvImpersonateUser", &named}}) {
+        EXPECT_NE(Call(function, record), 0u);
         EXPECT_TRUE(Impersonates());
         EXPECT_EQ(std::wstring(record->name), CallersName());
-        EXPECT_NE(SrvRevertToSelf(), 0u);
+        EXPECT_NE(Export<RevertToSelfFunction>(L"vxusers.dll", "SrvRevertToSelf")(), 0u);
         EXPECT_FALSE(Impersonates());
     }
     for (UserRecord absent : {Named(L"no_such_user_here"), Named(CallersName(), L"no_such_domain")}) {
-        EXPECT_EQ(SrvImpersonateUser(&absent), 0u);
+        EXPECT_EQ(Call("SrvImpersonateUser", &absent), 0u);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_LOGGED_ON});
     }
     EXPECT_FALSE(Impersonates());
@@ -111,14 +70,14 @@ TEST(VxUsers, TheLibraryTellsTheUserThatTheSystemTells) {
                                    "SrvGetCurrentUserInfoAdvanced", "GetUserInfoBasic"}) {
         SCOPED_TRACE(name);
         UserRecord record = Named(CallersName());
-        ASSERT_NE(Export<UserRecordFunction>(L"vxusers.dll", name)(&record), 0u);
+        ASSERT_NE(Call(name, &record), 0u);
         EXPECT_EQ(std::wstring(record.name), CallersName());
         EXPECT_NE(record.domain[0], 0);
         EXPECT_EQ(std::wstring(record.appData), std::strstr(name, "Advanced") ? CallersAppData() : L"");
-        EXPECT_EQ(Export<UserRecordFunction>(L"vxusers.dll", name)(nullptr), 0u);
+        EXPECT_EQ(Call(name, nullptr), 0u);
     }
     UserRecord unknown = Named(L"no_such_user_here");
-    EXPECT_EQ(GetUserInfoBasic(&unknown), 0u);
+    EXPECT_EQ(Call("GetUserInfoBasic", &unknown), 0u);
 }
 
 }  // namespace
