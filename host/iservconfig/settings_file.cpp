@@ -8,7 +8,7 @@ namespace host {
 
 namespace {
 
-constexpr LONGLONG kLargestFile = 1024 * 1024;
+constexpr LONGLONG kLargestFile = LONGLONG{1024} * 1024;
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 DWORD ReadWhole(HANDLE file, std::string& text) {

@@ -62,7 +62,7 @@ std::string FormatLine(const LogLine& line) {
                t.wDay, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds, line.processId, line.threadId,
                WordOf(line.level));
     std::wstring whole = head;
-    whole.append(line.indent * 2, L' ');
+    whole.append(size_t{line.indent} * 2, L' ');
     AppendEscaped(whole, line.function);
     whole += L": ";
     AppendEscaped(whole, line.text);

@@ -9,7 +9,7 @@ struct LogSettings {
     bool enabled = true;
     int32_t level = 8;
     std::wstring path;  // absolute
-    uint64_t maxSizeBytes = 1024 * 1024;
+    uint64_t maxSizeBytes = uint64_t{1024} * 1024;
 };
 
 /// "settings\log.json" beside this code.

@@ -15,7 +15,7 @@ std::atomic<int64_t> CLogger::s_threshold = kNothing;
 
 CLogger& CLogger::Instance() {
     alignas(CLogger) static std::byte storage[sizeof(CLogger)];
-    static CLogger* const instance = new (storage) CLogger;
+    static auto* const instance = new (storage) CLogger;
     return *instance;
 }
 

@@ -20,7 +20,7 @@ public:
     /// The depth of a line of the calling thread: an entry line (1) stands above what follows it, a leave
     /// line
     /// (-1) at the depth of its entry.
-    uint32_t DepthOfLine(int32_t nesting, uint32_t generation) {
+    uint32_t DepthOfLine(int32_t nesting, uint32_t generation) const {
         if (m_slot == TLS_OUT_OF_INDEXES) return 0;
         const auto stored = reinterpret_cast<uint64_t>(TlsGetValue(m_slot));
         uint32_t depth = stored >> 32 == generation ? static_cast<uint32_t>(stored) : 0;

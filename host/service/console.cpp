@@ -73,7 +73,7 @@ std::wstring TakeWord(std::wstring& line) {
         return {};
     }
     const size_t end = line.find(L' ', start);
-    const std::wstring word = line.substr(start, end == std::wstring::npos ? end : end - start);
+    std::wstring word = line.substr(start, end == std::wstring::npos ? end : end - start);
     const size_t rest = end == std::wstring::npos ? end : line.find_first_not_of(L' ', end);
     line = rest == std::wstring::npos ? L"" : line.substr(rest);
     return word;

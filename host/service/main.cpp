@@ -1,4 +1,5 @@
 // The stand-alone host: a Windows service, and the same thing in a console.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -55,9 +56,9 @@ int Run(const std::vector<std::wstring>& arguments) {
     const auto* const run = app.add_subcommand("run", "for the service manager");
 
     std::vector<std::string> reversed;
-    for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
-        reversed.push_back(optimizer::Narrow(*argument));
-    }
+    for (const std::wstring& argument : arguments)
+        reversed.push_back(optimizer::Narrow(argument));
+    std::reverse(reversed.begin(), reversed.end());
     try {
         app.parse(reversed);
     } catch (const CLI::ParseError& error) {

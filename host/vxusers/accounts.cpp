@@ -103,7 +103,9 @@ uint32_t UserOf(PSID sid, UserName& user) {
         return GetLastError();
     }
     if (use != SidTypeUser) return ERROR_NO_SUCH_USER;
-    user = {name.c_str(), domain.c_str()};
+    name.resize(nameLength);  // both lengths come back without the NUL
+    domain.resize(domainLength);
+    user = {name, domain};
     return ERROR_SUCCESS;
 }
 

@@ -118,7 +118,6 @@ std::vector<std::wstring> FakeEventQueue::Pending() const {
 
 uint32_t FakeComponentManager::GetPlugin(const wchar_t* name, const Identifier* iid, void** out) {
     *out = nullptr;
-    if (const auto error = errors.find(name); error != errors.end()) return error->second;
     const auto found = plugins.find(name);
     if (found == plugins.end()) return ERROR_NOT_FOUND;
     *out = found->second->QueryInterface(iid);

@@ -74,7 +74,6 @@ public:
     void ReleasePlugin(const wchar_t* name) override;
 
     std::map<std::wstring, IVxBaseInterface*> plugins;
-    std::map<std::wstring, uint32_t> errors;  // a name here makes its request fail
     std::map<std::wstring, int> references;   // successful requests less releases
 };
 

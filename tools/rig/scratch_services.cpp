@@ -47,7 +47,7 @@ ServiceHandle ScratchServices::_Open(const std::wstring& name) const {
 }
 
 std::wstring ScratchServices::Add(const std::wstring& name, const ServiceState& wanted) {
-    const std::wstring full = name + L"_" + std::to_wstring(GetCurrentProcessId());
+    std::wstring full = name + L"_" + std::to_wstring(GetCurrentProcessId());
     const std::wstring command = L"\"" + optimizer::GetModuleFolder() + L"scratch_service.exe\" " + full;
     const ServiceHandle service(CreateServiceW(m_manager.Get(), full.c_str(), nullptr, SERVICE_ALL_ACCESS,
                                                SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
