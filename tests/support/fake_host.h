@@ -50,8 +50,8 @@ public:
     /// Names of the items that have not run yet.
     std::vector<std::wstring> Pending() const;
 
-    uint32_t postError = 0;           // what Post answers
-    bool refuseSerial = false;        // CreateSerialExecution leaves its argument null
+    uint32_t postError = 0;     // what Post answers
+    bool refuseSerial = false;  // CreateSerialExecution leaves its argument null
     int openHandles = 0;
     int liveSerials = 0;
 
@@ -74,7 +74,7 @@ public:
     void ReleasePlugin(const wchar_t* name) override;
 
     std::map<std::wstring, IVxBaseInterface*> plugins;
-    std::map<std::wstring, int> references;   // successful requests less releases
+    std::map<std::wstring, int> references;  // successful requests less releases
 };
 
 class FakeHost final : public IServMain {
