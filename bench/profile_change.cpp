@@ -82,7 +82,7 @@ optimizer::ActionPointer MakeIdleAction(const std::wstring& name, const std::str
 /// Tells the folder to work in as the product's data folder.
 class ProductInfo final : public IProductInfo {
 public:
-    explicit ProductInfo(const std::wstring& folder) : m_folder(folder) {}
+    explicit ProductInfo(std::wstring folder) : m_folder(std::move(folder)) {}
     void* QueryInterface(const Identifier*) override { return this; }
     uint32_t Init(IServMain*) override { return 0; }
     void UnInit() override {}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <picojson.h>
 
@@ -27,7 +28,7 @@ public:
         std::wstring config;
     };
 
-    explicit WrittenOutChange(const Files& files) : m_files(files) {}
+    explicit WrittenOutChange(Files files) : m_files(std::move(files)) {}
 
     /// "Game" notes the idle actions one by one, "Disabled" takes their notes out again.
     void Change(optimizer::profiles::profile wanted);
