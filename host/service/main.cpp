@@ -56,6 +56,7 @@ int Run(const std::vector<std::wstring>& arguments) {
     const auto* const run = app.add_subcommand("run", "for the service manager");
 
     std::vector<std::string> reversed;
+    reversed.reserve(arguments.size());
     for (const std::wstring& argument : arguments)
         reversed.push_back(optimizer::Narrow(argument));
     std::reverse(reversed.begin(), reversed.end());
