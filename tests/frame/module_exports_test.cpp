@@ -28,11 +28,6 @@ constexpr Identifier kBase = IVxBaseInterface::kIdentifier;
 /// Loads the real module anew, so that each test begins with no references.
 class Module : public testing::Test {
 protected:
-    Module() : m_library(LoadLibraryW(L"optimizeral.dll")) {
-        m_create = optimizer::GetExport<VxCreateObjectFunction>(m_library.Get(), "VxCreateObject");
-        m_destroy = optimizer::GetExport<VxDestroyObjectFunction>(m_library.Get(), "VxDestroyObject");
-        m_notify = optimizer::GetExport<uint32_t()>(m_library.Get(), "VxNotifyUninstall");
-    }
     ~Module() override {
         m_library.Reset();
         EXPECT_FALSE(PluginLives()) << "the module lets go of the log when it goes";
@@ -46,10 +41,12 @@ protected:
     /// The plugin holds the log from its construction to its end.
     static bool PluginLives() { return GetModuleHandleW(L"log.dll") != nullptr; }
 
-    Library m_library;
-    VxCreateObjectFunction* m_create = nullptr;
-    VxDestroyObjectFunction* m_destroy = nullptr;
-    uint32_t (*m_notify)() = nullptr;
+    Library m_library{LoadLibraryW(L"optimizeral.dll")};
+    VxCreateObjectFunction* m_create =
+        optimizer::GetExport<VxCreateObjectFunction>(m_library.Get(), "VxCreateObject");
+    VxDestroyObjectFunction* m_destroy =
+        optimizer::GetExport<VxDestroyObjectFunction>(m_library.Get(), "VxDestroyObject");
+    uint32_t (*m_notify)() = optimizer::GetExport<uint32_t()>(m_library.Get(), "VxNotifyUninstall");
 };
 
 TEST_F(Module, ThePluginIsOneObjectUnderACount) {
