@@ -10,17 +10,17 @@ namespace {
 
 class TestPlugin final : public IServPlugin {
 public:
-    explicit TestPlugin(const wchar_t* name) : m_name(name) { Tell(L"create"); }
-    ~TestPlugin() { Tell(L"destroy"); }
+    explicit TestPlugin(const wchar_t* name) : m_name(name) { _Tell(L"create"); }
+    ~TestPlugin() { _Tell(L"destroy"); }
 
     void* QueryInterface(const Identifier*) override { return this; }
-    uint32_t Init(IServMain*) override { return Tell(L"Init"); }
-    void UnInit() override { Tell(L"UnInit"); }
-    uint32_t Start() override { return Tell(L"Start"); }
-    uint32_t Stop() override { return Tell(L"Stop"); }
+    uint32_t Init(IServMain*) override { return _Tell(L"Init"); }
+    void UnInit() override { _Tell(L"UnInit"); }
+    uint32_t Start() override { return _Tell(L"Start"); }
+    uint32_t Stop() override { return _Tell(L"Stop"); }
 
 private:
-    uint32_t Tell(const wchar_t* step) {
+    uint32_t _Tell(const wchar_t* step) {
         const auto tell =
             optimizer::GetExport<uint32_t(const std::wstring&)>(GetModuleHandleW(nullptr), "OnPluginStep");
         return tell(m_name + L"." + step);

@@ -91,10 +91,11 @@ protected:
     }
 
     test_support::SimulatedPower m_power;
-    const std::vector<std::wstring> m_powerValues = {m_power.ValueName(kSleep, kHibernateEnabled, true),
-                                                     m_power.ValueName(kSleep, kHibernateTimeout, true),
-                                                     m_power.ValueName(kSleep, kHibernateEnabled, false),
-                                                     m_power.ValueName(kSleep, kHibernateTimeout, false)};
+    const std::vector<std::wstring> m_powerValues = {
+        test_support::SimulatedPower::ValueName(kSleep, kHibernateEnabled, true),
+        test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, true),
+        test_support::SimulatedPower::ValueName(kSleep, kHibernateEnabled, false),
+        test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, false)};
     ScratchServices m_services;
     std::vector<ServiceState> m_before;
     std::vector<uint32_t> m_powerBefore;
