@@ -99,7 +99,8 @@ void FakeEventQueue::DestroySerialExecution(ISerialExecution* serial) {
 
 size_t FakeEventQueue::RunAll() {
     size_t ran = 0;
-    for (size_t i = 0; i < m_items.size(); ++i) {  // by index: running items may post others
+    // By index, since running items may post others. NOLINTNEXTLINE(modernize-loop-convert)
+    for (size_t i = 0; i < m_items.size(); ++i) {
         Item& item = *m_items[i];
         if (item.running || item.IsDone() || item.periodMs != 0) continue;
         _Run(item);
