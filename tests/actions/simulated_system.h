@@ -1,14 +1,8 @@
 #pragma once
 
-#include <string>
-
 namespace test_support {
 
-/// What the system looks like to this test program, by default as it is.
-struct SimulatedSystem {
-    bool isOlderThanVista = false;
-    std::string missingExport;  // a name that no library exports
-};
-extern SimulatedSystem g_system;
+/// Set by a test, and cleared by it: the system calls itself older than Windows Vista.
+inline bool g_isOlderThanVista = false;
 
 }  // namespace test_support
