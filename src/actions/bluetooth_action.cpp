@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "actions/action_support.h"
@@ -138,8 +139,8 @@ bool ChangeDevice(const DeviceSet& set, SP_DEVINFO_DATA& device, bool enable) {
 
 }  // namespace
 
-CBluetoothAction::CBluetoothAction(const BluetoothParams& parameters)
-    : m_parameters(parameters), m_idle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
+CBluetoothAction::CBluetoothAction(BluetoothParams parameters)
+    : m_parameters(std::move(parameters)), m_idle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
 
 uint32_t CBluetoothAction::Start() {
     TRACE_SCOPE("CBluetoothAction::Start");

@@ -13,7 +13,7 @@ namespace optimizer {
 /// device in hand.
 class CBluetoothAction final : public IOptimizerAction {
 public:
-    explicit CBluetoothAction(const BluetoothParams& parameters);
+    explicit CBluetoothAction(BluetoothParams parameters);
 
     /// 0, also when a device refused; 183 (ERROR_ALREADY_EXISTS) while an operation runs; 1223
     /// (ERROR_CANCELLED); or an error of the setup API.

@@ -1,5 +1,7 @@
 #include "actions/postpone_windows_update.h"
 
+#include <utility>
+
 #include "actions/action_support.h"
 #include "actions/automatic_updates.h"
 #include "frame/trace.h"
@@ -17,8 +19,8 @@ uint32_t ToResult(HRESULT result) {
 
 }  // namespace
 
-CPostponeWindowsUpdate::CPostponeWindowsUpdate(const PostponeAutomaticUpdateParams& parameters)
-    : m_comResult(CoInitialize(nullptr)), m_parameters(parameters) {}
+CPostponeWindowsUpdate::CPostponeWindowsUpdate(PostponeAutomaticUpdateParams parameters)
+    : m_comResult(CoInitialize(nullptr)), m_parameters(std::move(parameters)) {}
 
 CPostponeWindowsUpdate::~CPostponeWindowsUpdate() {
     _Disconnect();

@@ -15,7 +15,7 @@ namespace optimizer {
 /// the thread that makes the action. One thread at a time.
 class CPostponeWindowsUpdate final : public IOptimizerAction {
 public:
-    explicit CPostponeWindowsUpdate(const PostponeAutomaticUpdateParams& parameters);
+    explicit CPostponeWindowsUpdate(PostponeAutomaticUpdateParams parameters);
     ~CPostponeWindowsUpdate() override;
 
     /// 0 or 31 (ERROR_GEN_FAILURE).

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "actions/action_support.h"
 #include "frame/trace.h"
@@ -95,8 +96,8 @@ uint32_t ToResult(bool succeeded) {
 
 }  // namespace
 
-CPowerPlan::CPowerPlan(const PowerPlanParams& parameters)
-    : m_parameters(parameters),
+CPowerPlan::CPowerPlan(PowerPlanParams parameters)
+    : m_parameters(std::move(parameters)),
       m_legacy(!IsWindows6OrLater(kVistaMinor)),
       m_bound(m_legacy || m_functions.Bind()) {}
 

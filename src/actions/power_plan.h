@@ -12,7 +12,7 @@ namespace optimizer {
 /// (ERROR_GEN_FAILURE) and traces nothing of its own.
 class CPowerPlan final : public IOptimizerAction {
 public:
-    explicit CPowerPlan(const PowerPlanParams& parameters);
+    explicit CPowerPlan(PowerPlanParams parameters);
     ~CPowerPlan() override;
 
     uint32_t Start() override;

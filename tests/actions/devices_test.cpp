@@ -43,7 +43,7 @@ struct Machine {
     int openSets = 0;
 } g_machine;
 
-thread_local bool t_isStopper = false;
+thread_local bool g_isStopper = false;
 HANDLE g_stopperWaits = nullptr;
 
 const Drive* DriveOf(const std::wstring& path) {
@@ -56,7 +56,7 @@ const Drive* DriveOf(const std::wstring& path) {
 
 extern "C" {
 decltype(&WaitForSingleObject) __imp_WaitForSingleObject = [](HANDLE handle, DWORD ms) {
-    if (t_isStopper && ms == INFINITE) SetEvent(g_stopperWaits);
+    if (g_isStopper && ms == INFINITE) SetEvent(g_stopperWaits);
     return WaitForSingleObjectEx(handle, ms, FALSE);
 };
 decltype(&SetupDiGetClassDevsW) __imp_SetupDiGetClassDevsW = [](const GUID* guid, PCWSTR, HWND, DWORD flags) {
@@ -203,7 +203,7 @@ TEST_F(Devices, ARefusalStopsNothingAndACancelTakesEffectAfterTheAdapterInHand) 
         EXPECT_EQ(action.Start(), 183u) << "one at a time";
         if (index != 1) return;
         stopper = std::thread([&] {
-            t_isStopper = true;
+            g_isStopper = true;
             EXPECT_EQ(action.Stop(), 0u);
         });
         EXPECT_EQ(WaitForSingleObjectEx(g_stopperWaits, 10000, FALSE), DWORD{WAIT_OBJECT_0});
