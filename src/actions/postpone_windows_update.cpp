@@ -111,7 +111,7 @@ uint32_t CPostponeWindowsUpdate::_Apply() {
 bool CPostponeWindowsUpdate::_GetSettings(const wchar_t* purpose,
                                           ComPointer<IAutomaticUpdatesSettings>& settings) {
     TRACE_SCOPE("CPostponeWindowsUpdate::_GetSettings");
-    if (m_automaticUpdates.Get()->get_Settings(settings.Receive()) != S_OK) return false;
+    if (FAILED(m_automaticUpdates.Get()->get_Settings(settings.Receive()))) return false;
     if (settings) return true;
     TRACE_LINE(trace::kError, L"%s - IAutomaticUpdatesSettings pointer is null!", purpose);
     return false;
