@@ -1,6 +1,10 @@
 #include "profile/action_factory.h"
 
+#include "actions/bluetooth_action.h"
 #include "actions/hibernate_action.h"
+#include "actions/postpone_windows_update.h"
+#include "actions/power_plan.h"
+#include "actions/usb_devices.h"
 #include "actions/windows_services_action.h"
 #include "frame/json.h"
 #include "frame/trace.h"
@@ -31,6 +35,19 @@ constexpr Row kActions[] = {
     {L"WindowsServices",
      [](const picojson::value& json, IServMain* main) {
          return ActionPointer(new CWindowsServicesAction(Read<WindowsServicesParams>(json), main));
+     }},
+    {L"PostponeWindowsUpdate",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CPostponeWindowsUpdate(Read<PostponeAutomaticUpdateParams>(json)));
+     }},
+    {L"PowerPlanAction",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CPowerPlan(Read<PowerPlanParams>(json)));
+     }},
+    {L"UsbDevices", [](const picojson::value&, IServMain*) { return ActionPointer(new CUsbDevices()); }},
+    {L"Bluetooth",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CBluetoothAction(Read<BluetoothParams>(json)));
      }},
     {kHibernateOnBattery,
      [](const picojson::value& json, IServMain*) {
