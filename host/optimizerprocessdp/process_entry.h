@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "border/optimizer_process_provider.h"
 #include "frame/vx_list.h"
@@ -10,7 +11,8 @@ namespace host {
 /// One application of a list that is handed to observers.
 class CProcessEntry final : public IOptimizerProcessEntry {
 public:
-    CProcessEntry(const std::wstring& name, const std::wstring& product) : m_name(name), m_product(product) {}
+    CProcessEntry(std::wstring name, std::wstring product)
+        : m_name(std::move(name)), m_product(std::move(product)) {}
 
     void Reserved0() override {}
     void Reserved1() override {}

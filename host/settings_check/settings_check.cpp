@@ -15,6 +15,7 @@
 #include "frame/module_path.h"
 #include "frame/settings_folder.h"
 #include "frame/text.h"
+#include "optimizerprocessdp/application_file.h"
 
 namespace host {
 
@@ -96,6 +97,14 @@ void CheckProfiles(const std::wstring& folder, std::vector<SettingsFinding>& fin
     }
 }
 
+void CheckApplications(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
+    ApplicationLists lists;
+    std::wstring failure;
+    const SettingsFileState state = ReadApplications(folder + kApplicationsFile, lists, failure);
+    if (state == SettingsFileState::Ok || state == SettingsFileState::Absent) return;
+    Add(findings, false, failure + L"; no profile has applications until you correct the file.");
+}
+
 void CheckStateFiles(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
@@ -139,6 +148,7 @@ std::vector<SettingsFinding> CheckSettings(const std::wstring& folder) {
     std::vector<SettingsFinding> findings;
     CheckProfiles(folder, findings);
     if (std::filesystem::is_directory(folder)) {
+        CheckApplications(folder, findings);
         CheckStateFiles(folder, findings);
         CheckWritable(folder, findings);
     }

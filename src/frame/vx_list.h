@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "border/list.h"
 #include "frame/deleting_destructor.h"
@@ -16,7 +17,7 @@ struct ListLink {
 
 template <class T>
 struct ListEntry : ListLink {
-    explicit ListEntry(const T& v) : value(v) {}
+    explicit ListEntry(T v) : value(std::move(v)) {}
     T value;
 };
 

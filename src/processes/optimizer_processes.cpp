@@ -73,20 +73,32 @@ void COptimizerProcesses::SetCurrentProfile(const profile* next) {
 }
 
 bool COptimizerProcesses::GetStatus(const std::wstring& name, const std::wstring& product) {
-    TRACE_SCOPE("COptimizerProcesses::GetStatus");
     CriticalSectionGuard guard(m_lock);
+    // Most questions have an answer already: with nobody to read a trace, they don't pay for one.
+    const bool* const known = trace::IsLive() ? nullptr : _FindKnown(name, product);
+    return known != nullptr ? *known : _GetStatus(name, product);
+}
+
+/// Null for an application that wasn't asked for yet. There are no answers while the profile has no list.
+const bool* COptimizerProcesses::_FindKnown(const std::wstring& name, const std::wstring& product) const {
+    const auto known = m_cache.find(std::pair<const std::wstring&, const std::wstring&>(name, product));
+    return known != m_cache.end() ? &known->second : nullptr;
+}
+
+bool COptimizerProcesses::_GetStatus(const std::wstring& name, const std::wstring& product) {
+    TRACE_SCOPE("COptimizerProcesses::GetStatus");
     TRACE_LINE(trace::kInformation, L"%s %s", name.c_str(), product.c_str());
     if (m_profile == profile::Disabled || m_profile == profile::Battery) {
         TRACE_LINE(trace::kInformation, L"invalid profile %d", m_profile);
         return false;
     }
-    const auto known = m_cache.find(std::pair<const std::wstring&, const std::wstring&>(name, product));
-    if (known == m_cache.end()) return _Ask(name, product);
-    TRACE_LINE(trace::kInformation, L"cached result=%s", TrueFalse(known->second));
-    return known->second;
+    const bool* const known = _FindKnown(name, product);
+    if (known == nullptr) return _Ask(name, product);
+    TRACE_LINE(trace::kInformation, L"cached result=%s", TrueFalse(*known));
+    return *known;
 }
 
-/// Under the lock, so that the answer is kept for the list that it was given for.
+/// Still under the lock, so that the answer is kept for the list that it was given for.
 bool COptimizerProcesses::_Ask(const std::wstring& name, const std::wstring& product) {
     TRACE_SCOPE("COptimizerProcesses::GetStatus");
     if (m_provider == nullptr) return false;

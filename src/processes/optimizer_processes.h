@@ -50,15 +50,17 @@ public:
                             OptimizerProcessList* removed) override;
 
 private:
+    // Under the lock.
+    const bool* _FindKnown(const std::wstring& name, const std::wstring& product) const;
+    bool _GetStatus(const std::wstring& name, const std::wstring& product);
     bool _Ask(const std::wstring& name, const std::wstring& product);
     void _Store(profile which, OptimizerProcessList* entries, bool included);
     void _Tell();
 
     IServMain* const m_main;
     IOptimizerProcessesObserver* const m_observer;
+    IOptimizerProcessDP* m_provider = nullptr;  // guarded by m_lock, as is all that follows
     CCriticalSection m_lock;
-    // All below is guarded by m_lock.
-    IOptimizerProcessDP* m_provider = nullptr;
     profile m_profile = profile::Disabled;
     ProcessListKind m_list = ProcessListKind::Work;
     std::map<SnapshotKey, bool, SnapshotKeyLess> m_cache;

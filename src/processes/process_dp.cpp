@@ -87,6 +87,7 @@ void CProcessDP::_OnProcessNotify(const _PROCESS_NOTIF* record) {
         item->Dispose();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a work item's argument comes by value
 void CProcessDP::ProcessNotifyWorkItem(ProcessNotification record) {
     TRACE_SCOPE("CProcessDP::ProcessNotifyWorkItem");
     if (m_observer != nullptr) m_observer->OnProcessNotify(record.get());

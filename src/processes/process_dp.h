@@ -35,10 +35,11 @@ public:
 
     /// For the provider. Always 0.
     static uint32_t OnProcessNotify(const _PROCESS_NOTIF* record, void* context);
+    /// On the serial execution.
+    void ProcessNotifyWorkItem(ProcessNotification record);
 
 private:
     void _OnProcessNotify(const _PROCESS_NOTIF* record);
-    void ProcessNotifyWorkItem(ProcessNotification record);
 
     IServMain* m_main;
     IProcessDPObserver* m_observer;

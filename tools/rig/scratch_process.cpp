@@ -1,5 +1,5 @@
-// An application with a product name that does nothing: for each line of its input it says what priority class
-// the system reports for it. It ends with its input.
+// An application with a product name that does nothing: for each line of its input it says what priority
+// class the system reports for it. It ends with its input.
 #include <iostream>
 #include <string>
 

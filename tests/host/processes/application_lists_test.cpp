@@ -48,7 +48,7 @@ TEST(ApplicationLists, DamagedFilesAreToldAndGoodOnesComeBackAsTheyWere) {
     EXPECT_FALSE(WriteApplications(folder.File(L"none\\a.json"), lists, failure));
 }
 
-/// Collects events as one text: "+2game.exe/product", "-…" and "*2" for a changed list.
+/// Collects events as one text: "+2game.exe/product", the same with "-", and "*2" for a changed list.
 struct Observer final : IOptimizerProcessDPEvents, IOptimizerProcessDPDetailsEvents {
     void OnProcessesListChanged(const ProcessEventKind* kind, const profile* which) override {
         EXPECT_EQ(*kind, ProcessEventKind::List);

@@ -41,8 +41,8 @@ protected:
         return m_host->WaitForLine("event: process optimized " + application);
     }
     static std::unique_ptr<ChildProcess> StartApplication() {
-        auto application = std::make_unique<ChildProcess>(L"\"" + optimizer::GetModuleFolder() +
-                                                          L"scratch_process.exe\"");
+        auto application =
+            std::make_unique<ChildProcess>(L"\"" + optimizer::GetModuleFolder() + L"scratch_process.exe\"");
         EXPECT_TRUE(application->WaitForLine("ready"));
         return application;
     }
