@@ -3,13 +3,12 @@
 
 #include <thread>
 
+#include "host/optimizerprocessdp/process_entry.h"
 #include "tests/processes/process_fixture.h"
 #include "tools/rig/scratch_services.h"
 
 namespace optimizer {
 namespace {
-
-using test_support::FakeEntry;
 
 class ProcessesAction : public test_support::ProcessFixture {
 protected:
@@ -21,8 +20,8 @@ protected:
         return action;
     }
     void TellEntries(bool added, profile which, const wchar_t* name) const {
-        vx::List<FakeEntry, IOptimizerProcessEntry> list;
-        list.PushBack(FakeEntry(name, L""));
+        host::ProcessEntryList list;
+        list.PushBack(host::CProcessEntry(name, L""));
         constexpr auto kKind = ProcessEventKind::Entries;
         if (added) {
             m_lists.details->OnProcessesAdded(&kKind, &which, &list);

@@ -33,10 +33,8 @@ HANDLE WINAPI Open(DWORD access, BOOL, DWORD pid) {
 }
 
 BOOL WINAPI SetPriority(HANDLE process, DWORD priority) {
-    const uint32_t pid = g_machine->handles.at(process);
     const char* const kind = priority == ABOVE_NORMAL_PRIORITY_CLASS ? "+ " : "- ";
-    g_machine->sets += std::to_string(pid) + kind;
-    g_machine->priorities[pid] = priority;
+    g_machine->sets += std::to_string(g_machine->handles.at(process)) + kind;
     return TRUE;
 }
 

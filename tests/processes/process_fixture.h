@@ -10,10 +10,10 @@
 
 #include "border/optimizer_process_provider.h"
 #include "border/process_provider.h"
-#include "frame/vx_list.h"
 #include "frame/vx_string.h"
 #include "processes/optimized_process_notifier.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/fake_plugin.h"
 #include "tests/support/simulated_log.h"
 
 namespace test_support {
@@ -21,23 +21,10 @@ namespace test_support {
 /// The processes of a machine, by process id. Takes the place of the system's functions in this program.
 struct Machine {
     std::map<uint32_t, std::wstring> names;
-    std::map<uint32_t, uint32_t> priorities;
     std::map<void*, uint32_t> handles;
     std::string sets;  // what was set, such as "7+ 7- " for pid 7 raised and put back
 };
 extern Machine* g_machine;
-
-template <class Interface>
-class FakePlugin : public Interface {
-public:
-    void* QueryInterface(const Identifier* iid) override {
-        return *iid == Interface::kIdentifier ? static_cast<Interface*>(this) : nullptr;
-    }
-    uint32_t Init(IServMain*) override { return 0; }
-    void UnInit() override {}
-    uint32_t Start() override { return 0; }
-    uint32_t Stop() override { return 0; }
-};
 
 struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     bool RegisterProcessNotifyCallback(ProcessNotifyFunction* f, void* c, uint64_t) override {
@@ -57,21 +44,6 @@ struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     ProcessNotifyFunction* function = nullptr;
     void* context = nullptr;
     bool refuses = false;
-};
-
-struct FakeEntry final : IOptimizerProcessEntry {
-    FakeEntry(const wchar_t* n, const wchar_t* p) : name(n), product(p) {}
-    void Reserved0() override {}
-    void Reserved1() override {}
-    void Reserved2() override {}
-    void Reserved3() override {}
-    void Reserved4() override {}
-    const wchar_t* GetApplicationName() const override { return name; }
-    void Reserved6() override {}
-    const wchar_t* GetProductName() const override { return product; }
-
-    const wchar_t* name;
-    const wchar_t* product;
 };
 
 /// Knows which names each list includes, and how often it was asked.

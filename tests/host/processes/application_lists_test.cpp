@@ -5,14 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "frame/json.h"
-#include "frame/text.h"
 #include "frame/vx_string.h"
 #include "optimizerprocessdp/application_file.h"
 #include "optimizerprocessdp/optimizer_process_provider.h"
+#include "tests/host/processes/told.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_product_info.h"
 #include "tests/support/simulated_log.h"
-#include "tools/rig/scratch_services.h"
 #include "tools/rig/temporary_folder.h"
 
 namespace host {
@@ -49,41 +48,29 @@ TEST(ApplicationLists, DamagedFilesAreToldAndGoodOnesComeBackAsTheyWere) {
 }
 
 /// Collects events as one text: "+2game.exe/product", the same with "-", and "*2" for a changed list.
-struct Observer final : IOptimizerProcessDPEvents, IOptimizerProcessDPDetailsEvents {
+struct Observer final : IOptimizerProcessDPEvents, IOptimizerProcessDPDetailsEvents, Told {
     void OnProcessesListChanged(const ProcessEventKind* kind, const profile* which) override {
         EXPECT_EQ(*kind, ProcessEventKind::List);
-        Add(L"*", *which, nullptr);
+        Tell(L"*", *which, nullptr);
     }
     void OnProcessesAdded(const ProcessEventKind* kind, const profile* which,
                           OptimizerProcessList* all) override {
         EXPECT_EQ(*kind, ProcessEventKind::Entries);
-        Add(L"+", *which, all);
+        Tell(L"+", *which, all);
     }
     void OnProcessesRemoved(const ProcessEventKind*, const profile* which,
                             OptimizerProcessList* all) override {
-        Add(L"-", *which, all);
+        Tell(L"-", *which, all);
     }
-    void Add(const wchar_t* sign, profile which, OptimizerProcessList* all) {
-        const optimizer::CriticalSectionGuard guard(lock);
-        told += sign + std::to_wstring(static_cast<uint32_t>(which));
+    void Tell(const wchar_t* sign, profile which, OptimizerProcessList* all) {
+        std::wstring event = sign + std::to_wstring(static_cast<uint32_t>(which));
         ProcessEntryEnum* const walk = all != nullptr ? all->CreateConstEnum() : nullptr;
         for (; walk != nullptr && walk->HasCurrent(); walk->MoveNext())
-            told += std::wstring(walk->Current()->GetApplicationName()) + L"/" +
-                    walk->Current()->GetProductName();
+            event += std::wstring(walk->Current()->GetApplicationName()) + L"/" +
+                     walk->Current()->GetProductName();
         if (walk != nullptr) walk->Release();
+        Add(event);
     }
-    bool Hears(const std::wstring& expected) {
-        const bool heard = rig::WaitUntil([&] {
-            const optimizer::CriticalSectionGuard guard(lock);
-            return told == expected;
-        });
-        if (!heard) ADD_FAILURE() << optimizer::Narrow(told);
-        told.clear();
-        return heard;
-    }
-
-    optimizer::CCriticalSection lock;
-    std::wstring told;  // guarded by lock
 };
 
 class OptimizerProcessProvider : public testing::Test {

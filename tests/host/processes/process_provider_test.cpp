@@ -1,49 +1,40 @@
 // Real processes that come and go, as "processdp" tells of them.
 #include "plugins/process_provider.h"
 
+#include <atomic>
+
 #include <gtest/gtest.h>
 
 #include "frame/module_path.h"
+#include "frame/text.h"
+#include "tests/host/processes/told.h"
 #include "tools/rig/child_process.h"
-#include "tools/rig/scratch_services.h"
 
 namespace host {
 namespace {
 
-using Guard = optimizer::CriticalSectionGuard;
-
 /// What one registration was told of the scratch program, in order.
-struct Listener {
+struct Listener : Told {
     static uint32_t Hear(const _PROCESS_NOTIF* record, void* context) {
         auto& self = *static_cast<Listener*>(context);
-        const std::wstring path = record->name != nullptr ? record->name : L"";
-        if (_wcsicmp(path.c_str(), self.path.c_str()) != 0) return 0;
-        const Guard guard(self.lock);
-        self.told +=
-            ((record->flags & _PROCESS_NOTIF::kEnded) != 0 ? "-" : "+") + std::to_string(record->pid) + " ";
+        const bool isScratch = record->name != nullptr && _wcsicmp(record->name, self.path.c_str()) == 0;
+        if (!isScratch) return 0;
         self.parentPid = record->parentPid;
+        self.Add((record->flags == _PROCESS_NOTIF::kEnded ? L"-" : L"+") + std::to_wstring(record->pid));
         return 0;
-    }
-    bool Hears(const std::string& expected) {
-        return rig::WaitUntil([&] {
-            const Guard guard(lock);
-            return told == expected;
-        });
     }
 
     const std::wstring path = optimizer::GetModuleFolder() + L"scratch_process.exe";
-    optimizer::CCriticalSection lock;
-    std::string told;        // guarded by lock
-    uint32_t parentPid = 0;  // guarded by lock
+    std::atomic<uint32_t> parentPid = 0;
 };
 
 struct Scratch {
     Scratch() {
         EXPECT_TRUE(process.WaitForLine("ready "));
-        pid = process.Lines().back().substr(6);
+        pid = optimizer::Widen(process.Lines().back().substr(6));
     }
     rig::ChildProcess process{L"\"" + optimizer::GetModuleFolder() + L"scratch_process.exe\""};
-    std::string pid;
+    std::wstring pid;
 };
 
 TEST(ProcessProvider, EachRegistrationHearsWhatStartsAndEndsFromThenOn) {
@@ -63,16 +54,16 @@ TEST(ProcessProvider, EachRegistrationHearsWhatStartsAndEndsFromThenOn) {
     EXPECT_FALSE(add(first));
     EXPECT_FALSE(remove(second));
     Scratch started;
-    EXPECT_TRUE(first.Hears("+" + started.pid + " "));
+    EXPECT_TRUE(first.Hears(L"+" + started.pid));
     EXPECT_EQ(first.parentPid, GetCurrentProcessId());
 
     EXPECT_TRUE(add(second));
     before.process.Kill();
-    EXPECT_TRUE(second.Hears("-" + before.pid + " ")) << "the path is known from the time that it ran";
+    EXPECT_TRUE(second.Hears(L"-" + before.pid)) << "the path is known from the time that it ran";
     EXPECT_TRUE(remove(first));
     started.process.Kill();
-    EXPECT_TRUE(second.Hears("-" + before.pid + " -" + started.pid + " "));
-    EXPECT_TRUE(first.Hears("+" + started.pid + " -" + before.pid + " ")) << "nothing after its removal";
+    EXPECT_TRUE(second.Hears(L"-" + started.pid));
+    EXPECT_TRUE(first.Hears(L"-" + before.pid)) << "nothing after its removal";
     EXPECT_EQ(provider.Stop(), 0U);
     EXPECT_EQ(provider.Stop(), 0U);
     EXPECT_TRUE(remove(second)) << "also when nothing will be told any more";

@@ -33,13 +33,7 @@ protected:
     void WriteApplications(const std::string& text) const {
         rig::WriteFileText(m_installation.SettingsFile(L"applications.json"), text);
     }
-    void SwitchTo(const std::string& profile) {
-        m_host->Send("profile " + profile);
-        EXPECT_TRUE(m_host->WaitForLine("profile " + profile + ": accepted"));
-    }
-    bool HearsOf(const std::string& application) {
-        return m_host->WaitForLine("event: process optimized " + application);
-    }
+    void SwitchTo(const std::string& profile) { m_host->Send("profile " + profile); }
     static std::unique_ptr<ChildProcess> StartApplication() {
         auto application =
             std::make_unique<ChildProcess>(L"\"" + optimizer::GetModuleFolder() + L"scratch_process.exe\"");
@@ -62,10 +56,10 @@ TEST_F(HostProcesses, WhatRunsAndWhatStartsLaterIsRaisedAndComesBack) {
     EXPECT_TRUE(Reaches(*early, kNormal));
     SwitchTo("Game");
     EXPECT_TRUE(Reaches(*early, kRaised));
-    EXPECT_TRUE(HearsOf("scratch_process.exe 1"));
+    EXPECT_TRUE(m_host->WaitForLine("event: process optimized scratch_process.exe 1"));
     const auto late = StartApplication();
     EXPECT_TRUE(Reaches(*late, kRaised));
-    EXPECT_TRUE(HearsOf("scratch_process.exe 2"));
+    EXPECT_TRUE(m_host->WaitForLine("event: process optimized scratch_process.exe 2"));
 
     WriteApplications(R"({"Game":[{"name":"other.exe"}]})");
     EXPECT_TRUE(Reaches(*early, kNormal));
