@@ -36,7 +36,7 @@ struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
         if (known) function = nullptr;
         return known;
     }
-    void Tell(uint32_t pid, const wchar_t* path, uint32_t flags) {
+    void Tell(uint32_t pid, const wchar_t* path, uint32_t flags) const {
         _PROCESS_NOTIF record = {pid, 0, 0, 0, flags, 0, path};
         EXPECT_EQ(function(&record, context), 0U);
     }
