@@ -2,11 +2,13 @@
 #include <iterator>
 
 #include "frame/object_factory.h"
+#include "plugins/process_provider.h"
 #include "plugins/session_change.h"
 
 namespace {
 
 const optimizer::ComponentEntry kComponents[] = {
+    optimizer::OwnedComponent<host::CProcessProvider>(L"processdp"),
     optimizer::OwnedComponent<host::CSessionChange>(L"sessionchange"),
 };
 

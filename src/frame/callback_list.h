@@ -50,6 +50,11 @@ public:
         return ERROR_NOT_FOUND;
     }
 
+    bool IsEmpty() {
+        ReadGuard guard(m_lock);
+        return m_entries.empty();
+    }
+
     /// Calls `notify(observer)` for each active observer, the first added first.
     template <class Notify>
     void ForEach(Notify notify) {
