@@ -29,7 +29,7 @@ const wchar_t* TrueFalse(bool value) {
 
 }  // namespace
 
-COptimizerPlugin::COptimizerPlugin() {
+COptimizerPlugin::COptimizerPlugin() : m_cloud(std::make_unique<CCloudAppsClient>()) {
     m_log.Get();
 }
 
@@ -54,12 +54,14 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     VxUsersLibrary::Instance().Bind();
     m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
+    m_cloud->Init(main);  // a host without the cloud's plug-ins has an engine all the same
     return ERROR_SUCCESS;
 }
 
 void COptimizerPlugin::UnInit() {
     TRACE_SCOPE("COptimizerPlugin::UnInit");
     m_manager.reset();
+    m_cloud->UnInit();
     m_main = nullptr;
     if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
     VxUsersLibrary::Instance().Unbind();
@@ -72,6 +74,7 @@ uint32_t COptimizerPlugin::Start() {
 uint32_t COptimizerPlugin::_Start() {
     TRACE_SCOPE("COptimizerPlugin::Start");
     if (m_manager) static_cast<void>(m_manager->Start());
+    m_cloud->Start();
     m_tracksUsersStarted = CUserLogon::Instance().Start() == ERROR_SUCCESS;
     return ERROR_SUCCESS;
 }
@@ -79,6 +82,7 @@ uint32_t COptimizerPlugin::_Start() {
 uint32_t COptimizerPlugin::Stop() {
     TRACE_SCOPE("COptimizerPlugin::Stop");
     if (m_manager) static_cast<void>(m_manager->Stop());
+    m_cloud->Stop();
     if (std::exchange(m_tracksUsersStarted, false)) CUserLogon::Instance().Stop();
     return ERROR_SUCCESS;
 }
