@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include <windows.h>
@@ -63,6 +64,14 @@ private:
     wchar_t m_path[MAX_PATH] = {};
 };
 
+bool WriteOwnList(const wchar_t* path) {
+    FILE* opened = nullptr;
+    if (_wfopen_s(&opened, path, L"wt") != 0 || opened == nullptr) return false;
+    const std::unique_ptr<FILE, FileClose> file(opened);
+    fputs(kOwnList, file.get());
+    return true;
+}
+
 }  // namespace
 
 void* COptimizerInProc::QueryInterface(const Identifier* iid) {
@@ -78,30 +87,15 @@ uint32_t COptimizerInProc::Init(IServMain*) {
 uint32_t COptimizerInProc::_Init() {
     TRACE_SCOPE("COptimizerInProc::Init");
     uint32_t error = m_main.Load(GetModuleFolder() + L"framework.dll", kServMainName);
-    if (error == ERROR_SUCCESS) error = _LoadPlugins();
-    if (error == ERROR_SUCCESS) error = _TakeEngine();
-    return error;
-}
-
-uint32_t COptimizerInProc::_LoadPlugins() {
-    const uint32_t error = _LoadList(GetModuleFolder() + kPluginList);
-    return error == ERROR_SUCCESS ? error : _LoadOwnList(error);
-}
-
-/// `failure` stands when the file can't be written.
-uint32_t COptimizerInProc::_LoadOwnList(uint32_t failure) {
-    const TemporaryFile list;
-    FILE* opened = nullptr;
-    if (_wfopen_s(&opened, list.Path(), L"wt") != 0 || opened == nullptr) return failure;
-    std::unique_ptr<FILE, FileClose> file(opened);
-    fputs(kOwnList, file.get());
-    file.reset();
-    return _LoadList(list.Path());
-}
-
-uint32_t COptimizerInProc::_LoadList(const std::wstring& path) {
+    if (error != ERROR_SUCCESS) return error;
     IPluginLoader* const loader = m_main.Get()->GetPluginLoader();
-    return loader != nullptr ? loader->LoadPlugins(path.c_str()) : uint32_t{ERROR_INVALID_HANDLE};
+    if (loader == nullptr) return ERROR_INVALID_HANDLE;
+    std::optional<TemporaryFile> ownList;  // goes at the end, whatever the result
+    error = loader->LoadPlugins((GetModuleFolder() + kPluginList).c_str());
+    if (error != ERROR_SUCCESS && WriteOwnList(ownList.emplace().Path())) {
+        error = loader->LoadPlugins(ownList->Path());
+    }
+    return error == ERROR_SUCCESS ? _TakeEngine() : error;
 }
 
 uint32_t COptimizerInProc::_TakeEngine() {
@@ -119,11 +113,10 @@ uint32_t COptimizerInProc::_TakeEngine() {
 
 void COptimizerInProc::UnInit() {
     TRACE_SCOPE("COptimizerInProc::UnInit");
+    const bool held = std::exchange(m_engine, nullptr) != nullptr;
     if (IServMain* const main = m_main.Get()) {
         IComponentManager* const components = main->GetComponentManager();
-        if (std::exchange(m_engine, nullptr) != nullptr && components != nullptr) {
-            components->ReleasePlugin(kEngine);
-        }
+        if (held && components != nullptr) components->ReleasePlugin(kEngine);
         // The queue first: whoever waits for an item that will never run is let go.
         if (IEventQueue* const queue = main->GetEventQueue()) queue->Stop();
         if (IPluginLoader* const loader = main->GetPluginLoader()) loader->UnloadPlugins();

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "border/host.h"
 #include "border/optimizer.h"
 #include "frame/deleting_destructor.h"
@@ -43,9 +41,6 @@ public:
 
 private:
     uint32_t _Init();
-    uint32_t _LoadPlugins();
-    uint32_t _LoadOwnList(uint32_t failure);
-    uint32_t _LoadList(const std::wstring& path);
     uint32_t _TakeEngine();
     template <class... Parameters>
     uint32_t _Forward(uint32_t (IOptimizer::*operation)(Parameters...), Parameters... arguments);
