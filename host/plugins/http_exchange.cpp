@@ -45,7 +45,7 @@ class Completion {
 public:
     /// From here on the system owns a share of it.
     static DWORD Attach(HINTERNET request, const std::shared_ptr<Completion>& completion) {
-        DWORD_PTR context = reinterpret_cast<DWORD_PTR>(completion.get());
+        auto context = reinterpret_cast<DWORD_PTR>(completion.get());
         if (!WinHttpSetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)))
             return GetLastError();
         completion->m_self = completion;

@@ -32,9 +32,8 @@ public:
 };
 
 CCloudRequest::CCloudRequest(std::string path, ICloudRequestObserver* observer)
-    : m_path(std::move(path)), m_observer(observer) {
+    : m_path(std::move(path)), m_velora(CCloudFactory::GetInstance().GetRequest()), m_observer(observer) {
     TRACE_SCOPE("CCloudRequest::CCloudRequest");
-    m_velora = CCloudFactory::GetInstance().GetRequest();
     if (m_velora == nullptr) {
         TRACE_LINE(trace::kError, L"CCloudFactory::GetInstance::GetRequest failed");
         return;
