@@ -29,7 +29,9 @@ const wchar_t* TrueFalse(bool value) {
 
 }  // namespace
 
-COptimizerPlugin::COptimizerPlugin() : m_notifier(std::make_unique<COptimizedProcessNotifier>()) {
+COptimizerPlugin::COptimizerPlugin()
+    : m_notifier(std::make_unique<COptimizedProcessNotifier>()),
+      m_cloud(std::make_unique<CCloudAppsClient>()) {
     m_log.Get();
 }
 
@@ -55,12 +57,14 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
     m_notifier->SetMain(main);
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
+    m_cloud->Init(main);  // a host without the cloud's plug-ins has an engine all the same
     return ERROR_SUCCESS;
 }
 
 void COptimizerPlugin::UnInit() {
     TRACE_SCOPE("COptimizerPlugin::UnInit");
     m_manager.reset();
+    m_cloud->UnInit();
     m_notifier->SetMain(nullptr);
     m_main = nullptr;
     if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
@@ -76,6 +80,7 @@ uint32_t COptimizerPlugin::_Start() {
     m_notifier->RegisterObserver(this);
     m_notifier->Start();
     if (m_manager) static_cast<void>(m_manager->Start());
+    m_cloud->Start();
     m_tracksUsersStarted = CUserLogon::Instance().Start() == ERROR_SUCCESS;
     return ERROR_SUCCESS;
 }
@@ -83,6 +88,7 @@ uint32_t COptimizerPlugin::_Start() {
 uint32_t COptimizerPlugin::Stop() {
     TRACE_SCOPE("COptimizerPlugin::Stop");
     if (m_manager) static_cast<void>(m_manager->Stop());
+    m_cloud->Stop();
     m_notifier->UnregisterObserver(this);
     m_notifier->Stop();
     if (std::exchange(m_tracksUsersStarted, false)) CUserLogon::Instance().Stop();

@@ -4,6 +4,7 @@
 
 #include "border/host.h"
 #include "border/optimizer.h"
+#include "cloud/cloud_apps_client.h"
 #include "frame/callback_list.h"
 #include "frame/critical_section.h"
 #include "frame/deleting_destructor.h"
@@ -68,6 +69,7 @@ private:
     CCriticalSection m_lock;                    // the plugin lock
     std::unique_ptr<ProfileManager> m_manager;  // from Init to UnInit
     IServMain* m_main = nullptr;
+    const std::unique_ptr<CCloudAppsClient> m_cloud;
     bool m_tracksUsersInit = false;     // Init of the user tracking is this object's to take back
     bool m_tracksUsersStarted = false;  // likewise Start
 };
