@@ -42,6 +42,10 @@ def clang_command(entry):
     arguments = shlex.split(entry["command"])
     compiler = next(i for i, argument in enumerate(arguments) if "g++" in pathlib.Path(argument).name)
     kept = [argument for argument in arguments[compiler + 1:] if not argument.startswith(("-fsanitize", "-Werror"))]
+    # Without the precompiled headers, so that a source that lacks an include is found.
+    while "-include" in kept:
+        at = kept.index("-include")
+        del kept[at:at + 2]
     headers = [flag for folder in library_headers(arguments[compiler]) for flag in ("-isystem", folder)]
     return ["clang++", f"--target={TARGET}", "-nostdinc++", *NO_INTRINSICS, *headers, *kept]
 

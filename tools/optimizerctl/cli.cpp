@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "frame/text.h"
+#include "tools/optimizerctl/apps_noun.h"
 #include "tools/optimizerctl/completion_noun.h"
 #include "tools/optimizerctl/config_noun.h"
 #include "tools/optimizerctl/doctor_noun.h"
@@ -25,7 +26,8 @@ using optimizer::Narrow;
 using optimizer::Widen;
 
 constexpr void (*kNouns[])(CLI::App&, Verbs&) = {
-    &AddProfileNoun, &AddModuleNoun, &AddConfigNoun, &AddWatchNoun, &AddDoctorNoun, &AddCompletionNoun,
+    &AddProfileNoun, &AddModuleNoun, &AddConfigNoun,     &AddAppsNoun,
+    &AddWatchNoun,   &AddDoctorNoun, &AddCompletionNoun,
 };
 
 constexpr double kShortestTimeout = 0.1;
@@ -68,6 +70,7 @@ private:
                    "optimizerctl"};
     Verbs m_verbs;
     double m_timeoutSeconds = 0;  // 0 for none
+    bool m_inProcess = false;
 };
 
 CommandLine::CommandLine() {
@@ -78,6 +81,7 @@ CommandLine::CommandLine() {
     m_app.require_subcommand(0, 1);
     m_app.add_flag("--json")->description("print one JSON document, for failures too");
     m_app.add_flag("--quiet")->description("print nothing but failures");
+    m_app.add_flag("--in-process", m_inProcess, "work with an engine of its own, without a service");
     m_app.add_option("--timeout", m_timeoutSeconds, "give up after that time")
         ->type_name("SECONDS")
         ->check(CLI::Validator(&CheckTimeout, ""));
@@ -101,8 +105,10 @@ ExitCode CommandLine::Run(Surroundings& surroundings, Output& output) {
     if (action == nullptr) throw WrongUse(L"Something is missing: " + _Choices());
     std::optional<uint32_t> timeoutMs;
     if (m_timeoutSeconds > 0) timeoutMs = static_cast<uint32_t>(m_timeoutSeconds * 1000);
-    Context context(chosen, surroundings, output, timeoutMs);
-    const TimeLimit limit(timeoutMs, [&] { return output.Fail(context.TimeIsUp()); });
+    Context context(chosen, surroundings, output, m_inProcess, timeoutMs);
+    // An engine that ended in the middle of an action would leave the machine between two states.
+    const auto limitMs = m_inProcess ? std::nullopt : timeoutMs;
+    const TimeLimit limit(limitMs, [&] { return output.Fail(context.TimeIsUp()); });
     return (*action)(context);
 }
 

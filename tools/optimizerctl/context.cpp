@@ -6,9 +6,13 @@
 
 namespace ctl {
 
-Context::Context(const CLI::App& arguments, Surroundings& surroundings, Output& output,
+Context::Context(const CLI::App& arguments, Surroundings& surroundings, Output& output, bool inProcess,
                  std::optional<uint32_t> timeoutMs)
-    : m_arguments(arguments), m_surroundings(surroundings), m_output(output), m_timeoutMs(timeoutMs) {}
+    : m_arguments(arguments),
+      m_surroundings(surroundings),
+      m_output(output),
+      m_inProcess(inProcess),
+      m_timeoutMs(timeoutMs) {}
 
 std::wstring Context::Argument(const std::string& name) const {
     const CLI::Option* const option = m_arguments.get_option(name);
@@ -17,7 +21,7 @@ std::wstring Context::Argument(const std::string& name) const {
 
 IOptimizer& Context::Engine() {
     m_connecting = true;
-    IOptimizer& engine = m_surroundings.engines.Open(m_timeoutMs);
+    IOptimizer& engine = (m_inProcess ? m_surroundings.inProcess : m_surroundings.service).Open(m_timeoutMs);
     m_connecting = false;
     return engine;
 }

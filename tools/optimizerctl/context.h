@@ -14,7 +14,7 @@ namespace ctl {
 /// What a verb works with while it runs.
 class Context {
 public:
-    Context(const CLI::App& arguments, Surroundings& surroundings, Output& output,
+    Context(const CLI::App& arguments, Surroundings& surroundings, Output& output, bool inProcess,
             std::optional<uint32_t> timeoutMs);
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
@@ -29,6 +29,9 @@ public:
     ITerminal& Terminal() { return m_surroundings.terminal; }
     IMachine& Machine() { return m_surroundings.machine; }
 
+    /// Whether the engine is this process's own. It ends with the verb, so that the verb has to wait for what
+    /// the engine does after a request.
+    bool IsInProcess() const { return m_inProcess; }
     std::optional<uint32_t> TimeoutMs() const { return m_timeoutMs; }
     /// What to tell when the time is up in the middle of a call. Any thread.
     Failure TimeIsUp() const;
@@ -37,6 +40,7 @@ private:
     const CLI::App& m_arguments;
     Surroundings& m_surroundings;
     Output& m_output;
+    const bool m_inProcess;
     const std::optional<uint32_t> m_timeoutMs;
     std::atomic<bool> m_connecting = false;
 };

@@ -5,6 +5,7 @@
 #include "host/terminal/terminal.h"
 #include "tools/optimizerctl/cli.h"
 #include "tools/optimizerctl/engine_client.h"
+#include "tools/optimizerctl/in_process_engine.h"
 #include "tools/optimizerctl/machine.h"
 
 namespace {
@@ -22,9 +23,10 @@ public:
 int wmain(int count, wchar_t** arguments) {
     try {
         Terminal terminal;
-        ctl::EngineClient engine;
+        ctl::EngineClient service;
+        ctl::InProcessEngine inProcess;
         ctl::Machine machine;
-        ctl::Surroundings surroundings{terminal, engine, machine};
+        ctl::Surroundings surroundings{terminal, service, inProcess, machine};
         return static_cast<int>(ctl::RunCommandLine({arguments + 1, arguments + count}, surroundings));
     } catch (const std::exception& error) {
         host::PrintErrorLine(L"The program ends on an unexpected failure: " + optimizer::Widen(error.what()) +

@@ -1,9 +1,6 @@
 #include "tools/optimizerctl/profile_noun.h"
 
-#include <algorithm>
-#include <chrono>
-
-#include "tools/optimizerctl/event_inbox.h"
+#include "tools/optimizerctl/actions_wait.h"
 #include "tools/optimizerctl/names.h"
 
 namespace ctl {
@@ -11,15 +8,6 @@ namespace ctl {
 namespace {
 
 using optimizer::profiles::profile;
-using Clock = std::chrono::steady_clock;
-
-constexpr uint32_t kDefaultWaitMs = 60000;
-constexpr uint32_t kPollMs = 1000;
-
-uint64_t MillisecondsSince(Clock::time_point start) {
-    return static_cast<uint64_t>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
-}
 
 profile ActiveProfile(IOptimizer& engine) {
     profile active = profile::Disabled;
@@ -54,39 +42,6 @@ bool RunsActions(IOptimizer& engine, profile wanted) {
     return enabled;
 }
 
-/// Looks whether the service still answers and the profile is still the one that is waited for.
-void CheckStillComing(IOptimizer& engine, profile wanted) {
-    const profile active = ActiveProfile(engine);
-    if (active == wanted) return;
-    throw Failure(ExitCode::Refused, ERROR_CANCELLED,
-                  L"Somebody chose " + NameOf(active) + L" before the actions of " + NameOf(wanted) +
-                      L" were executed.");
-}
-
-/// Returns when the actions of the profile were executed.
-void WaitForActions(Context& context, IOptimizer& engine, EventInbox& inbox, profile wanted,
-                    Clock::time_point start) {
-    const uint32_t limitMs = context.TimeoutMs().value_or(kDefaultWaitMs);
-    for (;;) {
-        while (const auto event = inbox.Take()) {
-            if (event->kind == EventKind::ActionsExecuted && event->value == static_cast<uint32_t>(wanted))
-                return;
-        }
-        const uint64_t waitedMs = MillisecondsSince(start);
-        if (waitedMs >= limitMs) {
-            throw Failure(ExitCode::TimedOut, WAIT_TIMEOUT,
-                          L"The profile " + NameOf(wanted) +
-                              L" is set, but its actions were not executed within " + SecondsText(limitMs) +
-                              L"; they may still run.");
-        }
-        context.Out().ShowProgress(L"The actions of " + NameOf(wanted) + L" run, " +
-                                   std::to_wstring(waitedMs / 1000) + L" s");
-        const auto pauseMs = static_cast<DWORD>(std::min<uint64_t>(kPollMs, limitMs - waitedMs));
-        if (WaitForSingleObject(inbox.Signal(), pauseMs) == WAIT_TIMEOUT && pauseMs == kPollMs)
-            CheckStillComing(engine, wanted);
-    }
-}
-
 ExitCode Set(Context& context) {
     const profile wanted = FindProfile(context.Argument("PROFILE"));
     const std::wstring name = NameOf(wanted);
@@ -94,7 +49,7 @@ ExitCode Set(Context& context) {
     IOptimizer& engine = context.Engine();
     // Listens before it asks: the answer to a quick change is out before the request returns.
     std::optional<EventInbox> inbox;
-    if (context.Has("--wait")) inbox.emplace(engine);
+    if (context.Has("--wait") || context.IsInProcess()) inbox.emplace(engine);
     const Clock::time_point start = Clock::now();
     const uint32_t error = engine.SetProfile(&wanted);
     if (error == ERROR_ALREADY_EXISTS) {

@@ -54,7 +54,8 @@ protected:
 
 struct Surroundings {
     ITerminal& terminal;
-    IEngineSource& engines;
+    IEngineSource& service;
+    IEngineSource& inProcess;
     IMachine& machine;
 };
 

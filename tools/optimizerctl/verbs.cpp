@@ -8,7 +8,7 @@ CLI::App* Verbs::Add(CLI::App& parent, const std::string& name, const std::strin
                      const std::string& example, Action action) {
     CLI::App* const verb = parent.add_subcommand(name, description);
     verb->footer("Example:\n  optimizerctl " + example +
-                 "\n\nThe options --json, --quiet and --timeout SECONDS go with every verb.");
+                 "\n\nThe options --json, --quiet, --in-process and --timeout SECONDS go with every verb.");
     m_verbs.push_back({verb, std::move(action)});
     return verb;
 }

@@ -50,6 +50,7 @@ public:
     }
     uint32_t SetModuleEnable(bool enable) override {
         enabled = enable;
+        if (m_observer != nullptr) onSet(*m_observer);
         return error;
     }
     uint32_t GetModuleEnable(bool* enable) override {
@@ -98,12 +99,23 @@ public:
     Outcome Types(const std::vector<std::wstring>& arguments) {
         m_out.clear();
         m_err.clear();
-        ctl::Surroundings surroundings{*this, *this, *this};
+        InProcess inProcess(engine);
+        ctl::Surroundings surroundings{*this, *this, inProcess, *this};
         const ctl::ExitCode code = ctl::RunCommandLine(arguments, surroundings);
         return {static_cast<int>(code), m_out, m_err};
     }
 
 private:
+    /// There whether the service is or not.
+    class InProcess final : public ctl::IEngineSource {
+    public:
+        explicit InProcess(FakeEngine& engine) : m_engine(engine) {}
+        IOptimizer& Open(std::optional<uint32_t>) override { return m_engine; }
+
+    private:
+        FakeEngine& m_engine;
+    };
+
     bool PrintLine(const std::wstring& line) override {
         if (readerIsThere) m_out += optimizer::Narrow(line) + "\n";
         return readerIsThere;
