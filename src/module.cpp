@@ -4,6 +4,8 @@
 #include <windows.h>
 
 #include "frame/guarded.h"
+#include "comm/optimizer_agent.h"
+#include "comm/optimizer_agent_server.h"
 #include "frame/object_factory.h"
 #include "frame/uninstall_event.h"
 #include "profile/optimizer_plugin.h"
@@ -23,6 +25,8 @@ COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 /// Components of which each call makes a new object. The host frees them without a destructor.
 const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
+    optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
+    optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
 };
 
 /// Null when it can't be made.

@@ -1,6 +1,9 @@
 #include "profile/action_factory.h"
 
+#include "actions/block_win_notifications_action.h"
+#include "actions/disable_balloon_action.h"
 #include "actions/hibernate_action.h"
+#include "actions/visual_fx.h"
 #include "actions/windows_services_action.h"
 #include "frame/json.h"
 #include "frame/trace.h"
@@ -32,6 +35,15 @@ constexpr Row kActions[] = {
      [](const picojson::value& json, IServMain* main) {
          return ActionPointer(new CWindowsServicesAction(Read<WindowsServicesParams>(json), main));
      }},
+    {L"BlockWinNotification",
+     [](const picojson::value& json, IServMain* main) {
+         return ActionPointer(
+             new CBlockWinNotificationsAction(Read<BlockWinNotificationsParams>(json), main));
+     }},
+    {L"VisualFX",
+     [](const picojson::value& json, IServMain* main) {
+         return ActionPointer(new VisualFX(Read<VisualFXParams>(json), main));
+     }},
     {kHibernateOnBattery,
      [](const picojson::value& json, IServMain*) {
          return ActionPointer(new CHibernateAction(kHibernateOnBattery, true, Read<HibernateParams>(json)));
@@ -39,6 +51,10 @@ constexpr Row kActions[] = {
     {kHibernateOnCable,
      [](const picojson::value& json, IServMain*) {
          return ActionPointer(new CHibernateAction(kHibernateOnCable, false, Read<HibernateParams>(json)));
+     }},
+    {L"DisableBalloon",
+     [](const picojson::value&, IServMain* main) {
+         return ActionPointer(new CDisableBalloonAction(main));
      }},
 };
 

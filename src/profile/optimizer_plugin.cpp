@@ -54,12 +54,20 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     VxUsersLibrary::Instance().Bind();
     m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
+    if (m_bootLauncherCheck == nullptr) {
+        m_bootLauncherCheck = std::make_unique<CBootLauncherCheckExec>();
+        CUserLogon::Instance().Observers().Add(m_bootLauncherCheck.get());
+    }
     return ERROR_SUCCESS;
 }
 
 void COptimizerPlugin::UnInit() {
     TRACE_SCOPE("COptimizerPlugin::UnInit");
     m_manager.reset();
+    if (m_bootLauncherCheck != nullptr) {
+        CUserLogon::Instance().Observers().Remove(m_bootLauncherCheck.get(), 0);
+        m_bootLauncherCheck.reset();
+    }
     m_main = nullptr;
     if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
     VxUsersLibrary::Instance().Unbind();
