@@ -3,9 +3,11 @@
 
 #include <windows.h>
 
-#include "frame/guarded.h"
 #include "comm/optimizer_agent.h"
 #include "comm/optimizer_agent_server.h"
+#include "comm/optimizer_al_comm.h"
+#include "comm/optimizer_comm_client.h"
+#include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/uninstall_event.h"
 #include "profile/optimizer_plugin.h"
@@ -24,6 +26,8 @@ COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 
 /// Components of which each call makes a new object. The host frees them without a destructor.
 const ComponentEntry kComponents[] = {
+    optimizer::RawComponent<optimizer::COptimizerALComm>(L"optimizeralcomm"),
+    optimizer::RawComponent<optimizer::COptimizerCommClient, IOptimizerALCommClient>(L"optimizercommclient"),
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),

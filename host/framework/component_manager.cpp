@@ -14,6 +14,7 @@
 namespace host {
 
 using optimizer::CriticalSectionGuard;
+using optimizer::CSlimLock;
 
 namespace trace = optimizer::trace;
 

@@ -6,9 +6,9 @@
 
 #include "border/host.h"
 #include "frame/critical_section.h"
+#include "frame/slim_lock.h"
 #include "framework/plugin_list.h"
 #include "framework/plugin_object.h"
-#include "framework/slim_lock.h"
 
 namespace host {
 
@@ -88,13 +88,13 @@ private:
 
     IServMain& m_main;
     optimizer::CCriticalSection m_creationLock;  // taken before m_tableLock
-    CSlimLock m_tableLock;                       // guards everything below; nothing is called under it
+    optimizer::CSlimLock m_tableLock;            // guards everything below; nothing is called under it
     Phase m_phase = Phase::Empty;
     PluginMap m_plugins;
     std::vector<Plugin*> m_started;  // the one whose Start returned last comes first
     uint32_t m_creations = 0;        // requests that may create
     uint32_t m_queries = 0;          // requests that ask a live plug-in for an interface
-    CSignal m_settled;               // one of the two went down, or a plug-in's state changed
+    optimizer::CSignal m_settled;    // one of the two went down, or a plug-in's state changed
     Failure m_lastFailure;
 };
 

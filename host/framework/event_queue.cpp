@@ -8,6 +8,7 @@
 namespace host {
 
 using optimizer::CriticalSectionGuard;
+using optimizer::CSignal;
 
 namespace trace = optimizer::trace;
 

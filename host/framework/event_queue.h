@@ -59,7 +59,7 @@ public:
 
 private:
     static constexpr uint32_t kMostThreads = 64;
-    using Lock = std::unique_lock<CSlimLock>;
+    using Lock = std::unique_lock<optimizer::CSlimLock>;
     enum class State { Fresh, Running, Stopped };
     struct Schedule {
         CSerialExecution* serial = nullptr;
@@ -68,12 +68,12 @@ private:
     };
 
     uint32_t _Submit(const wchar_t* name, QueueHandle* out, EqWorkItem* work, const Schedule& schedule);
-    CSignal* _Enqueue(ItemList& fresh, ItemRef item);
+    optimizer::CSignal* _Enqueue(ItemList& fresh, ItemRef item);
     bool _Arm(ItemList& from, ItemRef item);
 
     uint32_t _StartThreads(uint32_t threadCount);
-    void _RunItems(CSignal& work);
-    CSignal* _TakeIdle();
+    void _RunItems(optimizer::CSignal& work);
+    optimizer::CSignal* _TakeIdle();
     void _WakeAll();
     void _RunTimers();
     void _RunOne(Lock& lock, ItemRef item);
@@ -91,9 +91,9 @@ private:
     uint32_t _CountActiveHere(const CSerialExecution& serial) const;
     bool _WaitsForItself(const QueueItem& item) const;
 
-    optimizer::CCriticalSection
-        m_lifeLock;    // taken before m_lock; held while threads start or are waited for
-    CSlimLock m_lock;  // guards everything below
+    // Taken before m_lock; held while threads start or are waited for.
+    optimizer::CCriticalSection m_lifeLock;
+    optimizer::CSlimLock m_lock;  // guards everything below
     State m_state = State::Fresh;
     uint64_t m_generation = 0;  // counts the starts
     CQueueThreads m_threads;    // changed under both locks
@@ -103,9 +103,10 @@ private:
     ItemList m_active;
     ItemList m_ended;
     CHandleTable m_handles;
-    std::array<CSignal, kMostThreads> m_work;  // one for each thread: an item is ready, or the state changed
-    std::vector<CSignal*> m_idle;              // of the threads that wait, the one that ran last at the end
-    CSignal m_alarm;                           // the first timer changed, or the state did
+    // One for each thread: an item is ready, or the state changed.
+    std::array<optimizer::CSignal, kMostThreads> m_work;
+    std::vector<optimizer::CSignal*> m_idle;  // of the threads that wait, the one that ran last at the end
+    optimizer::CSignal m_alarm;               // the first timer changed, or the state did
 };
 
 }  // namespace host

@@ -9,6 +9,7 @@
 namespace host {
 
 using optimizer::CriticalSectionGuard;
+using optimizer::CSignal;
 
 namespace trace = optimizer::trace;
 

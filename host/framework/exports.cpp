@@ -6,18 +6,8 @@
 
 namespace {
 
-using host::CServMain;
-
-/// IVxBaseInterface is a base of CServMain twice; IServMain's is the object's own.
-CServMain* FromBase(IVxBaseInterface* object) {
-    return static_cast<CServMain*>(static_cast<IServMain*>(object));
-}
-
 constexpr optimizer::ComponentEntry kComponents[] = {
-    {kServMainName,
-     []() -> IVxBaseInterface* { return static_cast<IServMain*>(new (std::nothrow) CServMain); },
-     [](IVxBaseInterface* object) { delete FromBase(object); },
-     [](void* object) { delete FromBase(static_cast<IVxBaseInterface*>(object)); }},
+    optimizer::OwnedComponent<host::CServMain, IServMain>(kServMainName),
 };
 
 }  // namespace

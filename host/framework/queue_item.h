@@ -6,7 +6,7 @@
 #include <list>
 
 #include "border/host.h"
-#include "framework/slim_lock.h"
+#include "frame/slim_lock.h"
 
 namespace host {
 
@@ -38,7 +38,7 @@ struct QueueItem {
     uint32_t periodMs = 0;     // 0 for an item that isn't a timer
     uint32_t firingsLeft = 0;  // kRepeatForever has no bound
     Clock::time_point due;
-    CSignal ended;
+    optimizer::CSignal ended;
     wchar_t label[64];
 };
 

@@ -23,9 +23,9 @@ public:
     ItemList behind;
     uint32_t activeCount = 0;  // items that a thread runs or disposes of
     bool hasTurn = false;
-    bool ending = false;     // takes no more items
-    bool abandoned = false;  // nobody waits for the end: the last active item frees it
-    CSignal quiet;           // activeCount went down
+    bool ending = false;       // takes no more items
+    bool abandoned = false;    // nobody waits for the end: the last active item frees it
+    optimizer::CSignal quiet;  // activeCount went down
 
 private:
     CEventQueue& m_queue;

@@ -8,7 +8,7 @@ namespace {
 
 uint32_t Run(IOptimizerAgentServer& server, NpcMsgAgent message) {
     TRACE_MARKED_SCOPE("SendAgentMessage", L"Run Action");
-    const uint32_t id = message;
+    const auto id = static_cast<uint32_t>(message);
     return server.RunAction(&id, nullptr, 0);
 }
 

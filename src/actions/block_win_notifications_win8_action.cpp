@@ -59,7 +59,7 @@ uint32_t CBlockWinNotificationsWin8Action::_DoAction(BlockStatus status) {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::_DoAction");
     const uint32_t result = _ApplyStatus(status);
     IComponentManager* const components = m_main != nullptr ? m_main->GetComponentManager() : nullptr;
-    return components != nullptr ? SendAgentMessage(*components, NpcMsgAgentPolicyChanged) : result;
+    return components != nullptr ? SendAgentMessage(*components, NpcMsgAgent::PolicyChanged) : result;
 }
 
 uint32_t CBlockWinNotificationsWin8Action::_ApplyStatus(BlockStatus status) {
@@ -90,8 +90,7 @@ uint32_t CBlockWinNotificationsWin8Action::_SetToastPolicyStatus(bool value) {
     if (keyError != ERROR_SUCCESS) return keyError;
     const std::wstring path = _PolicyPath();
     RegistryKey key;
-    const LSTATUS openError =
-        RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
+    const LSTATUS openError = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
     if (openError != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Could not open registry key: %s. Error: %d", path.c_str(), openError);
         return static_cast<uint32_t>(openError);

@@ -86,7 +86,7 @@ void CDisableBalloonAction::_NotifyAgent() {
         return;
     }
     IComponentManager* const components = m_main->GetComponentManager();
-    if (components != nullptr) static_cast<void>(SendAgentMessage(*components, NpcMsgAgentBalloonChanged));
+    if (components != nullptr) static_cast<void>(SendAgentMessage(*components, NpcMsgAgent::BalloonChanged));
 }
 
 }  // namespace optimizer

@@ -13,7 +13,7 @@ namespace optimizer {
 
 namespace {
 
-constexpr int32_t kMessage = NpcMsgAgentVisualEffects;
+constexpr auto kMessage = static_cast<int32_t>(NpcMsgAgent::VisualEffects);
 constexpr DWORD kReportPatienceMs = 5000;
 constexpr const wchar_t* kSettingKey =
     L"\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\VisualEffects";
@@ -74,8 +74,7 @@ uint32_t VisualFX::_SetVisualFXSettingToCustom(const std::wstring& sid) {
     TRACE_SCOPE("VisualFX::_SetVisualFXSettingToCustom");
     const std::wstring path = sid + kSettingKey;
     RegistryKey key;
-    const LSTATUS openError =
-        RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
+    const LSTATUS openError = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
     if (openError != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Could not open registry key: %s. Error: %d", path.c_str(), openError);
         return static_cast<uint32_t>(openError);
@@ -122,7 +121,7 @@ uint32_t VisualFX::Update(IOptimizerActionSettings* parameters) {
 
 uint32_t VisualFX::_Send(const CByteStream& command) {
     if (m_agentServer == nullptr) return ERROR_INVALID_PARAMETER;
-    const uint32_t id = NpcMsgAgentVisualEffects;
+    constexpr auto id = static_cast<uint32_t>(NpcMsgAgent::VisualEffects);
     return m_agentServer->RunAction(&id, command.Data(), command.SizeBytes());
 }
 

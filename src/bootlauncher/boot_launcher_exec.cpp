@@ -121,9 +121,8 @@ void CBootLauncherExec::_MarkAsExecuted() const {
     const std::wstring path = _Key();
     TRACE_LINE(trace::kInformation, L"Write volatile key %s", path.c_str());
     RegistryKey key;
-    const LSTATUS error =
-        RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, kAccess, nullptr,
-                        key.Receive(), nullptr);
+    const LSTATUS error = RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
+                                          kAccess, nullptr, key.Receive(), nullptr);
     if (error == ERROR_SUCCESS) {
         TRACE_LINE(trace::kInformation, L"Registry key = '%s' was created (volatile)", path.c_str());
     } else {

@@ -6,12 +6,12 @@
 namespace optimizer {
 
 /// Messages of the agents' pipe. The service broadcasts, an agent posts.
-enum NpcMsgAgent : uint32_t {
-    NpcMsgAgentPolicyChanged = 1,   // to the agents: tell the session's windows of a new policy
-    NpcMsgAgentVisualEffects = 2,   // to the agents: a command; to the service: the text of its answer
-    NpcMsgAgentStarted = 3,         // to the service
-    NpcMsgAgentStopping = 4,        // to the service
-    NpcMsgAgentBalloonChanged = 5,  // to the agents: tell the session's windows of the balloon setting
+enum class NpcMsgAgent : uint32_t {
+    PolicyChanged = 1,   // to the agents: tell the session's windows of a new policy
+    VisualEffects = 2,   // to the agents: a command; to the service: the text of its answer
+    Started = 3,         // to the service
+    Stopping = 4,        // to the service
+    BalloonChanged = 5,  // to the agents: tell the session's windows of the balloon setting
 };
 
 }  // namespace optimizer
@@ -36,9 +36,4 @@ struct IOptimizerAgentServer : IServPlugin {
     /// Returns when no call to the observer is in flight. 1168 for one that isn't registered.
     virtual uint32_t UnregisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) = 0;  // 7
     virtual void* DeletingDestructor(uint32_t flags) = 0;                                         // 8
-};
-
-/// Component "optimizeragent": nothing beside what every plug-in has, and its end.
-struct IOptimizerAgent : IServPlugin {
-    virtual void* DeletingDestructor(uint32_t flags) = 0;  // 5
 };

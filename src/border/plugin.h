@@ -30,6 +30,12 @@ struct IServPlugin : IVxBaseInterface {
     virtual uint32_t Stop() = 0;   // 4
 };
 
+/// A component that offers nothing but its life cycle.
+struct IPlainPlugin : IServPlugin {
+    /// Flag 1 frees the memory.
+    virtual void* DeletingDestructor(uint32_t flags) = 0;  // 5
+};
+
 /// The two exports by which every library of the suite makes and ends its components. The name's case is
 /// ignored.
 using VxCreateObjectFunction = uint32_t(const wchar_t* name, const Identifier* iid, void** out);

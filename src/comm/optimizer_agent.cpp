@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include "actions/visual_fx_agent.h"
+#include "border/optimizer_agent.h"
 #include "comm/agent_pipe.h"
 #include "comm/byte_stream.h"
 #include "frame/guarded.h"
@@ -29,7 +30,7 @@ void BroadcastSettingChange(const wchar_t* area, UINT timeoutMs) {
 }  // namespace
 
 void* COptimizerAgent::QueryInterface(const Identifier* iid) {
-    return AnswerFor<IOptimizerAgent>(this, iid);
+    return AnswerFor<IPlainPlugin>(this, iid);
 }
 
 uint32_t COptimizerAgent::Init(IServMain* main) {
@@ -80,7 +81,7 @@ uint32_t COptimizerAgent::Start() {
     TRACE_LINE(trace::kInformation, L"Start receiving messages");
     if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
     m_endpoint->setCallback(&_Receive, this, 1);
-    m_endpoint->postMessage(NpcMsgAgentStarted, nullptr, 0, 0);
+    m_endpoint->postMessage(static_cast<uint32_t>(NpcMsgAgent::Started), nullptr, 0, 0);
     return Guarded([&] {
         m_bootLauncher.Start();
         return uint32_t{ERROR_SUCCESS};
@@ -89,14 +90,16 @@ uint32_t COptimizerAgent::Start() {
 
 uint32_t COptimizerAgent::Stop() {
     TRACE_SCOPE("COptimizerAgent::Stop");
-    if (m_endpoint != nullptr) m_endpoint->postMessage(NpcMsgAgentStopping, nullptr, 0, 0);
-    TRACE_LINE(trace::kInformation, L"Stop receiving messages");
-    if (m_endpoint != nullptr) m_endpoint->stopReceiving(1);
+    if (m_endpoint != nullptr) {
+        m_endpoint->postMessage(static_cast<uint32_t>(NpcMsgAgent::Stopping), nullptr, 0, 0);
+        TRACE_LINE(trace::kInformation, L"Stop receiving messages");
+        m_endpoint->stopReceiving(1);
+    }
     m_bootLauncher.Stop();
     return ERROR_SUCCESS;
 }
 
-uint32_t COptimizerAgent::_Receive(void* context, const ConnectorMessage* message) {
+uint32_t COptimizerAgent::_Receive(void* context, const ConnectorMessage* message) noexcept {
     if (context == nullptr) return ERROR_GEN_FAILURE;
     return static_cast<COptimizerAgent*>(context)->NpcCallback(message);
 }
@@ -111,14 +114,14 @@ uint32_t COptimizerAgent::NpcCallback(const ConnectorMessage* message) {
 
 /// The status for a sender that waits.
 uint32_t COptimizerAgent::_Carry(const ConnectorMessage& message) {
-    switch (message.id) {
-        case NpcMsgAgentPolicyChanged:
+    switch (static_cast<NpcMsgAgent>(message.id)) {
+        case NpcMsgAgent::PolicyChanged:
             BroadcastSettingChange(L"Policy", 300);
             return ERROR_SUCCESS;
-        case NpcMsgAgentVisualEffects:
+        case NpcMsgAgent::VisualEffects:
             _RunVisualEffects(message);
             return ERROR_SUCCESS;
-        case NpcMsgAgentBalloonChanged:
+        case NpcMsgAgent::BalloonChanged:
             BroadcastSettingChange(L"intl", 200);
             return ERROR_SUCCESS;
         default:
@@ -131,7 +134,7 @@ void COptimizerAgent::_RunVisualEffects(const ConnectorMessage& message) {
     const std::string result = RunVisualEffectsCommand(command);
     CByteStream answer;
     answer.WriteNarrowString(result.c_str());
-    m_endpoint->postMessage(NpcMsgAgentVisualEffects, answer.Data(), answer.SizeBytes(), 0);
+    m_endpoint->postMessage(message.id, answer.Data(), answer.SizeBytes(), 0);
 }
 
 }  // namespace optimizer

@@ -3,7 +3,6 @@
 #include "bootlauncher/boot_launcher_exec.h"
 #include "border/connector.h"
 #include "border/host.h"
-#include "border/optimizer_agent.h"
 #include "frame/deleting_destructor.h"
 
 namespace optimizer {
@@ -14,7 +13,7 @@ namespace optimizer {
 /// The host frees it without a destructor, so that UnInit lets go of everything. Init blocks for five seconds
 /// at most while nobody serves the pipe. Messages are worked on one at a time on a connector thread, for as
 /// long as the session's windows take to answer.
-class COptimizerAgent final : public WithDeletingDestructor<COptimizerAgent, IOptimizerAgent> {
+class COptimizerAgent final : public WithDeletingDestructor<COptimizerAgent, IPlainPlugin> {
 public:
     ~COptimizerAgent() { UnInit(); }
 
@@ -31,7 +30,7 @@ public:
 
 private:
     uint32_t _Init(IServMain* main);
-    static uint32_t _Receive(void* context, const ConnectorMessage* message);
+    static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
     uint32_t _Carry(const ConnectorMessage& message);
     void _RunVisualEffects(const ConnectorMessage& message);
 

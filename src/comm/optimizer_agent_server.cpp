@@ -1,5 +1,6 @@
 #include "comm/optimizer_agent_server.h"
 
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -59,20 +60,20 @@ void COptimizerAgentServer::UnInit() {
     if (std::exchange(m_connector, nullptr) != nullptr) m_components->ReleasePlugin(kConnector);
     m_components = nullptr;
     m_startCount = 0;
-    const CriticalSectionGuard guard(m_mapLock);
+    const std::lock_guard guard(m_mapLock);
     m_observers.clear();
 }
 
 uint32_t COptimizerAgentServer::Start() {
     TRACE_SCOPE("COptimizerAgentServer::Start");
-    const CriticalSectionGuard guard(m_startLock);
+    const std::lock_guard guard(m_startLock);
     if (++m_startCount == 1 && m_endpoint != nullptr) m_endpoint->setCallback(&_Receive, this, 1);
     return ERROR_SUCCESS;
 }
 
 uint32_t COptimizerAgentServer::Stop() {
     TRACE_SCOPE("COptimizerAgentServer::Stop");
-    const CriticalSectionGuard guard(m_startLock);
+    const std::lock_guard guard(m_startLock);
     if (m_startCount == 0) return ERROR_SUCCESS;
     if (--m_startCount == 0 && m_endpoint != nullptr) m_endpoint->stopReceiving(1);
     return ERROR_SUCCESS;
@@ -96,7 +97,7 @@ uint32_t COptimizerAgentServer::RegisterObserver(const int32_t* id, IOptimizerAg
 }
 
 uint32_t COptimizerAgentServer::_Register(int32_t id, IOptimizerAgentEvents* observer) {
-    const CriticalSectionGuard guard(m_mapLock);
+    const std::lock_guard guard(m_mapLock);
     auto found = m_observers.find(id);
     if (found == m_observers.end()) found = m_observers.emplace(id, std::make_unique<Observers>()).first;
     return found->second->Add(observer);
@@ -105,12 +106,12 @@ uint32_t COptimizerAgentServer::_Register(int32_t id, IOptimizerAgentEvents* obs
 uint32_t COptimizerAgentServer::UnregisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) {
     TRACE_SCOPE("COptimizerAgentServer::UnregisterObserver");
     if (id == nullptr) return ERROR_INVALID_PARAMETER;
-    const CriticalSectionGuard guard(m_mapLock);
+    const std::lock_guard guard(m_mapLock);
     const auto found = m_observers.find(*id);
     return found != m_observers.end() ? found->second->Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
 }
 
-uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* message) {
+uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* message) noexcept {
     if (context == nullptr || message == nullptr) return ERROR_INVALID_PARAMETER;
     static_cast<COptimizerAgentServer*>(context)->_Deliver(*message);
     return ERROR_SUCCESS;
@@ -119,7 +120,7 @@ uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* 
 void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
     TRACE_SCOPE("COptimizerAgentServer::_Deliver");
     // Held over the calls: an observer that unregisters elsewhere waits until it isn't called any more.
-    const CriticalSectionGuard guard(m_mapLock);
+    const std::lock_guard guard(m_mapLock);
     const auto found = m_observers.find(static_cast<int32_t>(message.id));
     if (found == m_observers.end()) return;
     found->second->ForEach([&](IOptimizerAgentEvents* observer) {

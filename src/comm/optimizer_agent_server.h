@@ -7,8 +7,8 @@
 #include "border/host.h"
 #include "border/optimizer_agent.h"
 #include "frame/callback_list.h"
-#include "frame/critical_section.h"
 #include "frame/deleting_destructor.h"
+#include "frame/slim_lock.h"
 
 namespace optimizer {
 
@@ -40,14 +40,14 @@ private:
     using Observers = CallbackList<IOptimizerAgentEvents*>;
 
     uint32_t _Init(IServMain* main);
-    static uint32_t _Receive(void* context, const ConnectorMessage* message);
+    static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
     void _Deliver(const ConnectorMessage& message);
     uint32_t _Register(int32_t id, IOptimizerAgentEvents* observer);
 
     std::map<int32_t, std::unique_ptr<Observers>> m_observers;  // guarded by m_mapLock
-    CCriticalSection m_startLock;  // not taken by a callback, which Stop waits for
-    int32_t m_startCount = 0;      // guarded by m_startLock
-    CCriticalSection m_mapLock;
+    CSlimLock m_startLock;     // not taken by a callback, which Stop waits for
+    int32_t m_startCount = 0;  // guarded by m_startLock
+    CSlimLock m_mapLock;
     IConnectorServer* m_connector = nullptr;
     ConnectorEndpoint* m_endpoint = nullptr;
     IComponentManager* m_components = nullptr;

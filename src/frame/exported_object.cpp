@@ -60,7 +60,7 @@ void ExportedObjectBase::Release() {
     m_destroy = nullptr;
     m_create = nullptr;
     m_library.Reset();
-    m_name.clear();
+    std::wstring().swap(m_name);  // its memory too: an owner may be freed without a destructor
 }
 
 }  // namespace optimizer

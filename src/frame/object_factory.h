@@ -28,21 +28,24 @@ uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_
 /// Ends a component of the table. An unknown name or a null object does nothing.
 void DestroyComponent(const ComponentEntry* table, size_t count, const wchar_t* name, void* object);
 
-/// Row for a component whose object ends through its destructor.
-template <class Class>
+/// Row for a component whose object ends through its destructor. `Main` is its first base, for a class that
+/// has IVxBaseInterface more than once.
+template <class Class, class Main = Class>
 constexpr ComponentEntry OwnedComponent(const wchar_t* name) noexcept {
-    return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
-            [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
-            [](void* object) { delete static_cast<Class*>(static_cast<IVxBaseInterface*>(object)); }};
+    return {name, []() -> IVxBaseInterface* { return static_cast<Main*>(new (std::nothrow) Class); },
+            [](IVxBaseInterface* object) { delete static_cast<Class*>(static_cast<Main*>(object)); },
+            [](void* object) {
+                delete static_cast<Class*>(static_cast<Main*>(static_cast<IVxBaseInterface*>(object)));
+            }};
 }
 
 /// Row for a component whose memory is freed without a destructor: it must have let go of everything in
 /// UnInit, and IVxBaseInterface must be its first base. Hosts rely on that order of events, so no destructor
 /// runs here.
-template <class Class>
+template <class Class, class Main = Class>
 constexpr ComponentEntry RawComponent(const wchar_t* name) noexcept {
-    return {name, []() -> IVxBaseInterface* { return new (std::nothrow) Class; },
-            [](IVxBaseInterface* object) { delete static_cast<Class*>(object); },
+    return {name, []() -> IVxBaseInterface* { return static_cast<Main*>(new (std::nothrow) Class); },
+            [](IVxBaseInterface* object) { delete static_cast<Class*>(static_cast<Main*>(object)); },
             [](void* object) { ::operator delete(object); }};
 }
 

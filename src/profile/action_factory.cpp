@@ -53,9 +53,7 @@ constexpr Row kActions[] = {
          return ActionPointer(new CHibernateAction(kHibernateOnCable, false, Read<HibernateParams>(json)));
      }},
     {L"DisableBalloon",
-     [](const picojson::value&, IServMain* main) {
-         return ActionPointer(new CDisableBalloonAction(main));
-     }},
+     [](const picojson::value&, IServMain* main) { return ActionPointer(new CDisableBalloonAction(main)); }},
 };
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-namespace host {
+namespace optimizer {
 
 /// Held for moments; its thread can't take it again. Fits std::lock_guard and std::unique_lock.
 class CSlimLock {
@@ -39,4 +39,4 @@ private:
     CONDITION_VARIABLE m_variable = CONDITION_VARIABLE_INIT;
 };
 
-}  // namespace host
+}  // namespace optimizer

@@ -1,0 +1,271 @@
+#include "comm/optimizer_al_comm.h"
+
+#include <windows.h>
+
+#include "frame/guarded.h"
+#include "frame/object_factory.h"
+#include "frame/trace.h"
+#include "frame/vx_string.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kEngine = L"optimizeral";
+constexpr const wchar_t* kConnector = L"connserver";
+
+bool SenderWaits(const ConnectorMessage* message) {
+    return (message->flags & ConnectorMessage::kSenderWaits) != 0;
+}
+
+/// The number that a request begins with; 0 when the payload is too short for one.
+uint32_t NumberOf(const ConnectorMessage* message) {
+    return CByteStream(PayloadOf(message), message->sizeBytes).ReadUint32();
+}
+
+}  // namespace
+
+const COptimizerALComm::Request COptimizerALComm::kRequests[] = {
+    {NpcMsg::OptimizerSetProfile, true, &COptimizerALComm::_SetProfile},
+    {NpcMsg::OptimizerGetProfile, false, &COptimizerALComm::_GetProfile},
+    {NpcMsg::OptimizerSetProfileConfig, false, &COptimizerALComm::_SetProfileConfig},
+    {NpcMsg::OptimizerGetProfileConfig, false, &COptimizerALComm::_GetProfileConfig},
+    {NpcMsg::OptimizerModuleEnable, true, &COptimizerALComm::_ModuleEnable},
+    {NpcMsg::OptimizerModuleGetEnable, false, &COptimizerALComm::_ModuleGetEnable},
+    {NpcMsg::OptimizerStartTask, true, &COptimizerALComm::_StartTask},
+    {NpcMsg::OptimizerCancelTask, true, &COptimizerALComm::_CancelTask},
+};
+
+void* COptimizerALComm::QueryInterface(const Identifier* iid) {
+    return AnswerFor<IPlainPlugin>(this, iid);
+}
+
+uint32_t COptimizerALComm::Init(IServMain* main) {
+    return Guarded([&] {
+        const uint32_t error = _Init(main);
+        if (error != ERROR_SUCCESS) UnInit();
+        return error;
+    });
+}
+
+uint32_t COptimizerALComm::_Init(IServMain* main) {
+    TRACE_SCOPE("COptimizerALComm::Init");
+    if (main == nullptr) {
+        TRACE_LINE(trace::kError, L"IServMain is null!");
+        return ERROR_GEN_FAILURE;
+    }
+    m_components = main->GetComponentManager();
+    if (m_components == nullptr) {
+        TRACE_LINE(trace::kError, L"Component Manager is null!");
+        return ERROR_GEN_FAILURE;
+    }
+    void* plugin = nullptr;
+    uint32_t error = m_components->GetPlugin(kEngine, &IOptimizer::kIdentifier, &plugin);
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"Error getting plugin: %s", kEngine);
+        return error;
+    }
+    m_engine = static_cast<IOptimizer*>(plugin);
+    error = m_components->GetPlugin(kConnector, &IConnectorServer::kIdentifier, &plugin);
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"Error getting connector server.");
+        return error;
+    }
+    m_connector = static_cast<IConnectorServer*>(plugin);
+    return ERROR_SUCCESS;
+}
+
+void COptimizerALComm::UnInit() {
+    TRACE_SCOPE("COptimizerALComm::UnInit");
+    if (m_engine != nullptr) m_components->ReleasePlugin(kEngine);
+    if (m_connector != nullptr) m_components->ReleasePlugin(kConnector);
+    m_engine = nullptr;
+    m_connector = nullptr;
+    m_components = nullptr;
+}
+
+uint32_t COptimizerALComm::Start() {
+    TRACE_SCOPE("COptimizerALComm::Start");
+    if (m_engine != nullptr) m_engine->AddEventsObserver(this);
+    if (m_connector == nullptr) {
+        TRACE_LINE(trace::kError, L"Connector server is null.");
+        Stop();
+        return ERROR_GEN_FAILURE;
+    }
+    ConnectorEndpoint* const endpoint = m_connector->registerPipe(kOptimizerPipe, kCommonPipeName);
+    if (endpoint == nullptr) {
+        TRACE_LINE(trace::kError, L"Could not register comm server: %s", kOptimizerPipe);
+        Stop();
+        return ERROR_GEN_FAILURE;
+    }
+    m_endpoint = endpoint;
+    endpoint->setCallback(&_Receive, this, 1);
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerALComm::Stop() {
+    TRACE_SCOPE("COptimizerALComm::Stop");
+    // In this order nothing uses the end any more when it goes: first the events, then the requests.
+    if (m_engine != nullptr) m_engine->RemoveEventsObserver(this);
+    if (ConnectorEndpoint* const endpoint = m_endpoint) {
+        endpoint->stopReceiving(1);
+        m_connector->unregisterPipe(endpoint);
+    }
+    m_endpoint = nullptr;
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerALComm::_Receive(void* context, const ConnectorMessage* message) noexcept {
+    if (context == nullptr) return ERROR_GEN_FAILURE;
+    return Guarded([&] { return static_cast<COptimizerALComm*>(context)->NpcCallback(message); });
+}
+
+uint32_t COptimizerALComm::NpcCallback(const ConnectorMessage* message) {
+    if (message == nullptr) return ERROR_GEN_FAILURE;
+    for (const Request& request : kRequests) {
+        if (static_cast<uint32_t>(request.id) != message->id) continue;
+        if (request.isOneNumber && message->sizeBytes != sizeof(uint32_t)) return ERROR_GEN_FAILURE;
+        (this->*request.answer)(message);
+        return ERROR_SUCCESS;
+    }
+    // No answer: the sender waits until its time is over.
+    return ERROR_GEN_FAILURE;
+}
+
+void COptimizerALComm::_SetProfile(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    const auto wanted = static_cast<profile>(NumberOf(message));
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerSetProfile %d", wanted);
+    _ReplyStatus(message, m_engine->SetProfile(&wanted));
+}
+
+void COptimizerALComm::_GetProfile(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerGetProfile");
+    profile active = profile::Disabled;
+    if (m_engine->GetProfile(&active) == ERROR_SUCCESS) {
+        _Answer(message, &active, sizeof active);
+    } else {
+        // The general failure in place of the engine's code: clients know this request by it.
+        _ReplyStatus(message, ERROR_GEN_FAILURE);
+    }
+}
+
+void COptimizerALComm::_SetProfileConfig(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    CByteStream payload(PayloadOf(message), message->sizeBytes);
+    const auto which = static_cast<profile>(payload.ReadUint32());
+    vx::String config(payload.ReadString().c_str());
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerSetProfileConfig %d %s", which, config.Text());
+    _ReplyStatus(message, m_engine->SetProfileConfig(&which, &config));
+}
+
+void COptimizerALComm::_GetProfileConfig(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    const auto which = static_cast<profile>(NumberOf(message));
+    vx::String config;
+    const uint32_t error = m_engine->GetProfileConfig(&which, &config);
+    // A failure is answered twice, by its code and by an empty config. Clients know both, so leave it so.
+    if (error != ERROR_SUCCESS) {
+        _ReplyStatus(message, error);
+        config.Assign(L"");
+    }
+    CByteStream answer;
+    answer.WriteUint32(static_cast<uint32_t>(which));
+    answer.WriteString(config.Text());
+    _Answer(message, answer.Data(), answer.SizeBytes());
+}
+
+void COptimizerALComm::_ModuleEnable(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    const uint32_t enable = NumberOf(message);
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerModuleEnable %d", enable);
+    _ReplyStatus(message, m_engine->SetModuleEnable(enable != 0));
+}
+
+void COptimizerALComm::_ModuleGetEnable(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerModuleGetEnable");
+    bool enabled = false;
+    const uint32_t error = m_engine->GetModuleEnable(&enabled);
+    if (error == ERROR_SUCCESS) {
+        const uint32_t number = enabled ? 1 : 0;
+        _Answer(message, &number, sizeof number);
+    } else {
+        // The code itself, unlike the request for the profile; on purpose.
+        _ReplyStatus(message, error);
+    }
+}
+
+void COptimizerALComm::_StartTask(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    const auto task = static_cast<int32_t>(NumberOf(message));
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerStartTask %d", task);
+    _AnswerStatus(message, m_engine->StartTask(&task), NpcMsg::OptimizerStartTaskAnswer);
+}
+
+void COptimizerALComm::_CancelTask(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    const auto task = static_cast<int32_t>(NumberOf(message));
+    TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerCancelTask %d", task);
+    m_engine->CancelTask(&task);
+    _AnswerStatus(message, ERROR_SUCCESS, NpcMsg::OptimizerCancelTaskAnswer);
+}
+
+void COptimizerALComm::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {
+    if (SenderWaits(message)) m_endpoint.load()->replyStatus(message, status);
+}
+
+void COptimizerALComm::_Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes) {
+    ConnectorEndpoint* const endpoint = m_endpoint;
+    if (SenderWaits(message)) {
+        endpoint->replyData(message, message->id, data, sizeBytes);
+    } else {
+        endpoint->postMessage(message->id, data, sizeBytes, message->senderId);
+    }
+}
+
+void COptimizerALComm::_AnswerStatus(const ConnectorMessage* message, uint32_t status, NpcMsg answerId) {
+    if (SenderWaits(message)) {
+        _ReplyStatus(message, status);
+    } else {
+        m_endpoint.load()->postMessage(static_cast<uint32_t>(answerId), &status, sizeof status,
+                                       message->senderId);
+    }
+}
+
+template <class... Numbers>
+void COptimizerALComm::_Broadcast(NpcMsg id, const wchar_t* text, Numbers... numbers) {
+    ConnectorEndpoint* const endpoint = m_endpoint;
+    if (endpoint == nullptr) return;
+    CByteStream payload;
+    payload.WriteString(text);
+    (payload.WriteUint32(static_cast<uint32_t>(numbers)), ...);
+    endpoint->broadcast(static_cast<uint32_t>(id), payload.Data(), payload.SizeBytes(), 0, 0, kEveryClient);
+}
+
+void COptimizerALComm::OnTaskFinished(const wchar_t* user, const uint32_t* task, uint32_t status) {
+    _Broadcast(NpcMsg::OnTaskFinished, user, *task, status);
+}
+
+void COptimizerALComm::OnProfileChanged(const wchar_t* user, const profile* changed) {
+    _Broadcast(NpcMsg::OnProfileChanged, user, *changed);
+}
+
+void COptimizerALComm::OnActionsExecuted(const wchar_t* user, const profile* executed) {
+    _Broadcast(NpcMsg::OnActionsExecuted, user, *executed);
+}
+
+void COptimizerALComm::OnProfileConfigChanged(const wchar_t* user, const profile* changed) {
+    _Broadcast(NpcMsg::OnProfileConfigChanged, user, *changed);
+}
+
+void COptimizerALComm::OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
+    _Broadcast(NpcMsg::OnOptimizerModuleEnableChanged, user, enabled ? 1u : 0u);
+}
+
+void COptimizerALComm::OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
+    _Broadcast(NpcMsg::OnOptimizerProcessOptimized, process, count);
+}
+
+}  // namespace optimizer

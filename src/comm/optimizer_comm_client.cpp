@@ -1,0 +1,291 @@
+#include "comm/optimizer_comm_client.h"
+
+#include <cwchar>
+#include <mutex>
+#include <new>
+
+#include <windows.h>
+
+#include "comm/byte_stream.h"
+#include "comm/optimizer_messages.h"
+#include "frame/errors.h"
+#include "frame/guarded.h"
+#include "frame/module_path.h"
+#include "frame/trace.h"
+#include "frame/vx_string.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kConnectorObject = L"connclient";
+constexpr uint32_t kConnectTimeoutMs = 5000;
+constexpr uint32_t kRequestTimeoutMs = 5000;
+
+void WriteConfig(CByteStream& payload, const profiles::profile* which, const vx::String* config) {
+    payload.WriteUint32(static_cast<uint32_t>(*which));
+    payload.WriteString(config != nullptr ? config->Pointer() : nullptr);
+}
+
+}  // namespace
+
+/// A request's number on the wire and its two traces.
+struct COptimizerCommClient::Request {
+    NpcMsg id;
+    const wchar_t* sendFailed;
+    const wchar_t* postFailed;
+
+    static const Request kStartTask, kCancelTask, kSetProfile, kGetProfile, kSetProfileConfig,
+        kGetProfileConfig, kSetModuleEnable, kGetModuleEnable;
+};
+
+COptimizerCommClient::~COptimizerCommClient() {
+    delete m_observers.load();
+}
+
+const COptimizerCommClient::Request COptimizerCommClient::Request::kStartTask = {
+    NpcMsg::OptimizerStartTask, L"sendMessage NpcMsgOptimizerStartTask failed 0x%x",
+    L"postMessage NpcMsgOptimizerStartTask failed 0x%x"};
+// "senMessage" is what this trace has always said; tools look for it.
+const COptimizerCommClient::Request COptimizerCommClient::Request::kCancelTask = {
+    NpcMsg::OptimizerCancelTask, L"senMessage NpcMsgOptimizerCancelTask failed 0x%x",
+    L"postMessage NpcMsgOptimizerCancelTask failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kSetProfile = {
+    NpcMsg::OptimizerSetProfile, L"sendMessage NpcMsgOptimizerSetProfile failed 0x%x",
+    L"postMessage NpcMsgOptimizerSetProfile failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kGetProfile = {
+    NpcMsg::OptimizerGetProfile, L"sendMessage NpcMsgOptimizerGetProfile failed 0x%x",
+    L"postMessage NpcMsgOptimizerGetProfile failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kSetProfileConfig = {
+    NpcMsg::OptimizerSetProfileConfig, L"sendMessage NpcMsgOptimizerSetProfileConfig failed 0x%x",
+    L"postMessage NpcMsgOptimizerSetProfileConfig failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kGetProfileConfig = {
+    NpcMsg::OptimizerGetProfileConfig, L"sendMessage NpcMsgOptimizerGetProfileConfig failed 0x%x",
+    L"postMessage NpcMsgOptimizerGetProfileConfig failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kSetModuleEnable = {
+    NpcMsg::OptimizerModuleEnable, L"sendMessage NpcMsgOptimizerModuleEnable failed 0x%x",
+    L"postMessage NpcMsgOptimizerModuleEnable failed 0x%x"};
+const COptimizerCommClient::Request COptimizerCommClient::Request::kGetModuleEnable = {
+    NpcMsg::OptimizerModuleGetEnable, L"sendMessage NpcMsgOptimizerModuleGetEnable failed 0x%x",
+    L"postMessage NpcMsgOptimizerModuleGetEnable failed 0x%x"};
+
+void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
+    if (iid == nullptr) return nullptr;
+    if (*iid == IVxBaseInterface::kIdentifier || *iid == IServPlugin::kIdentifier ||
+        *iid == IOptimizer::kIdentifier || *iid == IOptimizerALCommClient::kIdentifier) {
+        return static_cast<IOptimizerALCommClient*>(this);
+    }
+    if (*iid == IOptimizerALCommClientAsync::kIdentifier)
+        return static_cast<IOptimizerALCommClientAsync*>(this);
+    return nullptr;
+}
+
+uint32_t COptimizerCommClient::Init(IServMain*) {
+    return Guarded([&] {
+        TRACE_SCOPE("COptimizerCommClient::Init");
+        const std::lock_guard guard(m_lock);
+        if (++m_initCount >= 2) return uint32_t{ERROR_SUCCESS};
+        const uint32_t error = _Init();
+        if (error != ERROR_SUCCESS) _UnInit();
+        return error;
+    });
+}
+
+uint32_t COptimizerCommClient::_Init() {
+    m_log.Get();
+    TRACE_SCOPE("COptimizerCommClient::_Init");
+    uint32_t error = m_connector.Load(GetModuleFolder() + L"connector.dll", kConnectorObject);
+    if (error == ERROR_PROC_NOT_FOUND) error = kErrorNoInterface;
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"FAILED load connector.dll 0x%x", error);
+        return error;
+    }
+    IConnectorClient* const connector = m_connector.Get();
+    error = connector->Init(nullptr);
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"FAILED connector init 0x%x", error);
+        return error;
+    }
+    error = connector->Start();
+    if (error != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"FAILED connector start 0x%x", error);
+        return error;
+    }
+    m_connections =
+        static_cast<IConnectorClient*>(m_connector.QueryInterface(&IConnectorClient::kIdentifier));
+    return m_connections != nullptr ? uint32_t{ERROR_SUCCESS} : kErrorNoInterface;
+}
+
+void COptimizerCommClient::UnInit() {
+    TRACE_SCOPE("COptimizerCommClient::UnInit");
+    const std::lock_guard guard(m_lock);
+    _UnInit();
+}
+
+void COptimizerCommClient::_UnInit() {
+    if (--m_initCount != 0) return;
+    m_connections = nullptr;
+    if (IConnectorClient* const connector = m_connector.Get()) {
+        connector->Stop();
+        connector->UnInit();
+    }
+    m_connector.Release();
+    // No destructor may come after this.
+    delete m_observers.exchange(nullptr);
+    m_log.Release();
+}
+
+uint32_t COptimizerCommClient::Start() {
+    return Guarded([&] {
+        TRACE_SCOPE("COptimizerCommClient::Start");
+        const std::lock_guard guard(m_lock);
+        // Raised and left so also when the connection fails; callers rely on it.
+        if (++m_startCount >= 2) return uint32_t{ERROR_SUCCESS};
+        if (m_connections != nullptr) {
+            m_endpoint = m_connections->connectPipe(kOptimizerPipe, 0, kCommonPipeName, kConnectTimeoutMs);
+        }
+        ConnectorEndpoint* const endpoint = m_endpoint;
+        if (endpoint == nullptr) {
+            TRACE_LINE(trace::kError, L"Coould not connect comm server: %s", kOptimizerPipe);
+            return uint32_t{ERROR_NOT_ENOUGH_MEMORY};
+        }
+        endpoint->setCallback(&_Receive, this, 1);
+        return uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerCommClient::Stop() {
+    TRACE_SCOPE("COptimizerCommClient::Stop");
+    const std::lock_guard guard(m_lock);
+    if (--m_startCount != 0) return ERROR_SUCCESS;
+    ConnectorEndpoint* const endpoint = m_endpoint;
+    if (endpoint == nullptr) return ERROR_SUCCESS;
+    endpoint->stopReceiving(1);
+    m_connections->disconnectPipe(endpoint);
+    m_endpoint = nullptr;
+    return ERROR_SUCCESS;
+}
+
+template <class Read>
+uint32_t COptimizerCommClient::_Ask(const Request& request, const void* data, uint32_t sizeBytes, Read read) {
+    return Guarded([&] {
+        ConnectorEndpoint* const endpoint = m_endpoint;
+        if (endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
+        ConnectorResponse* response = nullptr;
+        const uint32_t code = endpoint->sendMessage(static_cast<uint32_t>(request.id), data, sizeBytes,
+                                                    &response, 0, kRequestTimeoutMs);
+        if (code != ERROR_SUCCESS) return code;
+        // A response with a status stays the endpoint's; it isn't freed here.
+        if (response->status != ERROR_SUCCESS) {
+            TRACE_SCOPE("COptimizerCommClient::_Ask");
+            TRACE_LINE(trace::kError, request.sendFailed, response->status);
+            return response->status;
+        }
+        CByteStream answer(response->data, response->sizeBytes);
+        endpoint->freeResponse(response);
+        return read(answer);
+    });
+}
+
+uint32_t COptimizerCommClient::_Post(const Request& request, const void* data, uint32_t sizeBytes) {
+    return Guarded([&] {
+        ConnectorEndpoint* const endpoint = m_endpoint;
+        if (endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
+        const uint32_t code = endpoint->postMessage(static_cast<uint32_t>(request.id), data, sizeBytes, 0);
+        if (code != ERROR_SUCCESS) {
+            TRACE_SCOPE("COptimizerCommClient::_Post");
+            TRACE_LINE(trace::kError, request.postFailed, code);
+        }
+        return code;
+    });
+}
+
+uint32_t COptimizerCommClient::StartTask(const int32_t* task) {
+    return _Ask(Request::kStartTask, task, sizeof *task,
+                [](CByteStream& answer) { return answer.ReadUint32(); });
+}
+
+void COptimizerCommClient::CancelTask(const int32_t* task) {
+    _Ask(Request::kCancelTask, task, sizeof *task, [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
+}
+
+uint32_t COptimizerCommClient::SetProfile(const profile* wanted) {
+    return _Ask(Request::kSetProfile, wanted, sizeof *wanted,
+                [](CByteStream& answer) { return answer.ReadUint32(); });
+}
+
+uint32_t COptimizerCommClient::GetProfile(profile* active) {
+    return _Ask(Request::kGetProfile, nullptr, 0, [&](CByteStream& answer) {
+        *active = static_cast<profile>(answer.ReadUint32());
+        return uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerCommClient::SetProfileConfig(const profile* which, vx::String* config) {
+    return Guarded([&] {
+        CByteStream payload;
+        WriteConfig(payload, which, config);
+        return _Ask(Request::kSetProfileConfig, payload.Data(), payload.SizeBytes(),
+                    [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
+    });
+}
+
+uint32_t COptimizerCommClient::GetProfileConfig(const profile* which, vx::String* config) {
+    return _Ask(Request::kGetProfileConfig, which, sizeof *which, [&](CByteStream& answer) {
+        answer.ReadUint32();  // the profile, which the caller knows
+        config->Assign(answer.ReadString().c_str());
+        return uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerCommClient::SetModuleEnable(bool enable) {
+    const uint32_t number = enable ? 1 : 0;
+    return _Ask(Request::kSetModuleEnable, &number, sizeof number,
+                [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
+}
+
+uint32_t COptimizerCommClient::GetModuleEnable(bool* enable) {
+    return _Ask(Request::kGetModuleEnable, nullptr, 0, [&](CByteStream& answer) {
+        *enable = answer.ReadUint32() != 0;
+        return uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerCommClient::StartTaskAsync(const int32_t* task) {
+    return _Post(Request::kStartTask, task, sizeof *task);
+}
+
+uint32_t COptimizerCommClient::CancelTaskAsync(const int32_t* task) {
+    return _Post(Request::kCancelTask, task, sizeof *task);
+}
+
+uint32_t COptimizerCommClient::SetProfileAsync(const profile* wanted) {
+    return _Post(Request::kSetProfile, wanted, sizeof *wanted);
+}
+
+uint32_t COptimizerCommClient::GetProfileAsync() {
+    return _Post(Request::kGetProfile, nullptr, 0);
+}
+
+uint32_t COptimizerCommClient::SetProfileConfigAsync(const profile* which, const vx::String* config) {
+    return Guarded([&] {
+        CByteStream payload;
+        WriteConfig(payload, which, config);
+        return _Post(Request::kSetProfileConfig, payload.Data(), payload.SizeBytes());
+    });
+}
+
+uint32_t COptimizerCommClient::GetProfileConfigAsync(const profile* which) {
+    return _Post(Request::kGetProfileConfig, which, sizeof *which);
+}
+
+uint32_t COptimizerCommClient::SetModuleEnableAsync(bool enable) {
+    const uint32_t number = enable ? 1 : 0;
+    return _Post(Request::kSetModuleEnable, &number, sizeof number);
+}
+
+uint32_t COptimizerCommClient::GetModuleEnableAsync() {
+    return _Post(Request::kGetModuleEnable, nullptr, 0);
+}
+
+}  // namespace optimizer

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "border/connector.h"
+#include "border/optimizer_client.h"
+#include "frame/callback_list.h"
+#include "frame/deleting_destructor.h"
+#include "frame/exported_object.h"
+#include "frame/log_binding.h"
+#include "frame/slim_lock.h"
+
+namespace optimizer {
+
+/// Component "optimizercommclient": the engine's operations in a client process, each once with and once
+/// without waiting, and the engine's events.
+///
+/// Init and UnInit, Start and Stop are counted and may come from any thread. A request blocks its thread for
+/// five seconds at most. Events and answers come on a thread of the connector; an observer must not call a
+/// waiting request there, since no answer could arrive. Nothing reconnects: a client whose service went away
+/// makes a new object. Freed without a destructor, so that the last UnInit lets go of everything.
+class COptimizerCommClient final
+    : public WithDeletingDestructor<COptimizerCommClient, IOptimizerALCommClient>,
+      public IOptimizerALCommClientAsync {
+public:
+    using profile = profiles::profile;
+
+    COptimizerCommClient() = default;
+    ~COptimizerCommClient();
+    COptimizerCommClient(const COptimizerCommClient&) = delete;
+    COptimizerCommClient& operator=(const COptimizerCommClient&) = delete;
+
+    void* QueryInterface(const Identifier* iid) override;
+    /// Loads the connector; `main` isn't used. 0, or the error of the connector.
+    uint32_t Init(IServMain* main) override;
+    void UnInit() override;
+    /// Connects, waiting up to five seconds for the service; 8 when there is none. The count stays raised
+    /// then, so that the next Start gives 0 without a connection: a failed client is to be thrown away.
+    uint32_t Start() override;
+    uint32_t Stop() override;
+
+    uint32_t StartTask(const int32_t* task) override;
+    void CancelTask(const int32_t* task) override;
+    uint32_t SetProfile(const profile* wanted) override;
+    uint32_t GetProfile(profile* active) override;
+    uint32_t SetProfileConfig(const profile* which, vx::String* config) override;
+    uint32_t GetProfileConfig(const profile* which, vx::String* config) override;
+    uint32_t SetModuleEnable(bool enable) override;
+    uint32_t GetModuleEnable(bool* enable) override;
+    uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
+    uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
+
+    uint32_t StartTaskAsync(const int32_t* task) override;
+    uint32_t CancelTaskAsync(const int32_t* task) override;
+    uint32_t SetProfileAsync(const profile* wanted) override;
+    uint32_t GetProfileAsync() override;
+    uint32_t SetProfileConfigAsync(const profile* which, const vx::String* config) override;
+    uint32_t GetProfileConfigAsync(const profile* which) override;
+    uint32_t SetModuleEnableAsync(bool enable) override;
+    uint32_t GetModuleEnableAsync() override;
+    uint32_t AddResponseObserver(IOptimizerResponse* observer) override;
+    uint32_t RemoveResponseObserver(IOptimizerResponse* observer) override;
+
+private:
+    struct Request;
+    using ProfileEvent = void (IOptimizerEvents::*)(const wchar_t* user, const profile* which);
+    struct Observers {
+        CallbackList<IOptimizerEvents*> events;
+        CallbackList<IOptimizerResponse*> responses;
+    };
+
+    uint32_t _Init();
+    void _UnInit();
+    /// Made by the first registration; null when the memory is short.
+    Observers* _Observers();
+
+    /// Sends and waits; `read` takes the result out of an answer with the status 0.
+    template <class Read>
+    uint32_t _Ask(const Request& request, const void* data, uint32_t sizeBytes, Read read);
+    uint32_t _Post(const Request& request, const void* data, uint32_t sizeBytes);
+
+    static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
+    uint32_t NpcCallback(const ConnectorMessage* message);
+    void _ReplyStatus(const ConnectorMessage* message, uint32_t status);
+    // Each traces what it was told and passes it on to the observers.
+    void OnGetProfile(profile active);
+    void OnGetProfileConfig(profile which, const wchar_t* config);
+    void OnGetModuleEnable(bool enabled);
+    void OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status);
+    void OnProfileEvent(ProfileEvent event, const wchar_t* user, uint32_t number);
+    void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled);
+    void OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count);
+    template <class Notify>
+    void _NotifyEvents(Notify notify);
+    template <class Notify>
+    void _NotifyResponses(Notify notify);
+
+    CSlimLock m_lock;
+    int32_t m_startCount = 0;                      // guarded by m_lock
+    int32_t m_initCount = 0;                       // guarded by m_lock
+    ExportedObject<IConnectorClient> m_connector;  // guarded by m_lock
+    IConnectorClient* m_connections = nullptr;     // guarded by m_lock
+    std::atomic<ConnectorEndpoint*> m_endpoint = nullptr;
+    std::atomic<Observers*> m_observers = nullptr;
+    trace::LogHolder m_log;
+};
+
+}  // namespace optimizer

@@ -1,0 +1,187 @@
+// The receiving half of the client: messages of the service become calls of the observers.
+#include <cwchar>
+#include <new>
+
+#include <windows.h>
+
+#include "comm/byte_stream.h"
+#include "comm/optimizer_comm_client.h"
+#include "comm/optimizer_messages.h"
+#include "frame/guarded.h"
+#include "frame/trace.h"
+#include "frame/users_library.h"
+
+namespace optimizer {
+
+namespace {
+
+/// Whether an event may pass. Events of the client's own user are dropped: clients know what they did
+/// themselves, and count on not hearing of it. Leave the sense of the test as it is.
+bool IsForObservers(const wchar_t* user) {
+    TRACE_SCOPE("COptimizerCommClient::GetCurrentUser");
+    std::wstring own;
+    if (!GetCurrentUserName(own)) {
+        TRACE_LINE(trace::kInformation, L"SrvGetCurrentUserName failed");
+        return true;
+    }
+    return _wcsicmp(own.c_str(), user) != 0;
+}
+
+}  // namespace
+
+COptimizerCommClient::Observers* COptimizerCommClient::_Observers() {
+    Observers* observers = m_observers;
+    if (observers != nullptr) return observers;
+    auto* const made = new (std::nothrow) Observers;
+    if (m_observers.compare_exchange_strong(observers, made)) return made;
+    delete made;
+    return observers;
+}
+
+uint32_t COptimizerCommClient::_Receive(void* context, const ConnectorMessage* message) noexcept {
+    if (context == nullptr || message == nullptr) return ERROR_GEN_FAILURE;
+    return Guarded([&] { return static_cast<COptimizerCommClient*>(context)->NpcCallback(message); });
+}
+
+uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
+    CByteStream payload(PayloadOf(message), message->sizeBytes);
+    const bool isOneNumber = message->sizeBytes == sizeof(uint32_t);
+    std::wstring text;
+    switch (static_cast<NpcMsg>(message->id)) {
+        // The answers are never answered in turn.
+        case NpcMsg::OptimizerGetProfile:
+            if (!isOneNumber) return ERROR_GEN_FAILURE;
+            OnGetProfile(static_cast<profile>(payload.ReadUint32()));
+            return ERROR_SUCCESS;
+        case NpcMsg::OptimizerGetProfileConfig: {
+            const auto which = static_cast<profile>(payload.ReadUint32());
+            OnGetProfileConfig(which, payload.ReadString().c_str());
+            return ERROR_SUCCESS;
+        }
+        case NpcMsg::OptimizerModuleGetEnable:
+            if (!isOneNumber) return ERROR_GEN_FAILURE;
+            OnGetModuleEnable(payload.ReadUint32() != 0);
+            return ERROR_SUCCESS;
+        case NpcMsg::OptimizerStartTaskAnswer:
+        case NpcMsg::OptimizerCancelTaskAnswer:
+            if (!isOneNumber) return ERROR_GEN_FAILURE;
+            break;
+        case NpcMsg::OnProfileChanged:
+            text = payload.ReadString();
+            OnProfileEvent(&IOptimizerEvents::OnProfileChanged, text.c_str(), payload.ReadUint32());
+            break;
+        case NpcMsg::OnActionsExecuted:
+            text = payload.ReadString();
+            OnProfileEvent(&IOptimizerEvents::OnActionsExecuted, text.c_str(), payload.ReadUint32());
+            break;
+        case NpcMsg::OnProfileConfigChanged:
+            text = payload.ReadString();
+            OnProfileEvent(&IOptimizerEvents::OnProfileConfigChanged, text.c_str(), payload.ReadUint32());
+            break;
+        case NpcMsg::OnOptimizerModuleEnableChanged:
+            text = payload.ReadString();
+            OnOptimizerModuleEnableChanged(text.c_str(), payload.ReadUint32() != 0);
+            break;
+        case NpcMsg::OnOptimizerProcessOptimized:
+            text = payload.ReadString();
+            OnOptimizerProcessOptimized(text.c_str(), payload.ReadUint32());
+            break;
+        case NpcMsg::OnTaskFinished: {
+            text = payload.ReadString();
+            const uint32_t task = payload.ReadUint32();
+            OnTaskFinished(text.c_str(), task, payload.ReadUint32());
+            break;
+        }
+        default:
+            _ReplyStatus(message, ERROR_GEN_FAILURE);
+            return ERROR_SUCCESS;
+    }
+    _ReplyStatus(message, ERROR_SUCCESS);
+    return ERROR_SUCCESS;
+}
+
+void COptimizerCommClient::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {
+    if ((message->flags & ConnectorMessage::kSenderWaits) != 0)
+        m_endpoint.load()->replyStatus(message, status);
+}
+
+template <class Notify>
+void COptimizerCommClient::_NotifyEvents(Notify notify) {
+    if (Observers* const observers = m_observers) observers->events.ForEach(notify);
+}
+
+template <class Notify>
+void COptimizerCommClient::_NotifyResponses(Notify notify) {
+    if (Observers* const observers = m_observers) observers->responses.ForEach(notify);
+}
+
+void COptimizerCommClient::OnGetProfile(profile active) {
+    TRACE_SCOPE("COptimizerCommClient::OnGetProfile");
+    TRACE_LINE(trace::kInformation, L"profile=%d", active);
+    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfile(&active); });
+}
+
+void COptimizerCommClient::OnGetProfileConfig(profile which, const wchar_t* config) {
+    TRACE_SCOPE("COptimizerCommClient::OnGetProfileConfig");
+    TRACE_LINE(trace::kInformation, L"profile=%d setts=%s", which, config);
+    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
+}
+
+void COptimizerCommClient::OnGetModuleEnable(bool enabled) {
+    TRACE_SCOPE("COptimizerCommClient::OnGetModuleEnable");
+    TRACE_LINE(trace::kInformation, L"enabled=%s", enabled ? L"true" : L"false");
+    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetModuleEnable(enabled); });
+}
+
+void COptimizerCommClient::OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status) {
+    TRACE_SCOPE("COptimizerCommClient::OnTaskFinished");
+    TRACE_LINE(trace::kInformation, L"user=%s task=%d status=%d", user, task, status);
+    if (!IsForObservers(user)) return;
+    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
+}
+
+void COptimizerCommClient::OnProfileEvent(ProfileEvent event, const wchar_t* user, uint32_t number) {
+    TRACE_SCOPE("COptimizerCommClient::OnProfileEvent");
+    TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, number);
+    if (!IsForObservers(user)) return;
+    const auto which = static_cast<profile>(number);
+    _NotifyEvents([&](IOptimizerEvents* observer) { (observer->*event)(user, &which); });
+}
+
+void COptimizerCommClient::OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
+    TRACE_SCOPE("COptimizerCommClient::OnOptimizerModuleEnableChanged");
+    TRACE_LINE(trace::kInformation, L"user=%s enabled=%d", user, enabled);
+    if (!IsForObservers(user)) return;
+    _NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnOptimizerModuleEnableChanged(user, enabled); });
+}
+
+void COptimizerCommClient::OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
+    TRACE_SCOPE("COptimizerCommClient::OnOptimizerProcessOptimized");
+    TRACE_LINE(trace::kInformation, L"process=%s count=%d", process, count);
+    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
+}
+
+uint32_t COptimizerCommClient::AddEventsObserver(IOptimizerEvents* observer) {
+    if (observer == nullptr) return ERROR_INVALID_PARAMETER;
+    Observers* const observers = _Observers();
+    return observers != nullptr ? observers->events.Add(observer) : uint32_t{ERROR_OUTOFMEMORY};
+}
+
+uint32_t COptimizerCommClient::RemoveEventsObserver(IOptimizerEvents* observer) {
+    Observers* const observers = m_observers;
+    return observers != nullptr ? observers->events.Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
+}
+
+uint32_t COptimizerCommClient::AddResponseObserver(IOptimizerResponse* observer) {
+    if (observer == nullptr) return ERROR_INVALID_PARAMETER;
+    Observers* const observers = _Observers();
+    return observers != nullptr ? observers->responses.Add(observer) : uint32_t{ERROR_OUTOFMEMORY};
+}
+
+uint32_t COptimizerCommClient::RemoveResponseObserver(IOptimizerResponse* observer) {
+    Observers* const observers = m_observers;
+    return observers != nullptr ? observers->responses.Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
+}
+
+}  // namespace optimizer
