@@ -1,0 +1,67 @@
+#include "host/agent/agent_host.h"
+
+#include <utility>
+
+#include <windows.h>
+
+#include "frame/guarded.h"
+#include "frame/module_path.h"
+#include "frame/trace.h"
+#include "host/plugin_host/plugin_host.h"
+#include "host/plugin_host/service_presence.h"
+
+namespace host {
+
+namespace {
+
+namespace trace = optimizer::trace;
+
+constexpr uint32_t kQueueThreads = 2;
+// Between two attempts, each of which waits for the pipe by itself.
+constexpr DWORD kPauseMs = 2000;
+
+}  // namespace
+
+std::wstring DefaultAgentPluginList() {
+    return optimizer::GetModuleFolder() + L"settings\\agent_plugins.xml";
+}
+
+AgentHost::AgentHost(std::wstring pluginList, HANDLE stop)
+    : m_pluginList(std::move(pluginList)),
+      m_stop(stop),
+      m_ended(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      m_thread([this] { _Run(); }) {}
+
+AgentHost::~AgentHost() {
+    SetEvent(m_stop);
+    m_thread.join();
+}
+
+void AgentHost::_Run() {
+    TRACE_SCOPE("AgentHost::_Run");
+    const uint32_t error =
+        optimizer::Guarded([&] { return _Serve() ? uint32_t{ERROR_SUCCESS} : uint32_t{ERROR_GEN_FAILURE}; });
+    if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"The agent ends: 0x%x", error);
+    SetEvent(m_ended.Get());
+}
+
+/// False when this process can't be a host.
+bool AgentHost::_Serve() {
+    TRACE_SCOPE("AgentHost::_Serve");
+    PluginHost plugins;
+    if (!plugins.Start(kQueueThreads, m_problem)) return false;
+    do {
+        std::wstring problem;
+        if (!plugins.Load(m_pluginList, problem)) {
+            // No service, most of the time: it may not have started yet.
+            TRACE_LINE(trace::kInformation, L"%s", problem.c_str());
+            continue;
+        }
+        const PresenceEnd end = WaitForServiceEnd(m_stop);
+        plugins.Unload();
+        if (end == PresenceEnd::Stopped) break;
+    } while (WaitForSingleObject(m_stop, kPauseMs) == WAIT_TIMEOUT);
+    return true;
+}
+
+}  // namespace host
