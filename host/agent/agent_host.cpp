@@ -1,5 +1,6 @@
 #include "host/agent/agent_host.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <windows.h>
@@ -17,8 +18,8 @@ namespace {
 namespace trace = optimizer::trace;
 
 constexpr uint32_t kQueueThreads = 2;
-// Between two attempts, each of which waits for the pipe by itself.
-constexpr DWORD kPauseMs = 2000;
+constexpr DWORD kPauseMs = 2000;  // between two looks for the service
+constexpr DWORD kLongestPauseMs = 60000;
 
 }  // namespace
 
@@ -50,17 +51,21 @@ bool AgentHost::_Serve() {
     TRACE_SCOPE("AgentHost::_Serve");
     PluginHost plugins;
     if (!plugins.Start(kQueueThreads, m_problem)) return false;
+    DWORD pauseMs = kPauseMs;
     do {
+        if (!IsServicePresent()) continue;
         std::wstring problem;
         if (!plugins.Load(m_pluginList, problem)) {
-            // No service, most of the time: it may not have started yet.
-            TRACE_LINE(trace::kInformation, L"%s", problem.c_str());
+            // The service may not serve its pipes yet. When it never does, the log isn't to be flooded.
+            TRACE_LINE(trace::kWarning, L"%s", problem.c_str());
+            pauseMs = std::min(pauseMs * 2, kLongestPauseMs);
             continue;
         }
+        pauseMs = kPauseMs;
         const PresenceEnd end = WaitForServiceEnd(m_stop);
         plugins.Unload();
         if (end == PresenceEnd::Stopped) break;
-    } while (WaitForSingleObject(m_stop, kPauseMs) == WAIT_TIMEOUT);
+    } while (WaitForSingleObject(m_stop, pauseMs) == WAIT_TIMEOUT);
     return true;
 }
 

@@ -45,6 +45,12 @@ void ServicePresence::LetGo() {
     m_mutex.Reset();
 }
 
+bool IsServicePresent() {
+    const optimizer::KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kName));
+    const DWORD error = GetLastError();
+    return mutex || error != ERROR_FILE_NOT_FOUND;
+}
+
 PresenceEnd WaitForServiceEnd(HANDLE stop) {
     TRACE_SCOPE("WaitForServiceEnd");
     const optimizer::KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kName));

@@ -24,6 +24,9 @@ private:
     bool m_held = false;
 };
 
+/// Whether a service runs, or may run where that can't be told.
+bool IsServicePresent();
+
 /// How a wait for the service's end came out.
 enum class PresenceEnd {
     Stopped,  // `stop` was signalled

@@ -20,6 +20,7 @@ public:
         EqWorkItem* work = nullptr;
         ISerialExecution* serial = nullptr;
         uint32_t periodMs = 0;  // 0 for an item that isn't a timer
+        uint32_t repeatCount = 0;
         bool running = false;
         optimizer::KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 
@@ -47,8 +48,12 @@ public:
 
     /// Runs the pending items in order, those posted meanwhile included; returns how many ran. Timers stay.
     size_t RunAll();
+    /// Lets the pending timers fire once; returns how many did.
+    size_t FireTimers();
     /// Names of the items that have not run yet.
     std::vector<std::wstring> Pending() const;
+
+    const Item& Last() const { return *m_items.back(); }
 
     uint32_t postError = 0;     // what Post answers
     bool refuseSerial = false;  // CreateSerialExecution leaves its argument null
