@@ -1,5 +1,7 @@
 #include "actions/block_win_notifications_win8_action.h"
 
+#include <utility>
+
 #include <windows.h>
 
 #include "actions/action_support.h"
@@ -10,9 +12,10 @@
 
 namespace optimizer {
 
-CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(
-    const wchar_t* name, const BlockWinNotificationsParams& parameters, IServMain* main)
-    : m_name(name), m_parameters(parameters), m_main(main) {}
+CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(const wchar_t* name,
+                                                                   BlockWinNotificationsParams parameters,
+                                                                   IServMain* main)
+    : m_name(name), m_parameters(std::move(parameters)), m_main(main) {}
 
 uint32_t CBlockWinNotificationsWin8Action::Start() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Start");

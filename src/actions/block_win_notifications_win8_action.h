@@ -12,7 +12,7 @@ namespace optimizer {
 /// it. One thread at a time.
 class CBlockWinNotificationsWin8Action final : public IOptimizerAction {
 public:
-    CBlockWinNotificationsWin8Action(const wchar_t* name, const BlockWinNotificationsParams& parameters,
+    CBlockWinNotificationsWin8Action(const wchar_t* name, BlockWinNotificationsParams parameters,
                                      IServMain* main);
 
     /// 31 when the user can't be found; otherwise the code of the agents' message, or of the registry where

@@ -29,11 +29,9 @@ uint32_t FakeEventQueue::Post(const wchar_t* name, QueueHandle* out, EqWorkItem*
     return _Add(name, out, item, nullptr, 0);
 }
 
-uint32_t FakeEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs,
-                                   uint32_t repeatCount, EqWorkItem* item, uint64_t, uint64_t, uint64_t) {
-    const uint32_t error = _Add(name, out, item, nullptr, periodMs);
-    if (error == 0) m_items.back()->repeatCount = repeatCount;
-    return error;
+uint32_t FakeEventQueue::PostTimer(const wchar_t* name, QueueHandle* out, uint32_t periodMs, uint32_t,
+                                   EqWorkItem* item, uint64_t, uint64_t, uint64_t) {
+    return _Add(name, out, item, nullptr, periodMs);
 }
 
 uint32_t FakeEventQueue::_Add(const wchar_t* name, QueueHandle* out, EqWorkItem* item,
@@ -111,14 +109,10 @@ size_t FakeEventQueue::RunAll() {
     return ran;
 }
 
-size_t FakeEventQueue::FireTimers() {
-    size_t fired = 0;
+void FakeEventQueue::FireTimers() {
     for (const auto& item : m_items) {
-        if (item->periodMs == 0 || item->IsDone()) continue;
-        item->work->Execute();
-        ++fired;
+        if (item->periodMs != 0 && !item->IsDone()) item->work->Execute();
     }
-    return fired;
 }
 
 std::vector<std::wstring> FakeEventQueue::Pending() const {

@@ -20,7 +20,6 @@ public:
         EqWorkItem* work = nullptr;
         ISerialExecution* serial = nullptr;
         uint32_t periodMs = 0;  // 0 for an item that isn't a timer
-        uint32_t repeatCount = 0;
         bool running = false;
         optimizer::KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 
@@ -48,8 +47,8 @@ public:
 
     /// Runs the pending items in order, those posted meanwhile included; returns how many ran. Timers stay.
     size_t RunAll();
-    /// Lets the pending timers fire once; returns how many did.
-    size_t FireTimers();
+    /// Lets the pending timers fire once.
+    void FireTimers();
     /// Names of the items that have not run yet.
     std::vector<std::wstring> Pending() const;
 

@@ -1,10 +1,7 @@
 #include "tests/support/fake_session.h"
 
-#include <utility>
+#include <gtest/gtest.h>
 
-#include <wtsapi32.h>
-
-#include "actions/user_sid.h"
 #include "comm/byte_stream.h"
 #include "frame/users_library.h"
 #include "tests/support/simulated_users.h"
@@ -16,29 +13,29 @@ FakeSession g_session;
 namespace {
 
 BOOL WINAPI ParametersInfo(UINT action, UINT number, void* argument, UINT flags) {
-    const bool animation = action == SPI_GETANIMATION || action == SPI_SETANIMATION;
-    auto* const info = static_cast<ANIMATIONINFO*>(argument);
-    bool sound = !animation || (number == 8 && info->cbSize == 8);
-    if (const auto effect = g_session.effects.find(action); effect != g_session.effects.end()) {
-        *(animation ? &info->iMinAnimate : static_cast<int*>(argument)) = effect->second;
-        sound = sound && flags == 0 && (animation || number == 0);
+    const bool reads = g_session.effects.contains(action);
+    int* value = reads ? &g_session.effects[action] : &g_session.effects[action - 1];
+    bool sound = flags == (reads ? 0 : SPIF_UPDATEINIFILE);
+    if (action == SPI_GETANIMATION || action == SPI_SETANIMATION) {
+        auto* const info = static_cast<ANIMATIONINFO*>(argument);
+        sound = sound && number == 8 && info->cbSize == 8;
+        *(reads ? &info->iMinAnimate : value) = reads ? *value : info->iMinAnimate;
+    } else if (reads) {
+        *static_cast<int*>(argument) = *value;
     } else {
-        const int value =
-            animation ? info->iMinAnimate : static_cast<int>(reinterpret_cast<intptr_t>(argument));
-        const UINT expected = action == SPI_SETFONTSMOOTHING ? static_cast<UINT>(value) : 0;
-        sound = sound && flags == SPIF_UPDATEINIFILE && (animation || number == expected);
-        g_session.effects[action - 1] = value;
+        *value = static_cast<int>(reinterpret_cast<intptr_t>(argument));
+        sound = sound && number == (action == SPI_SETFONTSMOOTHING ? static_cast<UINT>(*value) : 0);
     }
-    if (!sound) g_session.misuses.push_back(std::to_wstring(action));
-    return sound;
+    g_session.misuses += sound ? 0 : 1;
+    return TRUE;
 }
 
 LRESULT WINAPI Broadcast(HWND window, UINT message, WPARAM, LPARAM area, UINT flags, UINT timeoutMs,
                          PDWORD_PTR) {
-    if (window == HWND_BROADCAST && message == WM_SETTINGCHANGE && flags == 3) {
-        g_session.broadcasts.push_back(reinterpret_cast<const wchar_t*>(area) + std::wstring(L" ") +
-                                       std::to_wstring(timeoutMs));
-    }
+    const bool asTold = window == HWND_BROADCAST && message == WM_SETTINGCHANGE && flags == 3;
+    g_session.broadcasts.push_back(asTold ? reinterpret_cast<const wchar_t*>(area) + std::wstring(L" ") +
+                                                std::to_wstring(timeoutMs)
+                                          : L"in another way");
     return 1;
 }
 
@@ -51,58 +48,30 @@ BOOL WINAPI VerifyVersion(OSVERSIONINFOEXW* wanted, DWORD, DWORDLONG) {
     return wanted->dwMajorVersion == 6 && static_cast<int>(wanted->dwMinorVersion) <= g_session.minorVersion;
 }
 
-std::wstring WineUser() {
-    wchar_t name[256] = L"";
-    DWORD length = 256;
-    return GetUserNameW(name, &length) ? name : L"";
-}
-
 }  // namespace
 
-UserRegistry::UserRegistry(std::wstring key) {
-    std::wstring sid;
-    if (optimizer::LookUpSid(WineUser(), sid) == 0) m_path = sid + L"\\" + std::move(key);
-    Remove();
-}
-
-UserRegistry::~UserRegistry() {
-    Remove();
-}
-
-void UserRegistry::Make() const {
-    optimizer::RegistryKey key;
-    RegCreateKeyExW(HKEY_USERS, m_path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Receive(),
-                    nullptr);
-}
-
-void UserRegistry::Remove() const {
-    RegDeleteTreeW(HKEY_USERS, m_path.c_str());
-}
-
-int UserRegistry::Get(const wchar_t* value) const {
+int UserValue(const wchar_t* key, const wchar_t* value) {
     DWORD data = 0;
     DWORD sizeBytes = sizeof(data);
     const LSTATUS error =
-        RegGetValueW(HKEY_USERS, m_path.c_str(), value, RRF_RT_REG_DWORD, nullptr, &data, &sizeBytes);
+        RegGetValueW(HKEY_CURRENT_USER, key, value, RRF_RT_REG_DWORD, nullptr, &data, &sizeBytes);
     return error == ERROR_SUCCESS ? static_cast<int>(data) : -1;
-}
-
-void UserRegistry::Set(const wchar_t* value, DWORD data) const {
-    RegSetKeyValueW(HKEY_USERS, m_path.c_str(), value, REG_DWORD, &data, sizeof(data));
 }
 
 AgentPair::AgentPair() {
     g_session = {};
     optimizer::VxUsersLibrary::Instance().Bind();
-    SetSimulatedUser(L"", WineUser().c_str());
+    wchar_t name[50] = L"";
+    DWORD length = 50;
+    GetUserNameW(name, &length);
+    SetSimulatedUser(L"", name);
     SimulatedUsers() = {};
     host.manager.plugins = {{L"connserver", &connector.server},
                             {L"connclient", &connector.client},
                             {L"optimizeragentserver", &server}};
-    server.Init(&host);
-    server.Start();
-    agent.Init(&host);
-    agent.Start();
+    EXPECT_EQ(server.Init(&host) + server.Start() + agent.Init(&host), 0U);
+    connector.Join();
+    EXPECT_EQ(agent.Start(), 0U);
 }
 
 AgentPair::~AgentPair() {
@@ -110,6 +79,8 @@ AgentPair::~AgentPair() {
     agent.UnInit();
     server.Stop();
     server.UnInit();
+    EXPECT_EQ(SimulatedUsers().impersonations, 0) << "a thread stayed somebody else";
+    EXPECT_EQ(g_session.misuses, 0);
 }
 
 std::string Packed(const std::string& text) {
@@ -119,16 +90,6 @@ std::string Packed(const std::string& text) {
 }
 
 }  // namespace test_support
-
-// In place of the import libraries'.
-BOOL WINAPI WTSQuerySessionInformationW(HANDLE, DWORD, WTS_INFO_CLASS which, wchar_t** buffer, DWORD*) {
-    *buffer = _wcsdup(test_support::g_session.domain.c_str());
-    return which == WTSDomainName && !test_support::g_session.domain.empty();
-}
-
-void WINAPI WTSFreeMemory(void* memory) {
-    free(memory);
-}
 
 extern "C" {
 decltype(&SystemParametersInfoW) __imp_SystemParametersInfoW = &test_support::ParametersInfo;

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include "comm/optimizer_agent.h"
 #include "comm/optimizer_agent_server.h"
 #include "tests/support/fake_connector.h"
@@ -13,34 +11,21 @@
 
 namespace test_support {
 
-/// A user's session in place of the imports that reach one: the visual effects are numbers, time is not
-/// waited for. Linked only where it is wanted.
+/// A user's session in place of the imports that reach one: the visual effects are numbers, nothing waits.
+/// Linked only where it is wanted.
 struct FakeSession {
-    std::map<UINT, int> effects;        // by the action that reads them
-    std::vector<std::wstring> misuses;  // calls in a form that the system would not take
+    std::map<uint32_t, int> effects;  // by the action that reads them
+    int misuses = 0;                  // calls in a form that the system would not take
     std::vector<std::wstring> broadcasts;
-    std::wstring domain;   // of the console's user
     int minorVersion = 3;  // Windows 6.x
     int waits = 0;         // for an agent's report
 };
 extern FakeSession g_session;
 
-/// The values of the Wine user under HKEY_USERS, as other programs see them.
-class UserRegistry {
-public:
-    explicit UserRegistry(std::wstring key);
-    ~UserRegistry();
-    void Make() const;
-    void Remove() const;
-    /// -1 when there is no such value.
-    int Get(const wchar_t* value) const;
-    void Set(const wchar_t* value, DWORD data) const;
+/// A number of the Wine user's registry; -1 when there is none.
+int UserValue(const wchar_t* key, const wchar_t* value);
 
-private:
-    std::wstring m_path;
-};
-
-/// The service's end and the agent's over pipes in memory, with one agent that listens.
+/// Both ends of the agents' pipe in memory, with one agent that listens, for the Wine user.
 struct AgentPair {
     AgentPair();
     ~AgentPair();

@@ -7,5 +7,4 @@ struct SimulatedUsersState {
     bool tellsCaller = true;  // whether GetCurrentUserInfoBasic works for who impersonates
     int impersonations = 0;   // begun and not reverted
     UserList* accounts = nullptr;
-    int listsFreed = 0;
 };

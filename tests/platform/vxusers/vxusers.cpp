@@ -50,9 +50,7 @@ __declspec(dllexport) UserList* GetUsersNamesList() {
 __declspec(dllexport) UserList* SrvGetUsersNamesList() {
     return nullptr;
 }
-__declspec(dllexport) void FreeVXUsersList(UserList*) {
-    ++g_state.listsFreed;
-}
+__declspec(dllexport) void FreeVXUsersList(UserList*) {}
 __declspec(dllexport) void FreeVXUsersNamesList(UserList*) {}
 __declspec(dllexport) uint32_t RemoveInteractiveUserRights(UserRecord*) {
     return 0;
