@@ -90,6 +90,8 @@ Figure ReadLock();
 Figure ProfileChange();
 Figure QueueOneByOne();
 Figure QueueBatch();
+Figure PipeCall();
+Figure PipeBroadcast();
 Figure HostMemory();
 
 }  // namespace bench

@@ -49,12 +49,12 @@ Figure HostMemory() {
     Figure figure{"host at rest, private memory", "MiB", 12, {}, {}};
     for (int pass = 0; pass < kPasses; ++pass) {
         rig::ChildProcess host(installation.Host(L"console"));
-        // The answer to a command tells that the start is over.
         if (!host.WaitForLine("ready")) throw std::runtime_error("the host doesn't start");
-        host.Send("status");
-        if (!host.WaitForLine("status: ")) throw std::runtime_error("the host doesn't answer");
-        figure.values.push_back(PrivateMiB(ChildId()));
-        host.Send("quit");
+        const DWORD hostId = ChildId();
+        // The answer to a request tells that the start is over.
+        if (rig::RunProgram(installation.Control(L"profile get")).exitCode != 0)
+            throw std::runtime_error("the host doesn't answer");
+        figure.values.push_back(PrivateMiB(hostId));
         if (host.Finish() != 0) throw std::runtime_error("the host doesn't end as it should");
     }
     return figure;

@@ -17,9 +17,9 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {"site", &bench::TraceSite},        {"scope", &bench::TraceScope},    {"lock", &bench::ReadLock},
-    {"profile", &bench::ProfileChange}, {"queue", &bench::QueueOneByOne}, {"batch", &bench::QueueBatch},
-    {"memory", &bench::HostMemory},
+    {"site", &bench::TraceSite},        {"scope", &bench::TraceScope},        {"lock", &bench::ReadLock},
+    {"profile", &bench::ProfileChange}, {"queue", &bench::QueueOneByOne},     {"batch", &bench::QueueBatch},
+    {"call", &bench::PipeCall},         {"broadcast", &bench::PipeBroadcast}, {"memory", &bench::HostMemory},
 };
 
 const Row* FindRow(std::string_view name) {

@@ -4,9 +4,8 @@
 
 namespace host {
 
-/// Runs the commands that come on standard input, one a line, until "quit", the end of the input or an
-/// interrupt. Events of the engine are printed as they come. The host has ended at the return. The result is
-/// the process's exit code: 0, or 1 when a command failed.
-int RunConsole(EngineHost& host);
+/// Runs the engine until the input ends or the console is interrupted or closed; says "ready" first. The host
+/// has ended at the return.
+void RunConsole(EngineHost& host);
 
 }  // namespace host

@@ -31,8 +31,8 @@ int Console(const std::wstring& pluginList) {
         host::PrintErrorLine(problem);
         return kFailed;
     }
-    const int result = host::RunConsole(engineHost);
-    return sound ? result : kFailed;
+    host::RunConsole(engineHost);
+    return sound ? kDone : kFailed;
 }
 
 int Report(bool done, const std::wstring& sentence, const std::wstring& problem) {
@@ -49,7 +49,7 @@ int Run(const std::vector<std::wstring>& arguments) {
     app.require_subcommand(1);
     std::string listOption;
     app.add_option("--plugins", listOption, "plug-in list to load instead of settings\\service_plugins.xml");
-    const auto* const console = app.add_subcommand("console", "run here and take commands from the input");
+    const auto* const console = app.add_subcommand("console", "run here until the input ends or Ctrl+C");
     const auto* const install = app.add_subcommand("install", "register the service");
     const auto* const uninstall =
         app.add_subcommand("uninstall", "put the machine back and remove the service");

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include <windows.h>
@@ -23,36 +22,8 @@ namespace {
 using optimizer::SystemErrorText;
 using optimizer::Widen;
 
-constexpr const wchar_t* kRestoreSuffix = L"_restore_profile.json";
-constexpr const wchar_t* kConfigSuffix = L"_config_profiles.json";
-
 void Add(std::vector<SettingsFinding>& findings, bool prevents, const std::wstring& sentence) {
     findings.push_back({prevents, sentence});
-}
-
-/// Parses a file. What is wrong goes to `problem`, as the end of a sentence that begins with the file.
-bool ParseFile(const std::filesystem::path& path, picojson::value& out, std::wstring& problem) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        const DWORD error = GetLastError();
-        problem = L"can't be read: " + SystemErrorText(error);
-        return false;
-    }
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (text.empty()) {
-        problem = L"is empty";
-        return false;
-    }
-    std::string error;
-    if (!optimizer::json::Parse(text, out, error)) {
-        problem = L"is not JSON (" + Widen(error) + L")";
-        return false;
-    }
-    if (!out.is<picojson::object>()) {
-        problem = L"is not a JSON object";
-        return false;
-    }
-    return true;
 }
 
 void CheckActionNames(const picojson::value& document, std::vector<SettingsFinding>& findings) {
@@ -79,35 +50,25 @@ void CheckActionNames(const picojson::value& document, std::vector<SettingsFindi
     }
 }
 
-void CheckProfiles(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
-    const std::wstring path = folder + L"profiles.json";
-    picojson::value document;
-    std::wstring problem;
-    if (!std::filesystem::exists(path)) {
+void CheckProfiles(const SettingsFile& file, std::vector<SettingsFinding>& findings) {
+    if (file.state == SettingsFileState::Missing) {
         Add(findings, true,
-            L"The profile definitions " + path +
+            L"The profile definitions " + file.path +
                 L" are missing; install the file that came with the program.");
-    } else if (!ParseFile(path, document, problem)) {
+    } else if (file.state != SettingsFileState::Good) {
         Add(findings, true,
-            L"The file " + path + L" " + problem +
+            L"The file " + file.path + L" " + file.problem +
                 L"; correct it or install the one that came with the program.");
     } else {
-        CheckActionNames(document, findings);
+        CheckActionNames(file.document, findings);
     }
 }
 
-void CheckStateFiles(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        const std::wstring name = entry.path().filename().wstring();
-        if (!name.ends_with(kRestoreSuffix) && !name.ends_with(kConfigSuffix)) continue;
-        picojson::value document;
-        std::wstring problem;
-        if (entry.file_size(error) == 0 || ParseFile(entry.path(), document, problem)) continue;
-        Add(findings, false,
-            L"The file " + entry.path().wstring() + L" " + problem +
-                L"; it is left as it is and not used until you correct or remove it.");
-    }
+void CheckStateFile(const SettingsFile& file, std::vector<SettingsFinding>& findings) {
+    if (file.state == SettingsFileState::Good) return;
+    Add(findings, false,
+        L"The file " + file.path + L" " + file.problem +
+            L"; it is left as it is and not used until you correct or remove it.");
 }
 
 void CheckWritable(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
@@ -135,13 +96,17 @@ std::wstring FindSettingsFolder() {
     return optimizer::SettingsFolder(dataFolder);
 }
 
-std::vector<SettingsFinding> CheckSettings(const std::wstring& folder) {
+std::vector<SettingsFinding> CheckFiles(const std::vector<SettingsFile>& files) {
     std::vector<SettingsFinding> findings;
-    CheckProfiles(folder, findings);
-    if (std::filesystem::is_directory(folder)) {
-        CheckStateFiles(folder, findings);
-        CheckWritable(folder, findings);
-    }
+    CheckProfiles(files.front(), findings);
+    for (size_t i = 1; i < files.size(); ++i)
+        CheckStateFile(files[i], findings);
+    return findings;
+}
+
+std::vector<SettingsFinding> CheckSettings(const std::wstring& folder) {
+    std::vector<SettingsFinding> findings = CheckFiles(ReadSettingsFiles(folder));
+    if (std::filesystem::is_directory(folder)) CheckWritable(folder, findings);
     return findings;
 }
 

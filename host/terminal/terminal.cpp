@@ -9,29 +9,45 @@ namespace host {
 
 namespace {
 
-void WriteLine(DWORD which, const std::wstring& line) {
+optimizer::CCriticalSection& WriteLock() {
     static optimizer::CCriticalSection s_lock;
+    return s_lock;
+}
+
+bool WriteLine(DWORD which, const std::wstring& line) {
     const HANDLE output = GetStdHandle(which);
     DWORD mode = 0;
     DWORD written = 0;
-    const optimizer::CriticalSectionGuard guard(s_lock);
+    const optimizer::CriticalSectionGuard guard(WriteLock());
     if (GetConsoleMode(output, &mode)) {
         const std::wstring text = line + L"\r\n";
-        WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    } else {
-        const std::string text = optimizer::Narrow(line) + "\n";
-        WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+        return WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != 0;
     }
+    const std::string text = optimizer::Narrow(line) + "\n";
+    return WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != 0;
 }
 
 }  // namespace
 
-void PrintLine(const std::wstring& line) {
-    WriteLine(STD_OUTPUT_HANDLE, line);
+bool PrintLine(const std::wstring& line) {
+    return WriteLine(STD_OUTPUT_HANDLE, line);
 }
 
-void PrintErrorLine(const std::wstring& line) {
-    WriteLine(STD_ERROR_HANDLE, line);
+bool PrintErrorLine(const std::wstring& line) {
+    return WriteLine(STD_ERROR_HANDLE, line);
+}
+
+void ShowProgress(const std::wstring& text) {
+    static size_t s_shown = 0;  // guarded by the write lock
+    const HANDLE output = GetStdHandle(STD_ERROR_HANDLE);
+    DWORD mode = 0;
+    DWORD written = 0;
+    const optimizer::CriticalSectionGuard guard(WriteLock());
+    if (!GetConsoleMode(output, &mode)) return;
+    const std::wstring blank(s_shown, L' ');
+    const std::wstring line = L"\r" + blank + L"\r" + text;
+    WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    s_shown = text.size();
 }
 
 bool ReadInputLine(std::wstring& line) {
@@ -48,6 +64,16 @@ bool ReadInputLine(std::wstring& line) {
     }
     line = optimizer::Widen(text);
     return !text.empty();
+}
+
+std::string ReadInput() {
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    std::string text;
+    char buffer[4096];
+    DWORD read = 0;
+    while (ReadFile(input, buffer, sizeof(buffer), &read, nullptr) && read > 0)
+        text.append(buffer, read);
+    return text;
 }
 
 }  // namespace host

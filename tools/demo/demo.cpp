@@ -1,7 +1,8 @@
-// Shows the main job on this machine: services of its own are switched through the profiles by the real host
-// and put back. What is printed of a service is what the service manager says of it.
-#include <exception>
-#include <map>
+// Shows the main job on this machine: services of its own are switched through the profiles by the real host,
+// installed as a service and told by the command line tool, and put back. What is printed of a service is
+// what the service manager says of it.
+#include <algorithm>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -122,10 +123,66 @@ bool HasFollowed(const rig::ScratchServices& services, Column wanted) {
     return followed;
 }
 
-bool Fail(const std::wstring& sentence, rig::ChildProcess& child) {
+/// The host as the installed service of this machine, from here to the end of the demo. Uninstalling puts the
+/// machine back also when the demo fails on its way.
+class InstalledService {
+public:
+    explicit InstalledService(const rig::Installation& installation) : m_installation(installation) {
+        Run(m_installation.Host(L"install"));
+        Run(L"sc.exe start OptimizerHost");
+    }
+    ~InstalledService() {
+        if (!m_removed) rig::RunProgram(m_installation.Host(L"uninstall"));
+    }
+    InstalledService(const InstalledService&) = delete;
+    InstalledService& operator=(const InstalledService&) = delete;
+
+    void Remove() {
+        Run(m_installation.Host(L"uninstall"));
+        m_removed = true;
+    }
+
+    /// Runs a command and shows it with what it prints.
+    static void Run(const std::wstring& commandLine) {
+        const size_t program = commandLine.rfind(L'\\');
+        std::wstring shown = commandLine.substr(program == std::wstring::npos ? 0 : program + 1);
+        shown.erase(std::remove(shown.begin(), shown.end(), L'"'), shown.end());
+        PrintLine(L"");
+        PrintLine(L"> " + shown);
+        const rig::ProgramRun run = rig::RunProgram(commandLine);
+        for (const std::string& line : run.lines)
+            PrintLine(L"  " + Widen(line));
+        if (run.exitCode != 0) throw std::runtime_error("it ended with " + std::to_string(run.exitCode));
+    }
+
+private:
+    const rig::Installation& m_installation;
+    bool m_removed = false;
+};
+
+/// Whether the watching client heard, for each step, of the change and then of the executed actions.
+bool HeardInOrder(const std::vector<std::string>& lines) {
+    std::vector<std::string> wanted;
+    for (const Step& step : kSteps) {
+        wanted.push_back(std::string("profileChanged ") + step.profile);
+        wanted.push_back(std::string("actionsExecuted ") + step.profile);
+    }
+    std::vector<std::string> heard;
+    for (const std::string& line : lines) {
+        picojson::value event;
+        std::string error;
+        if (!optimizer::json::Parse(line, event, error)) continue;
+        const std::string name = optimizer::json::ToText(optimizer::json::Find(event, "event")).value_or("");
+        const auto profile = optimizer::json::ToText(optimizer::json::Find(event, "profile"));
+        if (name != "profileChanged" && name != "actionsExecuted") continue;
+        PrintLine(L"  " + Widen(line));
+        heard.push_back(name + " " + profile.value_or(""));
+    }
+    return heard == wanted;
+}
+
+bool Fail(const std::wstring& sentence) {
     host::PrintErrorLine(sentence);
-    for (const std::string& line : child.Lines())
-        host::PrintErrorLine(L"  host: " + Widen(line));
     return false;
 }
 
@@ -137,20 +194,22 @@ bool RunDemo() {
     const std::vector<ServiceState> before = services.QueryAll();
     PrintServices(L"before, as the service manager says", services);
 
-    rig::ChildProcess hostProcess(installation.Host(L"console"));
-    if (!hostProcess.WaitForLine("ready")) return Fail(L"The host did not start.", hostProcess);
-    hostProcess.Send("module on");
+    InstalledService service(installation);
+    InstalledService::Run(installation.Control(L"module on"));
+    rig::ChildProcess watch(installation.Control(L"watch --json"));
+    if (!watch.WaitForLine("watching")) return Fail(L"The client that watches did not connect.");
     for (const Step& step : kSteps) {
-        hostProcess.Send(std::string("profile ") + step.profile);
-        if (!hostProcess.WaitForLine(std::string("event: actions executed for ") + step.profile)) {
-            return Fail(L"The host did not carry out the profile.", hostProcess);
-        }
-        if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.", hostProcess);
+        InstalledService::Run(installation.Control(L"profile set --wait " + Widen(step.profile)));
+        if (!watch.WaitForLine("{\"event\":\"actionsExecuted\"")) return Fail(L"The event did not come.");
+        if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
         PrintServices(L"profile " + Widen(step.profile), services);
         PrintRevertList(installation);
     }
-    hostProcess.Send("quit");
-    if (hostProcess.Finish() != 0) return Fail(L"The host did not end well.", hostProcess);
+    PrintLine(L"");
+    PrintLine(L"what \"optimizerctl watch --json\" printed meanwhile");
+    if (!HeardInOrder(watch.Lines())) return Fail(L"The events were not those of the steps, in their order.");
+    watch.Kill();
+    service.Remove();
 
     const bool same = services.QueryAll() == before;
     PrintLine(L"");

@@ -120,4 +120,12 @@ std::vector<std::string> ChildProcess::Lines() {
     return m_lines;
 }
 
+ProgramRun RunProgram(const std::wstring& commandLine) {
+    ChildProcess program(commandLine);
+    ProgramRun run;
+    run.exitCode = program.Finish();
+    run.lines = program.Lines();
+    return run;
+}
+
 }  // namespace rig

@@ -43,4 +43,11 @@ private:
     std::thread m_reader;
 };
 
+/// How a program ended that was given nothing to read.
+struct ProgramRun {
+    DWORD exitCode = 0;
+    std::vector<std::string> lines;
+};
+ProgramRun RunProgram(const std::wstring& commandLine);
+
 }  // namespace rig

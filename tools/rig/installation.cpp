@@ -36,4 +36,8 @@ std::wstring Installation::Host(const std::wstring& arguments) const {
     return L"\"" + File(L"optimizerhost.exe") + L"\" " + arguments;
 }
 
+std::wstring Installation::Control(const std::wstring& arguments) const {
+    return L"\"" + File(L"optimizerctl.exe") + L"\" " + arguments;
+}
+
 }  // namespace rig

@@ -19,8 +19,9 @@ public:
     std::wstring SettingsFile(const std::wstring& name) const {
         return m_folder.File(L"settings\\optimizer\\" + name);
     }
-    /// Command line of the host with the given arguments.
+    /// Command lines of the host and of the command line tool with the given arguments.
     std::wstring Host(const std::wstring& arguments) const;
+    std::wstring Control(const std::wstring& arguments) const;
     /// The machine's revert list as it stands on disk.
     std::string SystemRevertList() const {
         return ReadFileText(SettingsFile(L"system_restore_profile.json"));

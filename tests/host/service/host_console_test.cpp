@@ -17,18 +17,11 @@ using rig::WriteFileText;
 constexpr const char* kProfiles =
     R"({"SystemActions":[],"Disabled":{},"Work":{},"Game":{},"Movie":{},"Battery":{}})";
 
-/// Runs the console with an input and says how it ended.
+/// Runs the console once, from its start to the end of its input.
 struct ConsoleRun {
-    ConsoleRun(const Installation& installation, const std::vector<std::string>& commands,
-               const std::wstring& arguments = L"console") {
-        ChildProcess host(installation.Host(arguments));
-        if (!commands.empty()) {
-            started = host.WaitForLine("ready");
-            if (started) {
-                for (const std::string& command : commands)
-                    host.Send(command);
-            }
-        }
+    explicit ConsoleRun(const Installation& installation) {
+        ChildProcess host(installation.Host(L"console"));
+        started = host.WaitForLine("ready");
         exitCode = host.Finish();
         lines = host.Lines();
     }
@@ -42,20 +35,6 @@ struct ConsoleRun {
     DWORD exitCode = 0;
     std::vector<std::string> lines;
 };
-
-TEST(HostConsole, WrongCommandsGetASentenceAndTheRestGoesOn) {
-    const Installation installation(kProfiles);
-    const ConsoleRun run(installation,
-                         {"profile Gaming", "module maybe", "config Game {\"x\":", "config Game 7", "dance",
-                          "profile Work", "profile Work", "status", "quit"});
-    EXPECT_EQ(run.exitCode, 1U);
-    EXPECT_TRUE(run.Says("There is no profile \"Gaming\"; choose Disabled, Work, Game, Movie or Battery."));
-    EXPECT_TRUE(run.Says("The module is either on or off"));
-    EXPECT_TRUE(run.Says("The config is not a JSON object (syntax error at line 1 near: )"));
-    EXPECT_TRUE(run.Says("There is no command \"dance\""));
-    EXPECT_TRUE(run.Says("profile Work: already active"));
-    EXPECT_TRUE(run.Says("status: profile Work, module off"));
-}
 
 TEST(HostConsole, BrokenSettingsAreToldAndKept) {
     struct Case {
@@ -78,7 +57,7 @@ TEST(HostConsole, BrokenSettingsAreToldAndKept) {
         SCOPED_TRACE(wrong.sentence);
         const Installation installation(kProfiles);
         WriteFileText(installation.SettingsFile(wrong.file), wrong.text);
-        const ConsoleRun run(installation, {"profile Work", "profile Disabled", "quit"});
+        const ConsoleRun run(installation);
         EXPECT_EQ(run.started, wrong.starts);
         EXPECT_EQ(run.exitCode, 1U);
         EXPECT_TRUE(run.Says(wrong.sentence));
@@ -107,7 +86,7 @@ TEST(HostConsole, MissingAndBrokenPluginListsAreTold) {
         } else {
             ASSERT_TRUE(DeleteFileW(list.c_str()));
         }
-        const ConsoleRun run(installation, {});
+        const ConsoleRun run(installation);
         EXPECT_EQ(run.exitCode, 1U);
         EXPECT_TRUE(run.Says(wrong.sentence)) << (run.lines.empty() ? "nothing" : run.lines[0]);
     }

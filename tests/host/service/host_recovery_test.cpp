@@ -1,5 +1,6 @@
 // The machine comes back from wherever the host was ended: real services, the real host as a process of its
 // own, and a simulated power library whose values outlive a kill.
+#include <iostream>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -63,12 +64,25 @@ protected:
         return host;
     }
 
+    /// Runs the command line tool; true when it says that it is done.
+    bool Control(const std::wstring& arguments) const {
+        const rig::ProgramRun run = rig::RunProgram(m_installation->Control(arguments));
+        for (const std::string& line : run.lines)
+            std::cout << "optimizerctl: " << line << "\n";
+        return run.exitCode == 0;
+    }
+
+    bool Enter(const std::wstring& profile) const { return Control(L"profile set --wait " + profile); }
+
+    bool IsActive(const std::string& profile) const {
+        const rig::ProgramRun run = rig::RunProgram(m_installation->Control(L"profile get"));
+        return run.exitCode == 0 && run.lines.front().find(profile) != std::string::npos;
+    }
+
     /// Turns the module on and "Game" too, and waits until the services have followed.
-    void EnterGame(ChildProcess& host) {
-        host.Send("module on");
-        ASSERT_TRUE(host.WaitForLine("module on: done"));
-        host.Send("profile Game");
-        ASSERT_TRUE(host.WaitForLine("event: actions executed for Game"));
+    void EnterGame() {
+        ASSERT_TRUE(Control(L"module on"));
+        ASSERT_TRUE(Enter(L"Game"));
         EXPECT_TRUE(IsInGame());
     }
 
@@ -120,63 +134,53 @@ private:
 
 TEST_F(HostRecovery, KilledInForceItReturnsToGameAndDisabledBringsTheFirstValuesBack) {
     auto host = StartConsole();
-    EnterGame(*host);
+    EnterGame();
     const std::string noted = m_installation->SystemRevertList();
     host->Kill();
 
     host = StartConsole();
-    host->Send("status");
-    ASSERT_TRUE(host->WaitForLine("status: profile Game, module on"));
-    host->Send("profile Work");
-    ASSERT_TRUE(host->WaitForLine("event: actions executed for Work"));
-    host->Send("profile Game");
-    ASSERT_TRUE(host->WaitForLine("event: actions executed for Game"));
+    EXPECT_TRUE(IsActive("Game"));
+    ASSERT_TRUE(Enter(L"Work"));
+    ASSERT_TRUE(Enter(L"Game"));
     EXPECT_TRUE(IsInGame());
     EXPECT_EQ(m_installation->SystemRevertList(), noted)
         << "the values to return to are still the first ones";
 
-    host->Send("profile Disabled");
-    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
+    ASSERT_TRUE(Enter(L"Disabled"));
     EXPECT_EQ(host->Finish(), 0U);
     ExpectPutBack();
 }
 
 TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
     auto host = StartConsole();
-    host->Send("module on");
-    ASSERT_TRUE(host->WaitForLine("module on: done"));
+    ASSERT_TRUE(Control(L"module on"));
     // Each power action asks for the capabilities once, before it touches anything: the second question ends
     // the host.
     m_power.Set(L"KillOnCapabilities", 2);
-    host->Send("profile Game");
-    EXPECT_FALSE(host->WaitForLine("event: actions executed for Game"));
+    EXPECT_FALSE(Enter(L"Game"));
     m_power.Remove(L"KillOnCapabilities");
     EXPECT_NE(m_installation->SystemRevertList().find("HibernateOnBattery"), std::string::npos);
     EXPECT_EQ(m_installation->SystemRevertList().find("HibernateOnCable"), std::string::npos);
 
     host = StartConsole();
-    host->Send("status");
-    ASSERT_TRUE(host->WaitForLine("status: profile Game"));
+    EXPECT_TRUE(IsActive("Game"));
     EXPECT_TRUE(IsInGame());
-    host->Send("profile Disabled");
-    ASSERT_TRUE(host->WaitForLine("event: actions executed for Disabled"));
+    ASSERT_TRUE(Enter(L"Disabled"));
     EXPECT_EQ(host->Finish(), 0U);
     ExpectPutBack();
 }
 
 TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsChangeNothing) {
     auto host = StartConsole();
-    EnterGame(*host);
+    EnterGame();
     // Each action writes two values, entering and leaving: the seventh write is the second action's way back.
     m_power.Set(L"KillOnWrite", 7);
-    host->Send("profile Disabled");
-    EXPECT_FALSE(host->WaitForLine("event: actions executed for Disabled"));
+    EXPECT_FALSE(Enter(L"Disabled"));
     m_power.Remove(L"KillOnWrite");
 
     for (int run = 0; run < 3; ++run) {
         host = StartConsole();
-        host->Send("status");
-        ASSERT_TRUE(host->WaitForLine("status: profile Disabled"));
+        EXPECT_TRUE(IsActive("Disabled"));
         ExpectPutBack();
         EXPECT_EQ(host->Finish(), 0U);
     }
@@ -184,15 +188,14 @@ TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsCha
 
 TEST_F(HostRecovery, UninstallPutsTheMachineBackFromARunningAStoppedAndAKilledService) {
     const auto runHost = [this](const std::wstring& arguments) {
-        ChildProcess host(m_installation->Host(arguments));
-        return host.Finish();
+        return rig::RunProgram(m_installation->Host(arguments)).exitCode;
     };
     const auto& host = m_services;
     for (const std::string how : {"running", "stopped", "killed"}) {
         SCOPED_TRACE(how);
         {
             auto console = StartConsole();
-            EnterGame(*console);
+            EnterGame();
             if (how == "killed") {
                 console->Kill();
             } else {

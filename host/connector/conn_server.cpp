@@ -1,0 +1,44 @@
+#include "connector/conn_server.h"
+
+#include <memory>
+#include <utility>
+
+#include <windows.h>
+
+#include "frame/guarded.h"
+#include "frame/trace.h"
+
+namespace host {
+
+namespace trace = optimizer::trace;
+
+void* CConnServer::QueryInterface(const Identifier* iid) {
+    if (iid == nullptr) return nullptr;
+    if (*iid == IConnectorServer::kIdentifier) return static_cast<IConnectorServer*>(this);
+    const bool known = *iid == IVxBaseInterface::kIdentifier || *iid == IServPlugin::kIdentifier;
+    return known ? static_cast<IServPlugin*>(this) : nullptr;
+}
+
+ConnectorEndpoint* CConnServer::registerPipe(const wchar_t* pipeName, const wchar_t* /*commonPipeName*/) {
+    TRACE_SCOPE("CConnServer::registerPipe");
+    ConnectorEndpoint* registered = nullptr;
+    const uint32_t error = optimizer::Guarded([&]() -> uint32_t {
+        auto endpoint = std::make_unique<CServerEndpoint>();
+        const uint32_t opened = endpoint->Open(pipeName);
+        if (opened == ERROR_SUCCESS) registered = m_endpoints.Add(std::move(endpoint));
+        return opened;
+    });
+    if (registered == nullptr) {
+        TRACE_LINE(trace::kError, L"Pipe %s can't be served: 0x%x", pipeName != nullptr ? pipeName : L"",
+                   error);
+        SetLastError(error);
+    }
+    return registered;
+}
+
+void CConnServer::unregisterPipe(ConnectorEndpoint* endpoint) {
+    TRACE_SCOPE("CConnServer::unregisterPipe");
+    m_endpoints.Remove(endpoint).reset();
+}
+
+}  // namespace host

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "frame/slim_lock.h"
+
+namespace host {
+
+/// The endpoints that a component has given out. Any thread. Those that nobody gave back end with it.
+template <class Endpoint>
+class CEndpointList {
+public:
+    /// Throws std::bad_alloc.
+    Endpoint* Add(std::unique_ptr<Endpoint> endpoint) {
+        const std::lock_guard guard(m_lock);
+        return m_endpoints.emplace_back(std::move(endpoint)).get();
+    }
+
+    /// The endpoint, for the caller to end outside the lock; null for one that isn't listed.
+    std::unique_ptr<Endpoint> Remove(const void* endpoint) {
+        const std::lock_guard guard(m_lock);
+        const auto entry = std::find_if(m_endpoints.begin(), m_endpoints.end(),
+                                        [&](const auto& listed) { return listed.get() == endpoint; });
+        if (entry == m_endpoints.end()) return nullptr;
+        std::unique_ptr<Endpoint> found = std::move(*entry);
+        m_endpoints.erase(entry);
+        return found;
+    }
+
+private:
+    optimizer::CSlimLock m_lock;  // guards everything below
+    std::vector<std::unique_ptr<Endpoint>> m_endpoints;
+};
+
+}  // namespace host

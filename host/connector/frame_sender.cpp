@@ -1,0 +1,85 @@
+#include "connector/frame_sender.h"
+
+#include <mutex>
+#include <utility>
+
+namespace host {
+
+using optimizer::CSlimLock;
+
+namespace {
+
+/// How far a reader may fall behind. The first frame is taken whatever its size.
+constexpr size_t kMostQueuedBytes = 4 * 1024 * 1024;
+constexpr size_t kBookkeepingBytes = 64;  // of a frame in the queue
+
+size_t WeightOf(const Frame& frame) {
+    return frame.sizeBytes + kBookkeepingBytes;
+}
+
+}  // namespace
+
+uint32_t CFrameSender::Send(const Frame& frame) {
+    const std::lock_guard<CSlimLock> guard(m_lock);
+    if (m_closed) return ERROR_PIPE_NOT_CONNECTED;
+    return m_writesOn ? _Enqueue(frame) : _Write(frame);
+}
+
+void CFrameSender::OnWritten(uint32_t error) {
+    for (;;) {  // gives the lock up between two writes
+        const std::lock_guard<CSlimLock> guard(m_lock);
+        m_inFlight = {};
+        if (error != ERROR_SUCCESS) _Close();
+        if (m_queue.empty()) {
+            m_writesOn = false;
+            m_quiet.WakeAll();  // the owner may be gone as soon as the lock is given up
+            return;
+        }
+        const Frame frame = std::move(m_queue.front());
+        m_queue.pop_front();
+        m_queuedBytes -= WeightOf(frame);
+        error = _Write(frame);
+        if (m_inFlight.bytes) return;
+    }
+}
+
+void CFrameSender::Close() {
+    const std::lock_guard<CSlimLock> guard(m_lock);
+    _Close();
+}
+
+void CFrameSender::WaitUntilQuiet() {
+    const std::lock_guard<CSlimLock> guard(m_lock);
+    while (m_writesOn)
+        m_quiet.Wait(m_lock);
+}
+
+uint32_t CFrameSender::_Write(const Frame& frame) {
+    m_overlapped = {};
+    if (WriteFile(m_pipe, frame.bytes.get(), frame.sizeBytes, nullptr, &m_overlapped)) return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    if (error != ERROR_IO_PENDING) {
+        _Close();
+        return error;
+    }
+    m_inFlight = frame;
+    m_writesOn = true;
+    return ERROR_SUCCESS;
+}
+
+uint32_t CFrameSender::_Enqueue(const Frame& frame) {
+    if (!m_queue.empty() && m_queuedBytes + WeightOf(frame) > kMostQueuedBytes) return ERROR_NOT_ENOUGH_QUOTA;
+    m_queue.push_back(frame);
+    m_queuedBytes += WeightOf(frame);
+    return ERROR_SUCCESS;
+}
+
+void CFrameSender::_Close() {
+    m_closed = true;
+    m_reader.Stop();
+    m_queue.clear();
+    m_queuedBytes = 0;
+    if (m_inFlight.bytes) CancelIoEx(m_pipe, &m_overlapped);
+}
+
+}  // namespace host

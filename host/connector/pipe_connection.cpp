@@ -1,0 +1,56 @@
+#include "connector/pipe_connection.h"
+
+#include <exception>
+#include <utility>
+
+#include <windows.h>
+
+namespace host {
+
+CPipeConnection::CPipeConnection(optimizer::FileHandle pipe, Side side, uint32_t id,
+                                 IConnectionEvents& events)
+    : m_pipe(std::move(pipe)), m_side(side), m_id(id), m_events(events), m_sender(m_pipe.Get(), m_reader) {}
+
+uint32_t CPipeConnection::Open(CWriteCompletions& completions) {
+    const uint32_t error = m_reader.Open(m_pipe.Get());
+    return error == ERROR_SUCCESS ? completions.Add(m_pipe.Get(), &m_sender) : error;
+}
+
+uint32_t CPipeConnection::Start() {
+    return m_thread.Start<&CPipeConnection::_Run>(this);
+}
+
+void CPipeConnection::End() {
+    Drop();
+    m_thread.Join();
+    m_sender.WaitUntilQuiet();
+    // Sets the pipe's instance free even while the client keeps its end open, so that the name can be
+    // registered anew.
+    if (m_side == Side::Server && m_pipe) DisconnectNamedPipe(m_pipe.Get());
+    m_pipe.Reset();
+}
+
+void CPipeConnection::_Run() noexcept {
+    try {
+        _Read();
+    } catch (const std::exception&) {  // out of memory: the peer sees the pipe end
+    }
+    m_reader.Abandon();
+    Drop();
+    m_over = true;
+    m_events.OnOver();
+}
+
+void CPipeConnection::_Read() {
+    for (;;) {
+        const CFrameReader::Event event = m_reader.Next();
+        if (event == CFrameReader::Event::End) return;
+        if (event == CFrameReader::Event::Woken) {
+            m_events.OnWoken();
+        } else if (!m_events.OnFrame(*this, m_reader.Header(), m_reader.Bytes())) {
+            return;
+        }
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,101 @@
+#include "connector/pipe_listener.h"
+
+#include <utility>
+
+#include "connector/pipe_access.h"
+#include "frame/trace.h"
+
+namespace host {
+
+using optimizer::FileHandle;
+
+namespace trace = optimizer::trace;
+
+namespace {
+
+/// What the system takes in for a reader before a write has to wait.
+constexpr DWORD kBufferBytes = 64 * 1024;
+/// Between two attempts at an instance while all clients' places are taken or memory is short.
+constexpr DWORD kRetryMs = 500;
+
+}  // namespace
+
+CPipeListener::~CPipeListener() {
+    if (!m_pending) return;
+    CancelIoEx(m_instance.Get(), &m_overlapped);
+    WaitForSingleObject(m_connected.Get(), INFINITE);  // the system must be through with m_overlapped
+}
+
+uint32_t CPipeListener::Open(const wchar_t* pipeName) {
+    m_path = PipePath(pipeName);
+    if (m_path.empty()) return ERROR_INVALID_PARAMETER;
+    m_security = MakePipeSecurity();
+    if (!m_security) return GetLastError();
+    m_connected.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!m_connected) return GetLastError();
+    const uint32_t error = _MakeInstance(FILE_FLAG_FIRST_PIPE_INSTANCE);
+    if (error != ERROR_SUCCESS) return error;
+    // Wine lets a second process pass in spite of the flag.
+    DWORD instances = 0;
+    if (!GetNamedPipeHandleStateW(m_instance.Get(), nullptr, &instances, nullptr, nullptr, nullptr, 0)) {
+        return GetLastError();
+    }
+    return instances == 1 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+FileHandle CPipeListener::Accept(HANDLE roused) {
+    if (!_Listen()) {
+        WaitForSingleObject(roused, kRetryMs);
+        return {};
+    }
+    if (m_pending) {
+        const HANDLE handles[] = {roused, m_connected.Get()};
+        if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0) return {};
+        m_pending = false;
+        DWORD ignored = 0;
+        if (!GetOverlappedResult(m_instance.Get(), &m_overlapped, &ignored, FALSE)) {
+            DisconnectNamedPipe(m_instance.Get());
+            m_listening = false;
+            return {};
+        }
+    }
+    FileHandle client = std::move(m_instance);
+    m_listening = false;
+    _Listen();  // at once: the next client finds somebody who listens
+    return client;
+}
+
+uint32_t CPipeListener::_MakeInstance(DWORD firstFlag) {
+    SECURITY_ATTRIBUTES security = {sizeof(security), m_security.Get(), FALSE};
+    m_instance.Reset(
+        CreateNamedPipeW(m_path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | firstFlag,
+                         PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
+                         kMostClients, kBufferBytes, kBufferBytes, 0, &security));
+    return m_instance ? ERROR_SUCCESS : GetLastError();
+}
+
+bool CPipeListener::_Listen() {
+    if (m_listening) return true;
+    const uint32_t error = m_instance ? ERROR_SUCCESS : _MakeInstance(0);
+    m_listening = error == ERROR_SUCCESS && _BeginConnect();
+    if (!m_listening && !m_inTrouble) {
+        TRACE_SCOPE("CPipeListener::_Listen");
+        TRACE_LINE(trace::kWarning, L"No client can connect to %s for now: 0x%x", m_path.c_str(), error);
+    }
+    m_inTrouble = !m_listening;
+    return m_listening;
+}
+
+bool CPipeListener::_BeginConnect() {
+    m_overlapped = {};
+    m_overlapped.hEvent = m_connected.Get();
+    if (ConnectNamedPipe(m_instance.Get(), &m_overlapped)) return true;
+    const DWORD error = GetLastError();
+    m_pending = error == ERROR_IO_PENDING;
+    if (m_pending || error == ERROR_PIPE_CONNECTED) return true;
+    // ERROR_NO_DATA: a client came and went. The instance stays, for it may be the last that holds the name.
+    DisconnectNamedPipe(m_instance.Get());
+    return false;
+}
+
+}  // namespace host

@@ -1,0 +1,211 @@
+#include "connector/server_endpoint.h"
+
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include <windows.h>
+
+#include "frame/guarded.h"
+#include "frame/trace.h"
+
+namespace host {
+
+using optimizer::Guarded;
+
+namespace trace = optimizer::trace;
+
+namespace {
+
+using Guard = std::lock_guard<optimizer::CSlimLock>;
+
+/// A client that doesn't read is dropped, and is nobody else's trouble.
+uint32_t SendOrDrop(CPipeConnection& client, const Frame& frame) {
+    const uint32_t error = client.Send(frame);
+    if (error == ERROR_NOT_ENOUGH_QUOTA) {
+        TRACE_SCOPE("SendOrDrop");
+        TRACE_LINE(trace::kWarning, L"Client %u doesn't read", client.Id());
+        client.Drop();
+    }
+    return error;
+}
+
+}  // namespace
+
+CServerEndpoint::~CServerEndpoint() {
+    m_ending = true;
+    SetEvent(m_roused.Get());
+    m_acceptor.Join();
+    // Only receive functions in flight look at the list by now.
+    for (const auto& entry : m_clients)
+        entry.second->Drop();
+    for (const auto& entry : m_clients)
+        entry.second->End();
+}
+
+uint32_t CServerEndpoint::Open(const wchar_t* pipeName) {
+    m_roused.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    if (!m_roused) return GetLastError();
+    uint32_t error = m_listener.Open(pipeName);
+    if (error == ERROR_SUCCESS) error = m_completions.Open();
+    if (error == ERROR_SUCCESS) error = m_acceptor.Start<&CServerEndpoint::_Run>(this);
+    return error;
+}
+
+uint32_t CServerEndpoint::sendMessage(uint32_t, const void*, uint32_t, ConnectorResponse**, uint64_t,
+                                      uint32_t) {
+    return ERROR_NOT_SUPPORTED;
+}
+
+uint32_t CServerEndpoint::postMessage(uint32_t id, const void* data, uint32_t sizeBytes, uint32_t target) {
+    return Guarded([&]() -> uint32_t {
+        const uint32_t error = CheckPayload(data, sizeBytes);
+        if (error != ERROR_SUCCESS) return error;
+        const Client client = _Find(target);
+        if (!client) return ERROR_NOT_FOUND;
+        return SendOrDrop(*client, MakeFrame({.id = id, .sizeBytes = sizeBytes}, data));
+    });
+}
+
+uint32_t CServerEndpoint::replyStatus(const ConnectorMessage* message, uint32_t status) {
+    return _Reply(message, message != nullptr ? message->id : 0, status, &status, sizeof(status));
+}
+
+uint32_t CServerEndpoint::replyData(const ConnectorMessage* message, uint32_t id, const void* data,
+                                    uint32_t sizeBytes) {
+    return _Reply(message, id, 0, data, sizeBytes);
+}
+
+uint32_t CServerEndpoint::setCallback(ConnectorCallback* function, void* context, uint32_t /*mode*/) {
+    if (function == nullptr) return ERROR_INVALID_PARAMETER;
+    m_gate.Open(function, context);
+    SetEvent(m_roused.Get());
+    return ERROR_SUCCESS;
+}
+
+uint32_t CServerEndpoint::broadcast(uint32_t id, const void* data, uint32_t sizeBytes, uint64_t, uint64_t,
+                                    uint32_t target) {
+    if (target != kEveryClient) return ERROR_INVALID_PARAMETER;
+    return Guarded([&]() -> uint32_t {
+        const uint32_t error = CheckPayload(data, sizeBytes);
+        if (error != ERROR_SUCCESS) return error;
+        const Frame frame = MakeFrame({.id = id, .sizeBytes = sizeBytes}, data);
+        const Guard guard(m_broadcastLock);
+        for (const Client& client : _Clients())
+            (void)SendOrDrop(*client, frame);
+        return ERROR_SUCCESS;
+    });
+}
+
+bool CServerEndpoint::OnFrame(CPipeConnection& client, const FrameHeader& header, uint8_t* bytes) {
+    if (header.kind == FrameKind::Reply) return false;
+    client.Expect(header.call);
+    m_gate.Deliver(_MessageFrom(header, bytes, client.Id()));
+    client.Expect(0);
+    return true;
+}
+
+void CServerEndpoint::OnOver() {
+    SetEvent(m_roused.Get());
+}
+
+void CServerEndpoint::_Run() noexcept {
+    while (!m_ending) {
+        try {
+            optimizer::FileHandle pipe = m_listener.Accept(m_roused.Get());
+            if (pipe) _Admit(std::move(pipe));
+            if (m_gate.WasOpened()) _StartClients();
+            _EndClients();
+        } catch (const std::exception&) {  // out of memory: this client isn't served
+            TRACE_SCOPE("CServerEndpoint::_Run");
+            TRACE_LINE(trace::kError, L"Out of memory");
+        }
+    }
+}
+
+void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
+    do {
+        ++m_lastId;
+    } while (m_lastId == 0 || m_lastId == kEveryClient);
+    IConnectionEvents& events = *this;
+    const auto client =
+        std::make_shared<CPipeConnection>(std::move(pipe), CPipeConnection::Side::Server, m_lastId, events);
+    const Frame welcome = MakeFrame({.kind = FrameKind::Reply, .call = kWelcomeCall}, nullptr);
+    m_admitted.reserve(m_admitted.size() + 1);
+    const uint32_t error = client->Open(m_completions);
+    if (error != ERROR_SUCCESS) {
+        TRACE_SCOPE("CServerEndpoint::_Admit");
+        TRACE_LINE(trace::kError, L"A client can't be served: 0x%x", error);
+        client->End();
+        return;
+    }
+    {
+        const Guard guard(m_clientsLock);
+        m_clients.emplace(client->Id(), client);
+    }
+    m_admitted.push_back(client);
+    (void)client->Send(welcome);  // a client that has gone is noticed by its thread
+}
+
+void CServerEndpoint::_StartClients() {
+    for (const Client& client : m_admitted) {
+        const uint32_t error = client->Start();
+        if (error == ERROR_SUCCESS) continue;
+        TRACE_SCOPE("CServerEndpoint::_StartClients");
+        TRACE_LINE(trace::kError, L"A client can't be served: 0x%x", error);
+        client->End();
+        const Guard guard(m_clientsLock);
+        m_clients.erase(client->Id());
+    }
+    m_admitted.clear();
+}
+
+/// Joins the threads of clients that are over and lets go of them.
+void CServerEndpoint::_EndClients() {
+    std::vector<Client> over;
+    {
+        const Guard guard(m_clientsLock);
+        over.reserve(m_clients.size());
+        std::erase_if(m_clients, [&](const auto& entry) {
+            const bool isOver = entry.second->IsOver();
+            if (isOver) over.push_back(entry.second);
+            return isOver;
+        });
+    }
+    for (const Client& client : over)
+        client->End();
+}
+
+CServerEndpoint::Client CServerEndpoint::_Find(uint32_t id) {
+    const Guard guard(m_clientsLock);
+    const auto client = m_clients.find(id);
+    return client != m_clients.end() ? client->second : nullptr;
+}
+
+std::vector<CServerEndpoint::Client> CServerEndpoint::_Clients() {
+    std::vector<Client> clients;
+    const Guard guard(m_clientsLock);
+    clients.reserve(m_clients.size());
+    for (const auto& entry : m_clients)
+        clients.push_back(entry.second);
+    return clients;
+}
+
+uint32_t CServerEndpoint::_Reply(const ConnectorMessage* message, uint32_t id, uint32_t status,
+                                 const void* data, uint32_t sizeBytes) {
+    return Guarded([&]() -> uint32_t {
+        const uint32_t error = message == nullptr ? ERROR_INVALID_PARAMETER : CheckPayload(data, sizeBytes);
+        if (error != ERROR_SUCCESS) return error;
+        const FrameHeader header = {.kind = FrameKind::Reply,
+                                    .call = _CallOf(message),
+                                    .id = id,
+                                    .status = status,
+                                    .sizeBytes = sizeBytes};
+        const Client client = _Find(message->senderId);
+        if (!client) return ERROR_NOT_FOUND;
+        const Frame frame = MakeFrame(header, data);
+        return client->TakeAnswer(header.call) ? SendOrDrop(*client, frame) : ERROR_NOT_FOUND;
+    });
+}
+
+}  // namespace host

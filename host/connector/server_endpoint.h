@@ -1,0 +1,78 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "connector/endpoint.h"
+#include "connector/pipe_connection.h"
+#include "connector/pipe_listener.h"
+#include "connector/worker_thread.h"
+#include "connector/write_completions.h"
+#include "frame/slim_lock.h"
+
+namespace host {
+
+/// The server end of a pipe. From Open on clients are admitted; what they send is read from the first
+/// setCallback on, each client's on a thread of its own. A client that sends what isn't a frame, or doesn't
+/// read what it is sent, is dropped.
+/// The destructor disconnects all and blocks until no receive function runs.
+class CServerEndpoint final : public CEndpoint, private IConnectionEvents {
+public:
+    CServerEndpoint() = default;
+    ~CServerEndpoint();
+
+    /// 0 or why the name can't be served. Throws std::bad_alloc.
+    [[nodiscard]] uint32_t Open(const wchar_t* pipeName);
+
+    /// 50 (ERROR_NOT_SUPPORTED): a server waits for nobody.
+    uint32_t sendMessage(uint32_t id, const void* data, uint32_t sizeBytes, ConnectorResponse** response,
+                         uint64_t reserved, uint32_t timeoutMs) override;
+    /// 0, 87 (ERROR_INVALID_PARAMETER) for the payload, 1168 (ERROR_NOT_FOUND) for a client that has gone,
+    /// 1816 (ERROR_NOT_ENOUGH_QUOTA) for one that fell behind and is dropped, or the system's error.
+    uint32_t postMessage(uint32_t id, const void* data, uint32_t sizeBytes, uint32_t target) override;
+    /// As postMessage, and 1168 when the message isn't to be answered, or was.
+    uint32_t replyStatus(const ConnectorMessage* message, uint32_t status) override;
+    uint32_t replyData(const ConnectorMessage* message, uint32_t id, const void* data,
+                       uint32_t sizeBytes) override;
+    void freeResponse(ConnectorResponse*) override {}
+    uint32_t setCallback(ConnectorCallback* function, void* context, uint32_t mode) override;
+    /// 0 whatever becomes of single clients, or 87.
+    uint32_t broadcast(uint32_t id, const void* data, uint32_t sizeBytes, uint64_t reserved1,
+                       uint64_t reserved2, uint32_t target) override;
+
+private:
+    using Client = std::shared_ptr<CPipeConnection>;
+
+    bool OnFrame(CPipeConnection& client, const FrameHeader& header, uint8_t* bytes) override;
+    void OnWoken() override {}
+    void OnOver() override;
+
+    void _Run() noexcept;
+    void _Admit(optimizer::FileHandle pipe);
+    void _StartClients();
+    void _EndClients();
+    Client _Find(uint32_t id);
+    std::vector<Client> _Clients();
+    uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
+                    uint32_t sizeBytes);
+
+    CWriteCompletions m_completions;
+    optimizer::KernelHandle m_roused;  // there is work for the accepting thread
+    std::atomic<bool> m_ending = false;
+    CWorkerThread m_acceptor;
+
+    // The accepting thread's, once that runs.
+    CPipeListener m_listener;
+    uint32_t m_lastId = 0;
+    std::vector<Client> m_admitted;  // not read from yet
+
+    // Held while one broadcast goes out, so that all clients see several in one order. Taken before
+    // m_clientsLock; sending doesn't block.
+    optimizer::CSlimLock m_broadcastLock;
+    optimizer::CSlimLock m_clientsLock;  // guards m_clients; nothing is called under it
+    std::map<uint32_t, Client> m_clients;
+};
+
+}  // namespace host

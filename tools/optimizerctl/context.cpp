@@ -1,0 +1,41 @@
+#include "tools/optimizerctl/context.h"
+
+#include <windows.h>
+
+#include "frame/text.h"
+
+namespace ctl {
+
+Context::Context(const CLI::App& arguments, Surroundings& surroundings, Output& output,
+                 std::optional<uint32_t> timeoutMs)
+    : m_arguments(arguments), m_surroundings(surroundings), m_output(output), m_timeoutMs(timeoutMs) {}
+
+std::wstring Context::Argument(const std::string& name) const {
+    const CLI::Option* const option = m_arguments.get_option(name);
+    return option->count() > 0 ? optimizer::Widen(option->results().front()) : L"";
+}
+
+IOptimizer& Context::Engine() {
+    m_connecting = true;
+    IOptimizer& engine = m_surroundings.engines.Open(m_timeoutMs);
+    m_connecting = false;
+    return engine;
+}
+
+Failure Context::TimeIsUp() const {
+    const std::wstring within = L" within " + SecondsText(m_timeoutMs.value_or(0));
+    if (m_connecting) return Unreachable(WAIT_TIMEOUT, L"nothing answered" + within);
+    return {ExitCode::TimedOut, WAIT_TIMEOUT, L"There was no answer" + within + L"."};
+}
+
+std::wstring SecondsText(uint64_t milliseconds) {
+    const uint64_t hundredths = (milliseconds + 5) / 10;
+    std::wstring text = std::to_wstring(hundredths / 100);
+    if (const uint64_t rest = hundredths % 100; rest != 0) {
+        text += rest < 10 ? L".0" : L".";
+        text += std::to_wstring(rest % 10 == 0 ? rest / 10 : rest);
+    }
+    return text + L" s";
+}
+
+}  // namespace ctl

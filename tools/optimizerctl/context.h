@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/optimizerctl/output.h"
+#include "tools/optimizerctl/surroundings.h"
+
+namespace ctl {
+
+/// What a verb works with while it runs.
+class Context {
+public:
+    Context(const CLI::App& arguments, Surroundings& surroundings, Output& output,
+            std::optional<uint32_t> timeoutMs);
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    /// The value of a positional argument or option, empty when it wasn't given.
+    std::wstring Argument(const std::string& name) const;
+    bool Has(const std::string& name) const { return m_arguments.count(name) > 0; }
+
+    /// Connects at the first call. Throws Failure.
+    IOptimizer& Engine();
+    Output& Out() { return m_output; }
+    ITerminal& Terminal() { return m_surroundings.terminal; }
+    IMachine& Machine() { return m_surroundings.machine; }
+
+    std::optional<uint32_t> TimeoutMs() const { return m_timeoutMs; }
+    /// What to tell when the time is up in the middle of a call. Any thread.
+    Failure TimeIsUp() const;
+
+private:
+    const CLI::App& m_arguments;
+    Surroundings& m_surroundings;
+    Output& m_output;
+    const std::optional<uint32_t> m_timeoutMs;
+    std::atomic<bool> m_connecting = false;
+};
+
+/// "1.5 s"
+std::wstring SecondsText(uint64_t milliseconds);
+
+}  // namespace ctl

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <picojson.h>
+
+#include "host/settings_check/settings_check.h"
+#include "tools/optimizerctl/failure.h"
+#include "tools/optimizerctl/surroundings.h"
+
+namespace ctl {
+
+/// What the engine says of itself.
+struct EngineState {
+    std::optional<Failure> failure;  // why it says nothing; the rest is void then
+    uint64_t milliseconds = 0;       // from the connect to the first answer
+    std::wstring profile;
+};
+
+/// Everything that doctor looks at, and what it makes of it.
+struct Diagnosis {
+    ServiceState service;
+    EngineState engine;
+    std::wstring folder;
+    std::vector<host::SettingsFile> files;
+    std::vector<std::wstring> problems;  // of the settings, a sentence each
+};
+
+/// Reads the settings of a folder into the diagnosis.
+void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis);
+
+/// The first thing that is wrong, the engine before the settings. A service that isn't installed is none: the
+/// engine may run in a console.
+ExitCode Verdict(const Diagnosis& diagnosis);
+std::wstring ReportText(const Diagnosis& diagnosis);
+picojson::object ReportDocument(const Diagnosis& diagnosis);
+
+}  // namespace ctl

@@ -1,0 +1,54 @@
+#include "tools/optimizerctl/doctor_noun.h"
+
+#include <chrono>
+
+#include "tools/optimizerctl/diagnosis.h"
+#include "tools/optimizerctl/names.h"
+
+namespace ctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+EngineState AskEngine(Context& context) {
+    EngineState state;
+    const Clock::time_point start = Clock::now();
+    try {
+        optimizer::profiles::profile active = optimizer::profiles::profile::Disabled;
+        Require(context.Engine().GetProfile(&active), L"The engine doesn't tell its profile");
+        state.profile = NameOf(active);
+    } catch (const Failure& failure) {
+        state.failure = failure;
+    }
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    state.milliseconds = static_cast<uint64_t>(took.count());
+    return state;
+}
+
+ExitCode Doctor(Context& context) {
+    Diagnosis diagnosis;
+    context.Out().ShowProgress(L"looking for the service");
+    diagnosis.service = context.Machine().QueryService();
+    diagnosis.engine = AskEngine(context);
+    DiagnoseSettings(context.Machine().SettingsFolder(), diagnosis);
+    context.Out().ShowProgress(L"");
+    const ExitCode verdict = Verdict(diagnosis);
+    if (verdict == ExitCode::Done) {
+        context.Out().Tell(ReportText(diagnosis), ReportDocument(diagnosis));
+    } else {
+        context.Out().TellAlways(ReportText(diagnosis), ReportDocument(diagnosis));
+    }
+    return verdict;
+}
+
+}  // namespace
+
+void AddDoctorNoun(CLI::App& app, Verbs& verbs) {
+    verbs.Add(app, "doctor",
+              "Tells whether the service is installed, running and reachable, which settings files\n"
+              "are sound, and what is to be put back on this machine.",
+              "doctor --json", &Doctor);
+}
+
+}  // namespace ctl

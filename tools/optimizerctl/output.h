@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+#include <picojson.h>
+
+#include "frame/critical_section.h"
+#include "tools/optimizerctl/failure.h"
+#include "tools/optimizerctl/surroundings.h"
+
+namespace ctl {
+
+/// The one place that knows about --json and --quiet. Any thread.
+class Output {
+public:
+    explicit Output(ITerminal& terminal) : m_terminal(terminal) {}
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    /// Before the first word is said.
+    void SetForm(bool json, bool quiet);
+
+    /// What a verb found: the text for people, or the document in one line. False when nobody reads any more.
+    bool Tell(const std::wstring& text, const picojson::object& document);
+    /// The same for what must be told in any case: a report of something that is wrong.
+    bool TellAlways(const std::wstring& text, const picojson::object& document);
+    /// A line for people beside what was found, on standard error.
+    void Note(const std::wstring& line);
+    void ShowProgress(const std::wstring& text);
+    /// Ends the output: nothing is printed after a failure.
+    ExitCode Fail(const Failure& failure);
+
+private:
+    ITerminal& m_terminal;
+    bool m_json = false;
+    bool m_quiet = false;
+    optimizer::CCriticalSection m_lock;
+    bool m_ended = false;  // guarded by m_lock
+};
+
+/// A text as the value of a document.
+picojson::value TextValue(const std::wstring& text);
+picojson::value NumberValue(uint64_t number);
+
+/// Fills a column of a table: the text and spaces up to the width, at least two.
+std::wstring Column(const std::wstring& text, size_t width);
+
+}  // namespace ctl
