@@ -38,6 +38,7 @@ std::string VisualEffectValues::ToText() const {
 
 void VisualEffectValues::FromText(const std::string& text) {
     TRACE_SCOPE("VisualEffectValues::FromText");
+    if (text.empty()) return;  // what a command without a report is answered with
     picojson::value value;
     std::string error;
     if (!json::Parse(text, value, error)) TRACE_LINE(trace::kWarning, L"%S", error.c_str());
