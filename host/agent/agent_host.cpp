@@ -10,6 +10,7 @@
 #include "frame/trace.h"
 #include "host/plugin_host/plugin_host.h"
 #include "host/plugin_host/service_presence.h"
+#include "host/service/service_control.h"
 
 namespace host {
 
@@ -21,14 +22,24 @@ constexpr uint32_t kQueueThreads = 2;
 constexpr DWORD kPauseMs = 2000;  // between two looks for the service
 constexpr DWORD kLongestPauseMs = 60000;
 
+/// True where that can't be told.
+bool IsServiceInstalled() {
+    const optimizer::ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) return true;
+    const optimizer::ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, SERVICE_QUERY_STATUS));
+    const DWORD error = GetLastError();
+    return service || error != ERROR_SERVICE_DOES_NOT_EXIST;
+}
+
 }  // namespace
 
 std::wstring DefaultAgentPluginList() {
     return optimizer::GetModuleFolder() + L"settings\\agent_plugins.xml";
 }
 
-AgentHost::AgentHost(std::wstring pluginList, HANDLE stop)
+AgentHost::AgentHost(std::wstring pluginList, bool endsWithService, HANDLE stop)
     : m_pluginList(std::move(pluginList)),
+      m_endsWithService(endsWithService),
       m_stop(stop),
       m_ended(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_thread([this] { _Run(); }) {}
@@ -53,7 +64,10 @@ bool AgentHost::_Serve() {
     if (!plugins.Start(kQueueThreads, m_problem)) return false;
     DWORD pauseMs = kPauseMs;
     do {
-        if (!IsServicePresent()) continue;
+        if (!IsServicePresent()) {
+            if (m_endsWithService && !IsServiceInstalled()) break;
+            continue;
+        }
         std::wstring problem;
         if (!plugins.Load(m_pluginList, problem)) {
             // The service may not serve its pipes yet. When it never does, the log isn't to be flooded.

@@ -11,8 +11,9 @@ namespace host {
 /// comes back.
 class AgentHost {
 public:
-    /// `stop` is signalled from outside when the agent is to end.
-    AgentHost(std::wstring pluginList, HANDLE stop);
+    /// `stop` is signalled from outside when the agent is to end. With `endsWithService` it also ends by
+    /// itself when the service isn't installed any more.
+    AgentHost(std::wstring pluginList, bool endsWithService, HANDLE stop);
     /// Signals `stop` and waits for the thread.
     ~AgentHost();
     AgentHost(const AgentHost&) = delete;
@@ -28,6 +29,7 @@ private:
     bool _Serve();
 
     std::wstring m_pluginList;
+    bool m_endsWithService;
     HANDLE m_stop;
     optimizer::KernelHandle m_ended;
     std::wstring m_problem;

@@ -27,7 +27,7 @@ int Fail(const std::wstring& sentence) {
     return kFailed;
 }
 
-int RunAgent(const std::wstring& pluginList) {
+int RunAgent(const std::wstring& pluginList, bool endsWithService) {
     optimizer::trace::LogHolder log;
     log.Get();
     const host::AgentInstance instance;
@@ -35,7 +35,7 @@ int RunAgent(const std::wstring& pluginList) {
         host::PrintLine(L"The session has an agent already.");
         return kDone;
     }
-    const host::AgentHost agent(pluginList, instance.StopEvent());
+    const host::AgentHost agent(pluginList, endsWithService, instance.StopEvent());
     host::SessionEndWatch watch(instance.StopEvent(), agent.EndedEvent());
     watch.PumpUntilEnded();
     return agent.Problem().empty() ? kDone : Fail(agent.Problem());
@@ -58,7 +58,9 @@ int Run(const std::vector<std::wstring>& arguments) {
     app.require_subcommand(1);
     std::string listOption;
     app.add_option("--plugins", listOption, "plug-in list to load instead of settings\\agent_plugins.xml");
-    const auto* const run = app.add_subcommand("run", "run until the session ends");
+    auto* const run = app.add_subcommand("run", "run until the session ends");
+    bool withService = false;
+    run->add_flag("--with-service", withService, "end also when the service isn't installed any more");
     const auto* const stop = app.add_subcommand("stop", "end this session's agent");
 
     std::vector<std::string> reversed;
@@ -73,7 +75,8 @@ int Run(const std::vector<std::wstring>& arguments) {
     }
     if (stop->parsed()) return StopAgent();
     if (!run->parsed()) return kUsage;
-    return RunAgent(listOption.empty() ? host::DefaultAgentPluginList() : optimizer::Widen(listOption));
+    return RunAgent(listOption.empty() ? host::DefaultAgentPluginList() : optimizer::Widen(listOption),
+                    withService);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ std::set<DWORD> Sessions() {
 /// 0 or the system's error.
 uint32_t StartAs(HANDLE token) {
     const std::wstring folder = optimizer::GetModuleFolder();
-    std::wstring command = L"\"" + folder + L"optimizeragent.exe\" run";
+    std::wstring command = L"\"" + folder + L"optimizeragent.exe\" run --with-service";
     Environment environment;
     // Without it the agent gets the service's own; it still runs.
     CreateEnvironmentBlock(environment.Receive(), token, FALSE);

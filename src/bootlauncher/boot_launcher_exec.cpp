@@ -41,6 +41,7 @@ void CBootLauncherExec::Init(IServMain* main) {
 
 void CBootLauncherExec::UnInit() {
     TRACE_SCOPE("CBootLauncherExec::UnInit");
+    Stop();  // the timer must not outlive the object
     m_main = nullptr;
     m_queue = nullptr;
     m_startTime = 0;

@@ -34,6 +34,7 @@ void* COptimizerAgent::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t COptimizerAgent::Init(IServMain* main) {
+    m_log.Get();
     const uint32_t error = Guarded([&] { return _Init(main); });
     if (error != ERROR_SUCCESS) UnInit();
     return error;
@@ -74,6 +75,7 @@ void COptimizerAgent::UnInit() {
     m_bootLauncher.UnInit();
     m_components = nullptr;
     m_main = nullptr;
+    m_log.Release();
 }
 
 uint32_t COptimizerAgent::Start() {

@@ -4,6 +4,7 @@
 #include "border/connector.h"
 #include "border/host.h"
 #include "frame/deleting_destructor.h"
+#include "frame/log_binding.h"
 
 namespace optimizer {
 
@@ -39,6 +40,7 @@ private:
     IConnectorClient* m_connector = nullptr;
     ConnectorEndpoint* m_endpoint = nullptr;
     CBootLauncherExec m_bootLauncher;
+    trace::LogHolder m_log;  // from Init to UnInit: nothing else here keeps the log bound
 };
 
 }  // namespace optimizer
