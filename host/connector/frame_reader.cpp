@@ -68,8 +68,9 @@ bool CFrameReader::_Begin(uint8_t* to, uint32_t roomBytes) {
 bool CFrameReader::_Await(bool untilWoken) {
     const HANDLE handles[] = {m_roused.Get(), m_arrived.Get()};
     for (;;) {
-        if (m_stopped || (untilWoken && m_woken.exchange(false))) return false;
-        if (!m_pending) return true;
+        if (m_stopped) return false;
+        if (!m_pending) return true;  // before Wake is looked at: what has arrived must be taken
+        if (untilWoken && m_woken.exchange(false)) return false;
         const DWORD signalled = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
         m_pending = signalled != WAIT_OBJECT_0 + 1;
     }

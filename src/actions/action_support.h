@@ -15,14 +15,16 @@ bool HasSameValues(const Params& own, const IOptimizerActionSettings* other) {
     return typed != nullptr && *typed == own;
 }
 
-/// Copies what an earlier run saved into the record, which is made when there is none yet. 87 for a null or
-/// wrong argument.
+inline constexpr uint32_t kInvalidParameter = 87;  // ERROR_INVALID_PARAMETER
+
+/// Copies what an earlier run saved into the record, which is made when there is none yet. A null or wrong
+/// argument changes nothing and gives `refusal`.
 template <class Params>
 [[nodiscard]] uint32_t CopyRevertParameters(std::unique_ptr<Params>& record,
-                                            const IOptimizerActionSettings* saved) {
-    constexpr uint32_t kInvalidParameter = 87;  // ERROR_INVALID_PARAMETER
+                                            const IOptimizerActionSettings* saved,
+                                            uint32_t refusal = kInvalidParameter) {
     const auto* const typed = dynamic_cast<const Params*>(saved);
-    if (typed == nullptr) return kInvalidParameter;
+    if (typed == nullptr) return refusal;
     if (record == nullptr) record = std::make_unique<Params>();
     *record = *typed;
     return 0;

@@ -22,7 +22,6 @@ bool PowerFunctions::Bind() {
         Resolve(from, "PowerSetActiveScheme", setActiveScheme) &&
         Resolve(from, "PowerReadDCValueIndex", readDC) && Resolve(from, "PowerWriteDCValueIndex", writeDC) &&
         Resolve(from, "PowerReadACValueIndex", readAC) && Resolve(from, "PowerWriteACValueIndex", writeAC);
-    if (!bound) library.Reset();
     return bound;
 }
 

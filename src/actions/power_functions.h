@@ -6,9 +6,14 @@
 
 namespace optimizer {
 
+// GUID_SLEEP_SUBGROUP
+inline constexpr GUID kSleepSubgroup = {
+    0x238C9FA8, 0x0AAD, 0x41ED, {0x83, 0xF4, 0x97, 0xBE, 0x24, 0x2C, 0x8F, 0x20}};
+
 /// The functions of PowrProf.dll that older systems lack, bound by name.
 struct PowerFunctions {
-    /// Binds all of them or none. Called once.
+    /// Called once. False when the library or one of the functions is missing; a library that was found
+    /// stays held then.
     bool Bind();
 
     bool bound = false;

@@ -6,10 +6,6 @@ namespace optimizer {
 
 namespace {
 
-// GUID_SLEEP_SUBGROUP
-constexpr GUID kSleepSubgroup = {
-    0x238C9FA8, 0x0AAD, 0x41ED, {0x83, 0xF4, 0x97, 0xBE, 0x24, 0x2C, 0x8F, 0x20}};
-
 struct Setting {
     const wchar_t* word;
     GUID guid;

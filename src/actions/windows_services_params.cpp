@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <iterator>
 #include <utility>
 
-#include "frame/json.h"
+#include "actions/json_texts.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 
@@ -16,17 +15,6 @@ namespace {
 // In the order of the values; the last one stands for what isn't known.
 constexpr const char* kStatusTexts[] = {"RUNNING", "STOPPED", "PAUSED", "NA"};
 constexpr const char* kStartupTexts[] = {"AUTOMATIC", "MANUAL", "DISABLED", "NA"};
-
-picojson::value ToText(const char* const (&texts)[4], int value) {
-    return picojson::value(texts[std::clamp(value, 0, 3)]);
-}
-
-template <class Value>
-Value FromText(const char* const (&texts)[4], const picojson::value* text) {
-    const auto* const found =
-        std::find(std::begin(texts), std::end(texts), json::ToText(text).value_or("NA"));
-    return static_cast<Value>(std::min<std::ptrdiff_t>(found - std::begin(texts), 3));
-}
 
 template <class Services>
 auto FindIn(Services& services, const std::wstring& name) {
@@ -43,8 +31,8 @@ void WindowsServicesParams::ToJson(picojson::value* out) const {
     for (const ServiceRecord& record : services) {
         picojson::object object;
         object["name"] = picojson::value(Narrow(record.name));
-        object["status"] = ToText(kStatusTexts, static_cast<int>(record.status));
-        object["startup"] = ToText(kStartupTexts, static_cast<int>(record.startup));
+        object["status"] = ToJsonText(kStatusTexts, record.status);
+        object["startup"] = ToJsonText(kStartupTexts, record.startup);
         array.emplace_back(std::move(object));
     }
     *out = picojson::value(std::move(array));
@@ -62,8 +50,8 @@ void WindowsServicesParams::FromJson(const picojson::value* in) {
         }
         services.push_back(
             {.name = Widen(name),
-             .status = FromText<ServiceStatus>(kStatusTexts, json::Find(element, "status")),
-             .startup = FromText<ServiceStartup>(kStartupTexts, json::Find(element, "startup"))});
+             .status = FromJsonText<ServiceStatus>(kStatusTexts, json::Find(element, "status")),
+             .startup = FromJsonText<ServiceStartup>(kStartupTexts, json::Find(element, "startup"))});
     }
 }
 

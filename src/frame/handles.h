@@ -77,6 +77,12 @@ struct LocalMemoryTraits {
     static Type Invalid() noexcept { return nullptr; }
     static void Close(Type memory) { LocalFree(memory); }
 };
+template <class Interface>
+struct ComPointerTraits {
+    using Type = Interface*;
+    static Type Invalid() noexcept { return nullptr; }
+    static void Close(Type object) { object->Release(); }
+};
 
 using KernelHandle = UniqueHandle<KernelHandleTraits>;
 using FileHandle = UniqueHandle<FileHandleTraits>;
@@ -84,6 +90,8 @@ using RegistryKey = UniqueHandle<RegistryKeyTraits>;
 using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
 using Library = UniqueHandle<LibraryTraits>;
 using LocalMemory = UniqueHandle<LocalMemoryTraits>;
+template <class Interface>
+using ComPointer = UniqueHandle<ComPointerTraits<Interface>>;
 
 /// The address of an export as the function that it is; null when the library hasn't got it.
 template <class Function>

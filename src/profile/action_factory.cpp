@@ -1,8 +1,12 @@
 #include "profile/action_factory.h"
 
 #include "actions/block_win_notifications_action.h"
+#include "actions/bluetooth_action.h"
 #include "actions/disable_balloon_action.h"
 #include "actions/hibernate_action.h"
+#include "actions/postpone_windows_update.h"
+#include "actions/power_plan.h"
+#include "actions/usb_devices.h"
 #include "actions/visual_fx.h"
 #include "actions/windows_services_action.h"
 #include "frame/json.h"
@@ -35,6 +39,10 @@ constexpr Row kActions[] = {
      [](const picojson::value& json, IServMain* main) {
          return ActionPointer(new CWindowsServicesAction(Read<WindowsServicesParams>(json), main));
      }},
+    {L"PostponeWindowsUpdate",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CPostponeWindowsUpdate(Read<PostponeAutomaticUpdateParams>(json)));
+     }},
     {L"BlockWinNotification",
      [](const picojson::value& json, IServMain* main) {
          return ActionPointer(
@@ -43,6 +51,15 @@ constexpr Row kActions[] = {
     {L"VisualFX",
      [](const picojson::value& json, IServMain* main) {
          return ActionPointer(new VisualFX(Read<VisualFXParams>(json), main));
+     }},
+    {L"PowerPlanAction",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CPowerPlan(Read<PowerPlanParams>(json)));
+     }},
+    {L"UsbDevices", [](const picojson::value&, IServMain*) { return ActionPointer(new CUsbDevices()); }},
+    {L"Bluetooth",
+     [](const picojson::value& json, IServMain*) {
+         return ActionPointer(new CBluetoothAction(Read<BluetoothParams>(json)));
      }},
     {kHibernateOnBattery,
      [](const picojson::value& json, IServMain*) {

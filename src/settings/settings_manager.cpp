@@ -63,17 +63,21 @@ uint32_t CSettingsManager::_Init(IServMain* main) {
         return error;
     }
     UnInit();  // a second Init starts over
-    m_profiles = new (std::nothrow) CProfilesSettings(SettingsFolder(dataFolder));
+    const std::wstring folder = SettingsFolder(dataFolder);
+    m_profiles = new (std::nothrow) CProfilesSettings(folder);
     if (m_profiles == nullptr) return ERROR_OUTOFMEMORY;
     m_profiles->Init();
-    return ERROR_SUCCESS;
+    m_tasks = new (std::nothrow) CTasksSettings(folder + L"tasks.json", folder + L"current_tasks.json");
+    return m_tasks != nullptr ? ERROR_SUCCESS : ERROR_OUTOFMEMORY;
 }
 
 void CSettingsManager::UnInit() {
-    // Freed without its destructor, on purpose: the store has nothing to flush, since each change is written
-    // at once.
+    // Freed without their destructors, on purpose: the stores have nothing to flush, since each change is
+    // written at once.
     if (m_profiles != nullptr) ::operator delete(m_profiles);
     m_profiles = nullptr;
+    if (m_tasks != nullptr) ::operator delete(m_tasks);
+    m_tasks = nullptr;
 }
 
 }  // namespace optimizer

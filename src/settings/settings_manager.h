@@ -3,6 +3,7 @@
 #include "border/optimizer_settings.h"
 #include "frame/deleting_destructor.h"
 #include "settings/profiles_settings.h"
+#include "settings/tasks_settings.h"
 
 namespace optimizer {
 
@@ -20,12 +21,13 @@ public:
     uint32_t Start() override { return 0; }
     uint32_t Stop() override { return 0; }
     IProfilesSettings* GetProfilesSettings() override { return m_profiles; }
-    ITasksSettings* GetTasksSettings() override { return nullptr; }  // joins with the store of task settings
+    ITasksSettings* GetTasksSettings() override { return m_tasks; }
 
 private:
     uint32_t _Init(IServMain* main);
 
     CProfilesSettings* m_profiles = nullptr;
+    CTasksSettings* m_tasks = nullptr;
 };
 
 }  // namespace optimizer

@@ -6,12 +6,6 @@
 
 namespace test_support {
 
-namespace {
-
-constexpr const wchar_t* kActiveScheme = L"ActiveScheme";
-
-}  // namespace
-
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39] = {};
     StringFromGUID2(guid, text, 39);
@@ -29,19 +23,6 @@ std::optional<uint32_t> ReadPowerNumber(const std::wstring& name) {
 
 void WritePowerNumber(const std::wstring& name, uint32_t number) {
     RegSetKeyValueW(HKEY_CURRENT_USER, kPowerKey, name.c_str(), REG_DWORD, &number, sizeof(number));
-}
-
-std::optional<GUID> ReadActiveScheme() {
-    GUID scheme = {};
-    DWORD sizeBytes = sizeof(scheme);
-    const LSTATUS error = RegGetValueW(HKEY_CURRENT_USER, kPowerKey, kActiveScheme, RRF_RT_REG_BINARY,
-                                       nullptr, &scheme, &sizeBytes);
-    if (error != ERROR_SUCCESS || sizeBytes != sizeof(scheme)) return std::nullopt;
-    return scheme;
-}
-
-void WriteActiveScheme(const GUID& scheme) {
-    RegSetKeyValueW(HKEY_CURRENT_USER, kPowerKey, kActiveScheme, REG_BINARY, &scheme, sizeof(scheme));
 }
 
 SimulatedPower::SimulatedPower() {
@@ -62,10 +43,6 @@ void SimulatedPower::Remove(const std::wstring& name) {
 
 std::optional<uint32_t> SimulatedPower::Get(const std::wstring& name) const {
     return ReadPowerNumber(name);
-}
-
-void SimulatedPower::SetActiveScheme(const GUID& scheme) {
-    WriteActiveScheme(scheme);
 }
 
 std::wstring SimulatedPower::ValueName(const GUID& subgroup, const GUID& setting, bool onBattery,

@@ -1,4 +1,5 @@
 // What goes wrong on a pipe: bad frames, clients that don't read, ends that go away, names that are taken.
+#include <atomic>
 #include <random>
 #include <thread>
 

@@ -1,7 +1,6 @@
 // Both components of connector.dll on a pipe of the test's own, and a client that writes its frames by hand.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -64,7 +63,7 @@ private:
 class Rig {
 public:
     Rig() {
-        static std::atomic<uint32_t> number = 0;
+        static uint32_t number = 0;
         name = L"connector_test_" + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++number);
         const std::wstring library = optimizer::GetModuleFolder() + L"connector.dll";
         EXPECT_EQ(servers.Load(library, L"connserver"), 0u);

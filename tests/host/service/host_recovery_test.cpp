@@ -25,6 +25,9 @@ constexpr GUID kHibernateEnabled = {
 constexpr GUID kHibernateTimeout = {
     0x9D7815A6, 0x7EE4, 0x497E, {0x88, 0x88, 0x51, 0x5A, 0x05, 0xF0, 0x23, 0x64}};
 
+constexpr GUID kVideo = {0x7516B95F, 0xF776, 0x4464, {0x8C, 0x53, 0x06, 0x16, 0x7F, 0x40, 0xCC, 0x99}};
+constexpr GUID kDisplayOff = {0x3C0BC021, 0xC8A8, 0x4E07, {0xA9, 0x73, 0x6B, 0x14, 0xCB, 0xCB, 0x2B, 0x7E}};
+
 constexpr ServiceState kRunning = {SERVICE_RUNNING, SERVICE_AUTO_START};
 constexpr ServiceState kStoppedManual = {SERVICE_STOPPED, SERVICE_DEMAND_START};
 constexpr ServiceState kPaused = {SERVICE_PAUSED, SERVICE_DEMAND_START};
@@ -34,12 +37,12 @@ std::string Narrow(const std::wstring& text) {
     return {text.begin(), text.end()};  // the names here are ASCII
 }
 
-/// Three services of which "Game" wants something else, and two power actions before them in the order of
-/// names.
+/// Three services of which "Game" wants something else, and before them, in the order of names, the actions
+/// on Bluetooth (there is no adapter), on hibernation, on the power plan and on USB disks (there are none).
 class HostRecovery : public testing::Test {
 protected:
     HostRecovery() {
-        constexpr uint32_t kFound[] = {0, 41, 0, 43};
+        constexpr uint32_t kFound[] = {0, 41, 0, 43, 44};
         for (size_t i = 0; i < m_powerValues.size(); ++i)
             m_power.Set(m_powerValues[i], kFound[i]);
         m_services.Add(L"recover_a", kRunning);
@@ -89,7 +92,9 @@ protected:
     bool IsInGame() const {
         return m_services.Reaches(m_services.Names()[0], kStoppedDisabled) &&
                m_services.Reaches(m_services.Names()[1], kRunning) &&
-               m_services.Reaches(m_services.Names()[2], kRunning);
+               m_services.Reaches(m_services.Names()[2], kRunning) && rig::WaitUntil([this] {
+                   return Power() == std::vector<uint32_t>{1, 111, 1, 222, 333};
+               });
     }
 
     void ExpectPutBack() const {
@@ -109,7 +114,8 @@ protected:
         test_support::SimulatedPower::ValueName(kSleep, kHibernateEnabled, true),
         test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, true),
         test_support::SimulatedPower::ValueName(kSleep, kHibernateEnabled, false),
-        test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, false)};
+        test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, false),
+        test_support::SimulatedPower::ValueName(kVideo, kDisplayOff, false)};
     ScratchServices m_services;
     std::vector<ServiceState> m_before;
     std::vector<uint32_t> m_powerBefore;
@@ -121,11 +127,14 @@ private:
             return "{\"name\":\"" + Narrow(m_services.Names()[i]) + "\",\"status\":\"" + status +
                    "\",\"startup\":\"" + startup + "\"}";
         };
-        return "{\"SystemActions\":[\"HibernateOnBattery\",\"HibernateOnCable\",\"WindowsServices\"],"
+        return "{\"SystemActions\":[\"Bluetooth\",\"HibernateOnBattery\",\"HibernateOnCable\","
+               "\"PowerPlanAction\",\"WindowsServices\"],"
                "\"Disabled\":{},"
                "\"Work\":{},\"Movie\":{},\"Battery\":{},\"Game\":{"
                "\"HibernateOnBattery\":{\"active\":true,\"time\":111},"
                "\"HibernateOnCable\":{\"active\":true,\"time\":222},"
+               "\"Bluetooth\":{\"status\":\"OFF\"},\"UsbDevices\":{},"
+               "\"PowerPlanAction\":{\"DisplayOffTime\":333},"
                "\"WindowsServices\":[" +
                service(0, "STOPPED", "DISABLED") + "," + service(1, "RUNNING", "AUTOMATIC") + "," +
                service(2, "RUNNING", "AUTOMATIC") + "]}}";
@@ -159,6 +168,7 @@ TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
     m_power.Set(L"KillOnCapabilities", 2);
     EXPECT_FALSE(Enter(L"Game"));
     m_power.Remove(L"KillOnCapabilities");
+    EXPECT_NE(m_installation->SystemRevertList().find("Bluetooth"), std::string::npos);
     EXPECT_NE(m_installation->SystemRevertList().find("HibernateOnBattery"), std::string::npos);
     EXPECT_EQ(m_installation->SystemRevertList().find("HibernateOnCable"), std::string::npos);
 
@@ -173,8 +183,9 @@ TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
 TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsChangeNothing) {
     auto host = StartConsole();
     EnterGame();
-    // Each action writes two values, entering and leaving: the seventh write is the second action's way back.
-    m_power.Set(L"KillOnWrite", 7);
+    // Entering takes five writes, and leaving two for each source of hibernation before the power plan's: the
+    // eighth write is the second action's way back.
+    m_power.Set(L"KillOnWrite", 8);
     EXPECT_FALSE(Enter(L"Disabled"));
     m_power.Remove(L"KillOnWrite");
 

@@ -15,7 +15,8 @@ using test_support::WritePowerNumber;
 
 namespace {
 
-constexpr UINT kKilled = 99;  // exit code of a process that was ended on demand
+constexpr UINT kKilled = 99;       // exit code of a process that was ended on demand
+constexpr UINT kLegacyScheme = 5;  // the number of the active one
 
 void CountCall(const wchar_t* exportName) {
     const std::wstring name = std::wstring(L"Calls:") + exportName;
@@ -49,6 +50,13 @@ DWORD Write(const wchar_t* exportName, bool onBattery, const GUID* scheme, const
     return ERROR_SUCCESS;
 }
 
+/// False with that error as the last one when the test wants the call to fail.
+bool Answers(const wchar_t* failure) {
+    const auto error = ReadPowerNumber(failure);
+    if (error) SetLastError(*error);
+    return !error;
+}
+
 }  // namespace
 
 extern "C" {
@@ -57,12 +65,26 @@ __declspec(dllexport) BOOLEAN WINAPI GetPwrCapabilities(PSYSTEM_POWER_CAPABILITI
     static std::atomic<uint32_t> calls = 0;
     CountCall(L"GetPwrCapabilities");
     MaybeKill(L"KillOnCapabilities", calls);
-    if (const auto error = ReadPowerNumber(L"FailCapabilities")) {
-        SetLastError(*error);
-        return FALSE;
-    }
+    if (!Answers(L"FailCapabilities")) return FALSE;
     *capabilities = {};
     capabilities->SystemS4 = ReadPowerNumber(L"NoS4").value_or(0) == 0;
+    return TRUE;
+}
+
+__declspec(dllexport) BOOLEAN WINAPI GetActivePwrScheme(PUINT index) {
+    *index = kLegacyScheme;
+    return Answers(L"FailLegacyScheme");
+}
+
+__declspec(dllexport) BOOLEAN WINAPI GetCurrentPowerPolicies(PGLOBAL_POWER_POLICY, PPOWER_POLICY policy) {
+    policy->user = test_support::ReadPowerRecord(test_support::kLegacyPolicy, USER_POWER_POLICY{});
+    return Answers(L"FailPolicies");
+}
+
+__declspec(dllexport) BOOLEAN WINAPI
+    SetActivePwrScheme(UINT index, PGLOBAL_POWER_POLICY global, PPOWER_POLICY policy) {
+    if (index != kLegacyScheme || global != nullptr || !Answers(L"FailSetPolicies")) return FALSE;
+    test_support::WritePowerRecord(test_support::kLegacyPolicy, policy->user);
     return TRUE;
 }
 
@@ -71,13 +93,13 @@ __declspec(dllexport) DWORD WINAPI PowerGetActiveScheme(HKEY, GUID** scheme) {
     if (const auto error = ReadPowerNumber(L"FailActiveScheme")) return *error;
     *scheme = static_cast<GUID*>(LocalAlloc(LMEM_FIXED, sizeof(GUID)));
     if (*scheme == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
-    **scheme = test_support::ReadActiveScheme().value_or(test_support::kDefaultScheme);
+    **scheme = test_support::ReadPowerRecord(test_support::kActiveScheme, test_support::kDefaultScheme);
     return ERROR_SUCCESS;
 }
 
 __declspec(dllexport) DWORD WINAPI PowerSetActiveScheme(HKEY, const GUID* scheme) {
     CountCall(L"PowerSetActiveScheme");
-    test_support::WriteActiveScheme(*scheme);
+    test_support::WritePowerRecord(test_support::kActiveScheme, *scheme);
     return ERROR_SUCCESS;
 }
 

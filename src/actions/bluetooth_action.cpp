@@ -1,0 +1,216 @@
+#include "actions/bluetooth_action.h"
+
+#include <cstring>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "actions/action_support.h"
+#include "actions/device_set.h"
+#include "frame/trace.h"
+
+namespace optimizer {
+
+namespace {
+
+// GUID_BTHPORT_DEVICE_INTERFACE
+constexpr GUID kBluetoothPort = {
+    0x0850302A, 0xB344, 0x4FDA, {0x9B, 0xE9, 0x90, 0x57, 0x6B, 0x8D, 0x46, 0xF0}};
+
+struct GuidOrder {
+    bool operator()(const GUID& left, const GUID& right) const {
+        return std::memcmp(&left, &right, sizeof(GUID)) < 0;
+    }
+};
+
+/// The event is unsignalled as long as this lives.
+class BusyMark {
+public:
+    explicit BusyMark(HANDLE idle) : m_idle(idle) { ResetEvent(m_idle); }
+    ~BusyMark() { SetEvent(m_idle); }
+    BusyMark(const BusyMark&) = delete;
+    BusyMark& operator=(const BusyMark&) = delete;
+
+private:
+    HANDLE m_idle;
+};
+
+uint32_t OpenAdapters(DeviceSet& set) {
+    TRACE_SCOPE("CBluetoothAction::OpenAdapters");
+    set.Reset(SetupDiGetClassDevsW(&kBluetoothPort, nullptr, nullptr, DIGCF_DEVICEINTERFACE));
+    const DWORD error = GetLastError();
+    if (set) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, L"SetupDiGetClassDevs failed 0x%x", error);
+    return error;
+}
+
+/// Nothing when the device has none or it can't be read.
+std::optional<std::wstring> GetDeviceDescr(const DeviceSet& set, SP_DEVINFO_DATA& device) {
+    TRACE_SCOPE("CBluetoothAction::GetDeviceDescr");
+    DWORD sizeBytes = 0;
+    if (!SetupDiGetDeviceRegistryPropertyW(set.Get(), &device, SPDRP_DEVICEDESC, nullptr, nullptr, 0,
+                                           &sizeBytes)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INSUFFICIENT_BUFFER) {
+            TRACE_LINE(trace::kWarning, L"SetupDiGetDeviceRegistryProperty req data size failed 0x%x", error);
+            return std::nullopt;
+        }
+    }
+    // One more, so that the text ends in any case.
+    std::vector<wchar_t> text(sizeBytes / sizeof(wchar_t) + 1);
+    if (!SetupDiGetDeviceRegistryPropertyW(set.Get(), &device, SPDRP_DEVICEDESC, nullptr,
+                                           reinterpret_cast<BYTE*>(text.data()), sizeBytes, nullptr)) {
+        const DWORD error = GetLastError();
+        TRACE_LINE(trace::kWarning, L"SetupDiGetDeviceRegistryProperty req data failed 0x%x", error);
+        return std::nullopt;
+    }
+    return text.data();
+}
+
+std::wstring DescribeDevice(const DeviceSet& set, SP_DEVINFO_DATA& device) {
+    return GetDeviceDescr(set, device).value_or(L"UNKNOWN");
+}
+
+bool GetDeviceStatus(const DeviceSet& set, SP_DEVINFO_DATA& device, bool& enabled) {
+    TRACE_SCOPE("CBluetoothAction::GetDeviceStatus");
+    TRACE_LINE(trace::kInformation, L"device descr=[%s]", DescribeDevice(set, device).c_str());
+    DWORD flags = 0;
+    if (!SetupDiGetDeviceRegistryPropertyW(set.Get(), &device, SPDRP_CONFIGFLAGS, nullptr,
+                                           reinterpret_cast<BYTE*>(&flags), sizeof(flags), nullptr)) {
+        const DWORD error = GetLastError();
+        TRACE_LINE(trace::kWarning, L"SetupDiGetDeviceRegistryProperty req data failed 0x%x", error);
+        return false;
+    }
+    constexpr DWORD kDisabled = 1;  // CONFIGFLAG_DISABLED
+    enabled = (flags & kDisabled) == 0;
+    return true;
+}
+
+/// None when it can't be told, or there is no adapter.
+BluetoothStatus Snapshot() {
+    TRACE_SCOPE("CBluetoothAction::Snapshot");
+    DeviceSet set;
+    if (OpenAdapters(set) != ERROR_SUCCESS) return BluetoothStatus::None;
+
+    // Devices of one class count as one; the first stands for them.
+    std::map<GUID, BluetoothStatus, GuidOrder> found;
+    SP_DEVINFO_DATA device = EmptyDevice();
+    for (DWORD index = 0; SetupDiEnumDeviceInfo(set.Get(), index, &device); ++index) {
+        bool enabled = false;
+        BluetoothStatus status = BluetoothStatus::None;
+        if (GetDeviceStatus(set, device, enabled)) {
+            status = enabled ? BluetoothStatus::On : BluetoothStatus::Off;
+        } else {
+            TRACE_LINE(trace::kWarning, L"GetDeviceStatus failed");
+        }
+        found.emplace(device.ClassGuid, status);
+    }
+    if (GetLastError() != ERROR_NO_MORE_ITEMS) return BluetoothStatus::None;
+    for (const auto& entry : found) {
+        if (entry.second != BluetoothStatus::None) return entry.second;
+    }
+    return BluetoothStatus::None;
+}
+
+bool ChangeDevice(const DeviceSet& set, SP_DEVINFO_DATA& device, bool enable) {
+    TRACE_SCOPE("CBluetoothAction::ChangeDevice");
+    const std::wstring name = DescribeDevice(set, device);
+    TRACE_LINE(trace::kInformation, L"device descr=[%s] %s", name.c_str(), enable ? L"ENABLE" : L"DISABLE");
+    SP_PROPCHANGE_PARAMS params = {};
+    static_assert(sizeof(params) == 20);
+    params.ClassInstallHeader.cbSize = sizeof(params.ClassInstallHeader);
+    params.ClassInstallHeader.InstallFunction = DIF_PROPERTYCHANGE;
+    params.StateChange = enable ? DICS_ENABLE : DICS_DISABLE;
+    params.Scope = DICS_FLAG_GLOBAL;
+    if (!SetupDiSetClassInstallParamsW(set.Get(), &device, &params.ClassInstallHeader, sizeof(params))) {
+        const DWORD error = GetLastError();
+        TRACE_LINE(trace::kWarning, L"SetupDiSetClassInstallParams [%s] failed 0x%x", name.c_str(), error);
+        return false;
+    }
+    if (!SetupDiChangeState(set.Get(), &device)) {
+        const DWORD error = GetLastError();
+        TRACE_LINE(trace::kWarning, L"SetupDiChangeState [%s] failed 0x%x", name.c_str(), error);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+CBluetoothAction::CBluetoothAction(BluetoothParams parameters)
+    : m_parameters(std::move(parameters)), m_idle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
+
+uint32_t CBluetoothAction::Start() {
+    TRACE_SCOPE("CBluetoothAction::Start");
+    if (WaitForSingleObject(m_idle.Get(), 0) == WAIT_TIMEOUT) return ERROR_ALREADY_EXISTS;
+    const BusyMark busy(m_idle.Get());
+    if (m_revertParameters == nullptr) {
+        m_revertParameters = std::make_unique<BluetoothParams>();
+        m_revertParameters->status = Snapshot();
+    }
+    if (m_cancelRequested == 1) return ERROR_CANCELLED;
+    return _Change(m_parameters.status);
+}
+
+uint32_t CBluetoothAction::Stop() {
+    TRACE_SCOPE("CBluetoothAction::Stop");
+    if (WaitForSingleObject(m_idle.Get(), 0) == WAIT_OBJECT_0) return 0;
+    m_cancelRequested.fetch_or(1);
+    WaitForSingleObject(m_idle.Get(), INFINITE);
+    m_cancelRequested = 0;
+    SetEvent(m_idle.Get());
+    return 0;
+}
+
+uint32_t CBluetoothAction::Revert() {
+    TRACE_SCOPE("CBluetoothAction::Revert");
+    if (m_revertParameters == nullptr) return 0;
+    Stop();
+    // Not marked as busy, on purpose: nobody waits for a way back.
+    return _Change(m_revertParameters->status);
+}
+
+uint32_t CBluetoothAction::Update(IOptimizerActionSettings* parameters) {
+    TRACE_SCOPE("CBluetoothAction::Update");
+    const auto* const wanted = dynamic_cast<const BluetoothParams*>(parameters);
+    if (wanted == nullptr) return 0;
+    Stop();
+    const BusyMark busy(m_idle.Get());
+    m_parameters = *wanted;
+    _Change(m_parameters.status);
+    return 0;
+}
+
+bool CBluetoothAction::HasSameParameters(IOptimizerActionSettings* parameters) {
+    return HasSameValues(m_parameters, parameters);
+}
+
+uint32_t CBluetoothAction::SetRevertParameters(IOptimizerActionSettings* parameters) {
+    TRACE_SCOPE("CBluetoothAction::SetRevertParameters");
+    return CopyRevertParameters(m_revertParameters, parameters);
+}
+
+uint32_t CBluetoothAction::_Change(BluetoothStatus status) {
+    return status != BluetoothStatus::None ? _ChangeDevices(status == BluetoothStatus::On) : 0;
+}
+
+uint32_t CBluetoothAction::_ChangeDevices(bool enable) {
+    TRACE_SCOPE("CBluetoothAction::_ChangeDevices");
+    DeviceSet set;
+    const uint32_t openError = OpenAdapters(set);
+    if (openError != ERROR_SUCCESS) return openError;
+    SP_DEVINFO_DATA device = EmptyDevice();
+    for (DWORD index = 0;; ++index) {
+        // Before the first device and after each: what has changed until then stays changed.
+        if (m_cancelRequested == 1) return ERROR_CANCELLED;
+        if (!SetupDiEnumDeviceInfo(set.Get(), index, &device)) {
+            const DWORD error = GetLastError();
+            return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
+        }
+        if (!ChangeDevice(set, device, enable)) TRACE_LINE(trace::kWarning, L"ChangeDevice failed");
+    }
+}
+
+}  // namespace optimizer

@@ -1,0 +1,181 @@
+#include "actions/postpone_windows_update.h"
+
+#include <utility>
+
+#include "actions/action_support.h"
+#include "actions/automatic_updates.h"
+#include "frame/trace.h"
+#include "frame/version.h"
+
+#include <objbase.h>
+
+namespace optimizer {
+
+namespace {
+
+uint32_t ToResult(HRESULT result) {
+    return result == S_OK ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
+}
+
+}  // namespace
+
+CPostponeWindowsUpdate::CPostponeWindowsUpdate(PostponeAutomaticUpdateParams parameters)
+    : m_comResult(CoInitialize(nullptr)), m_parameters(std::move(parameters)) {}
+
+CPostponeWindowsUpdate::~CPostponeWindowsUpdate() {
+    _Disconnect();
+    if (SUCCEEDED(m_comResult)) CoUninitialize();
+}
+
+uint32_t CPostponeWindowsUpdate::Start() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::Start");
+    uint32_t result = _Connect();
+    if (result == ERROR_SUCCESS) {
+        if (m_revertParameters == nullptr) _Snapshot();
+        result = _Apply();
+    }
+    _Disconnect();
+    return result;
+}
+
+uint32_t CPostponeWindowsUpdate::Revert() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::Revert");
+    if (m_revertParameters != nullptr) static_cast<void>(_MoveTo(*m_revertParameters));
+    return 0;
+}
+
+uint32_t CPostponeWindowsUpdate::Update(IOptimizerActionSettings* parameters) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::Update");
+    const auto* const wanted = dynamic_cast<const Params*>(parameters);
+    return wanted != nullptr ? _MoveTo(*wanted) : 0;
+}
+
+bool CPostponeWindowsUpdate::HasSameParameters(IOptimizerActionSettings* parameters) {
+    return HasSameValues(m_parameters, parameters);
+}
+
+uint32_t CPostponeWindowsUpdate::SetRevertParameters(IOptimizerActionSettings* parameters) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::SetRevertParameters");
+    return CopyRevertParameters(m_revertParameters, parameters, ERROR_SUCCESS);
+}
+
+uint32_t CPostponeWindowsUpdate::_Connect() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_Connect");
+    if (FAILED(m_comResult)) return ERROR_GEN_FAILURE;
+    // The name only tells that the class is there; what is created is always the same class.
+    CLSID named = {};
+    if (CLSIDFromProgID(L"Microsoft.Update.AutoUpdate", &named) != S_OK) return ERROR_GEN_FAILURE;
+    const HRESULT result =
+        CoCreateInstance(__uuidof(AutomaticUpdates), nullptr, CLSCTX_ALL, __uuidof(IAutomaticUpdates),
+                         reinterpret_cast<void**>(m_automaticUpdates.Receive()));
+    return FAILED(result) ? ERROR_GEN_FAILURE : ERROR_SUCCESS;
+}
+
+void CPostponeWindowsUpdate::_Disconnect() {
+    m_automaticUpdates.Reset();
+}
+
+/// Whatever can't be read stays at its default.
+void CPostponeWindowsUpdate::_Snapshot() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_Snapshot");
+    m_revertParameters = std::make_unique<Params>();
+    ComPointer<IAutomaticUpdatesSettings> settings;
+    if (FAILED(m_automaticUpdates.Get()->get_Settings(settings.Receive())) || !settings) return;
+    AutomaticUpdatesNotificationLevel level = aunlNotConfigured;
+    if (FAILED(settings.Get()->get_NotificationLevel(&level))) return;
+    m_revertParameters->notificationLevel = level;
+
+    ComPointer<IAutomaticUpdatesSettings2> settings2;
+    const HRESULT result = settings.Get()->QueryInterface(IAutomaticUpdatesSettings2::kIdentifier,
+                                                          reinterpret_cast<void**>(settings2.Receive()));
+    if (FAILED(result) || !settings2) return;
+    VARIANT_BOOL included = VARIANT_TRUE;
+    settings2.Get()->get_IncludeRecommendedUpdates(&included);
+    m_revertParameters->recommendedUpdates = static_cast<uint16_t>(included) > 65534;
+}
+
+uint32_t CPostponeWindowsUpdate::_Apply() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_Apply");
+    const uint32_t levelError = _SetAutomaticUpdatesNotificationLevel(m_parameters.notificationLevel);
+    if (levelError != ERROR_SUCCESS) {
+        TRACE_LINE(trace::kError, L"Unable to set automatic updates");
+        return levelError;
+    }
+    const uint32_t error = _SetRecommendedUpdates(m_parameters.recommendedUpdates);
+    // Older systems need not have that setting.
+    if (error == ERROR_SUCCESS || !IsWindows6OrLater(kVistaMinor)) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, L"Unable to set recommended updates.");
+    return error;
+}
+
+bool CPostponeWindowsUpdate::_GetSettings(const wchar_t* purpose,
+                                          ComPointer<IAutomaticUpdatesSettings>& settings) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_GetSettings");
+    if (FAILED(m_automaticUpdates.Get()->get_Settings(settings.Receive()))) return false;
+    if (settings) return true;
+    TRACE_LINE(trace::kError, L"%s - IAutomaticUpdatesSettings pointer is null!", purpose);
+    return false;
+}
+
+uint32_t CPostponeWindowsUpdate::_SetAutomaticUpdatesNotificationLevel(int32_t level) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_SetAutomaticUpdatesNotificationLevel");
+    ComPointer<IAutomaticUpdatesSettings> settings;
+    if (!_GetSettings(L"AutomaticUpdatesNotificationLevel", settings)) return ERROR_GEN_FAILURE;
+    if (settings.Get()->put_NotificationLevel(static_cast<AutomaticUpdatesNotificationLevel>(level)) != S_OK)
+        return ERROR_GEN_FAILURE;
+    return ToResult(settings.Get()->Save());
+}
+
+uint32_t CPostponeWindowsUpdate::_SetRecommendedUpdates(bool recommended) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_SetRecommendedUpdates");
+    ComPointer<IAutomaticUpdatesSettings> settings;
+    if (!_GetSettings(L"RecommendedUpdates", settings)) return ERROR_GEN_FAILURE;
+    ComPointer<IAutomaticUpdatesSettings2> settings2;
+    const HRESULT result = settings.Get()->QueryInterface(IAutomaticUpdatesSettings2::kIdentifier,
+                                                          reinterpret_cast<void**>(settings2.Receive()));
+    if (result != S_OK) {
+        TRACE_LINE(trace::kWarning, L"Could not query IAutomaticUpdatesSettings2 interface.");
+        return ERROR_GEN_FAILURE;
+    }
+    if (!settings2) {
+        TRACE_LINE(trace::kWarning, L"RecommendedUpdates - IAutomaticUpdatesSettings2 pointer is null!");
+        return ERROR_GEN_FAILURE;
+    }
+    const VARIANT_BOOL included = recommended ? VARIANT_TRUE : VARIANT_FALSE;
+    if (settings2.Get()->put_IncludeRecommendedUpdates(included) != S_OK) return ERROR_GEN_FAILURE;
+    return ToResult(settings2.Get()->Save());
+}
+
+uint32_t CPostponeWindowsUpdate::_UpdateAutomaticUpdatesSettings(const Params* wanted,
+                                                                 const Params* previous) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_UpdateAutomaticUpdatesSettings");
+    if (wanted == nullptr) {
+        TRACE_LINE(trace::kError, L"New parameters are null!");
+        return ERROR_GEN_FAILURE;
+    }
+    if (previous == nullptr) {
+        TRACE_LINE(trace::kError, L"Previous parameters are null!");
+        return ERROR_GEN_FAILURE;
+    }
+    if (wanted->notificationLevel != previous->notificationLevel) {
+        const uint32_t error = _SetAutomaticUpdatesNotificationLevel(wanted->notificationLevel);
+        if (error != ERROR_SUCCESS) return error;
+    }
+    if (wanted->recommendedUpdates == previous->recommendedUpdates) return ERROR_SUCCESS;
+    const uint32_t error = _SetRecommendedUpdates(wanted->recommendedUpdates);
+    if (error == ERROR_SUCCESS || !IsWindows6OrLater(kVistaMinor)) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, L"Update - unable to set recommended updates.");
+    return error;
+}
+
+uint32_t CPostponeWindowsUpdate::_MoveTo(const Params& wanted) {
+    uint32_t result = _Connect();
+    if (result == ERROR_SUCCESS) {
+        result = _UpdateAutomaticUpdatesSettings(&wanted, &m_parameters);
+        if (result == ERROR_SUCCESS) m_parameters = wanted;
+    }
+    _Disconnect();
+    return result;
+}
+
+}  // namespace optimizer

@@ -1,0 +1,154 @@
+// The Windows Update action against an object of the test's own in place of the agent's.
+#include "actions/postpone_windows_update.h"
+
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "tests/actions/simulated_system.h"
+#include "tests/support/simulated_log.h"
+
+#include <objbase.h>
+
+namespace {
+
+std::string g_calls;                      // what the agent was asked for
+std::map<std::string, HRESULT> g_errors;  // and what of it fails
+int g_references = 0;
+
+HRESULT Do(const std::string& step) {
+    if (!step.empty()) g_calls += step + ";";
+    return g_errors.contains(step) ? g_errors[step] : S_OK;
+}
+
+/// One object for all: the class, the agent and its settings use different slots.
+void* g_table[19];
+struct Object {
+    void** table = g_table;
+} g_object;
+
+HRESULT Give(const std::string& step, void** out) {
+    const HRESULT result = Do(step);
+    const bool isGiven = result == S_OK;
+    *out = isGiven ? &g_object : nullptr;
+    g_references += isGiven ? 1 : 0;
+    return result;
+}
+
+template <class Function>
+void Put(size_t slot, Function* function) {
+    g_table[slot] = reinterpret_cast<void*>(function);
+}
+
+void FillTable() {
+    Put(
+        0, +[](void*, const GUID* iid, void** out) {  // QueryInterface
+            return Give(iid->Data1 == 0x6ABC136A ? "settings2" : "", out);
+        });
+    Put(
+        1, +[](void*) { return ++g_references; });
+    Put(
+        2, +[](void*) { return --g_references; });
+    Put(
+        3, +[](void*, void*, const GUID*, void** out) { return Give("create", out); });
+    Put(
+        7, +[](void*, int* level) { return *level = 3, Do("get"); });
+    Put(
+        8, +[](void*, int level) { return Do("level " + std::to_string(level)); });
+    Put(
+        11, +[](void*, void** out) { return Give("settings", out); });
+    Put(
+        16, +[](void*) { return Do("save"); });
+    Put(
+        17, +[](void*, short* included) { return *included = 0, S_OK; });
+    Put(
+        18, +[](void*, short included) { return Do("recommended " + std::to_string(included)); });
+}
+
+}  // namespace
+
+namespace optimizer {
+namespace {
+
+PostponeAutomaticUpdateParams Params(int32_t level, bool recommended) {
+    PostponeAutomaticUpdateParams parameters;
+    parameters.notificationLevel = level;
+    parameters.recommendedUpdates = recommended;
+    return parameters;
+}
+
+class PostponeUpdate : public testing::Test {
+protected:
+    PostponeUpdate() {
+        FillTable();
+        CoInitialize(nullptr);
+        constexpr CLSID kAgent = {
+            0xBFE18E9C, 0x6D87, 0x4450, {0xB3, 0x7C, 0xE0, 0x2F, 0x0B, 0x37, 0x38, 0x03}};
+        EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&g_object), CLSCTX_INPROC_SERVER,
+                                        REGCLS_MULTIPLEUSE, &m_registration),
+                  S_OK);
+        m_references = g_references;
+    }
+    ~PostponeUpdate() override {
+        EXPECT_EQ(g_references, m_references) << "every object is released";
+        CoRevokeClassObject(m_registration);
+        CoUninitialize();
+        g_errors.clear();
+        test_support::g_isOlderThanVista = false;
+    }
+    static std::string Take() { return std::exchange(g_calls, {}); }
+
+    test_support::TraceRecorder traces;
+
+private:
+    DWORD m_registration = 0;
+    int m_references = 0;
+};
+
+TEST_F(PostponeUpdate, StartChangesBothAndRevertOnlyWhatDiffers) {
+    CPostponeWindowsUpdate action(Params(2, false));
+    EXPECT_EQ(action.Start(), 0u);
+    EXPECT_EQ(Take(),
+              "create;settings;get;settings2;settings;level 2;save;settings;settings2;recommended 0;save;");
+    EXPECT_TRUE(dynamic_cast<PostponeAutomaticUpdateParams&>(*action.GetRevertParameters()) ==
+                Params(3, false));
+    EXPECT_EQ(action.Revert(), 0u);
+    EXPECT_EQ(Take(), "create;settings;level 3;save;");
+    PostponeAutomaticUpdateParams next = Params(3, true);
+    EXPECT_EQ(action.Update(&next), 0u);
+    EXPECT_EQ(Take(), "create;settings;settings2;recommended -1;save;") << "it wanted what it had found";
+    EXPECT_EQ(action.Update(&next), 0u);
+    EXPECT_EQ(Take(), "create;");
+}
+
+TEST_F(PostponeUpdate, FailuresBeforeAndSinceVista) {
+    const struct {
+        const char* step;
+        uint32_t result;
+        uint32_t legacyResult;
+        const wchar_t* trace;
+    } cases[] = {
+        {"create", 31, 31, nullptr},
+        {"settings", 31, 31, L"Unable to set automatic updates"},
+        {"level 2", 31, 31, nullptr},
+        {"settings2", 31, 0, L"Could not query IAutomaticUpdatesSettings2 interface."},
+        {"recommended 0", 31, 0, L"Unable to set recommended updates."},
+        {"recommended -1", 0, 0, L"Update - unable to set recommended updates."},
+        {"get", 0, 0, nullptr},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.step);
+        g_errors = {{test.step, E_FAIL}};
+        CPostponeWindowsUpdate action(Params(2, false));
+        for (const bool isLegacy : {true, false}) {
+            test_support::g_isOlderThanVista = isLegacy;
+            EXPECT_EQ(action.Start(), isLegacy ? test.legacyResult : test.result);
+        }
+        PostponeAutomaticUpdateParams next = Params(2, true);
+        static_cast<void>(action.Update(&next));
+        EXPECT_TRUE(test.trace == nullptr || traces.Has(test.trace));
+    }
+}
+
+}  // namespace
+}  // namespace optimizer
