@@ -39,9 +39,9 @@ bool PluginHost::Load(const std::wstring& pluginList, std::wstring& problem) {
     auto* const diagnostics =
         static_cast<IHostDiagnostics*>(main->QueryInterface(&IHostDiagnostics::kIdentifier));
     const std::wstring told = diagnostics != nullptr ? diagnostics->LastFailure() : L"";
-    problem = told.empty() ? L"The plug-in list " + pluginList + L" can't be loaded: " +
-                                 SystemErrorText(error) + L"."
-                           : told;
+    problem = told.empty()
+                  ? L"The plug-in list " + pluginList + L" can't be loaded: " + SystemErrorText(error) + L"."
+                  : told;
     return false;
 }
 

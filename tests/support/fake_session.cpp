@@ -79,6 +79,9 @@ AgentPair::~AgentPair() {
     agent.UnInit();
     server.Stop();
     server.UnInit();
+    EXPECT_EQ(connector.client.open + connector.server.open, 0);
+    for (const auto& [name, count] : host.manager.references)
+        EXPECT_EQ(count, 0) << "left to the host: " << name.size();
     EXPECT_EQ(SimulatedUsers().impersonations, 0) << "a thread stayed somebody else";
     EXPECT_EQ(g_session.misuses, 0);
 }
