@@ -10,6 +10,7 @@
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/uninstall_event.h"
+#include "profile/optimizer_in_proc.h"
 #include "profile/optimizer_plugin.h"
 #include "settings/settings_manager.h"
 
@@ -28,6 +29,7 @@ COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerALComm>(L"optimizeralcomm"),
     optimizer::RawComponent<optimizer::COptimizerCommClient, IOptimizerALCommClient>(L"optimizercommclient"),
+    optimizer::RawComponent<optimizer::COptimizerInProc>(L"optimizerinproc"),
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),

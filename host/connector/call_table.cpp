@@ -35,12 +35,7 @@ OwnedResponse MakeResponse(const void* data, uint32_t sizeBytes) {
 
 }  // namespace
 
-CCallTable::Call::Call(CCallTable& table) : m_table(table) {
-    const Guard guard(table.m_lock);
-    table.m_calls.push_back(this);
-    m_number = ++table.m_lastNumber;
-    if (m_number == 0) m_number = ++table.m_lastNumber;  // 0 stands for no call
-}
+CCallTable::Call::Call(CCallTable& table) : m_table(table), m_number(table._Begin(this)) {}
 
 CCallTable::Call::~Call() {
     const Guard guard(m_table.m_lock);
@@ -92,6 +87,13 @@ void CCallTable::Free(ConnectorResponse* response) const {
         std::greater_equal<>()(address, static_cast<const void*>(m_failures.data())) &&
         std::less<>()(address, static_cast<const void*>(m_failures.data() + m_failures.size()));
     if (!isFailure) FreeMemory()(response);
+}
+
+uint32_t CCallTable::_Begin(Call* call) {
+    const Guard guard(m_lock);
+    m_calls.push_back(call);
+    if (++m_lastNumber == 0) ++m_lastNumber;  // 0 stands for no call
+    return m_lastNumber;
 }
 
 ConnectorResponse* CCallTable::_MakeFailure(uint32_t status) {

@@ -31,9 +31,9 @@ public:
         friend class CCallTable;
 
         CCallTable& m_table;
-        uint32_t m_number = 0;
         ConnectorResponse* m_response = nullptr;
         optimizer::CSignal m_changed;
+        const uint32_t m_number;  // the last, for it comes from entering the table
     };
 
     CCallTable() = default;
@@ -57,6 +57,7 @@ private:
         uint32_t status;
     };
 
+    uint32_t _Begin(Call* call);
     ConnectorResponse* _MakeFailure(uint32_t status);
 
     optimizer::CSlimLock m_lock;  // guards everything below

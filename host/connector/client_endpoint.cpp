@@ -15,7 +15,7 @@ namespace trace = optimizer::trace;
 
 namespace {
 
-constexpr size_t kMostKeptBytes = 1024 * 1024;
+constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
 
 }  // namespace
 

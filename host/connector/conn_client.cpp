@@ -47,13 +47,23 @@ uint32_t Connect(const wchar_t* pipeName, uint32_t timeoutMs, std::unique_ptr<CC
     const CDeadline deadline(timeoutMs);
     const std::wstring path = PipePath(pipeName);
     if (path.empty()) return ERROR_INVALID_PARAMETER;
-    FileHandle pipe;
-    const uint32_t error = OpenPipe(path, deadline, pipe);
-    if (error != ERROR_SUCCESS) return error;
-    DWORD mode = PIPE_READMODE_MESSAGE;
-    if (!SetNamedPipeHandleState(pipe.Get(), &mode, nullptr, nullptr)) return GetLastError();
-    out = std::make_unique<CClientEndpoint>(std::move(pipe));
-    return out->Open(deadline.LeftMs());
+    for (;;) {
+        FileHandle pipe;
+        uint32_t error = OpenPipe(path, deadline, pipe);
+        if (error != ERROR_SUCCESS) return error;
+        DWORD mode = PIPE_READMODE_MESSAGE;
+        if (SetNamedPipeHandleState(pipe.Get(), &mode, nullptr, nullptr)) {
+            out = std::make_unique<CClientEndpoint>(std::move(pipe));
+            error = out->Open(deadline.LeftMs());
+        } else {
+            error = GetLastError();
+        }
+        if (error == ERROR_SUCCESS) return error;
+        out.reset();
+        // A server that is just going away may be followed by the next.
+        if (deadline.LeftMs() == 0) return error;
+        Sleep(std::min(deadline.LeftMs(), kLookAgainMs));
+    }
 }
 
 }  // namespace

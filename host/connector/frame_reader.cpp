@@ -72,6 +72,7 @@ bool CFrameReader::_Await(bool untilWoken) {
         if (!m_pending) return true;  // before Wake is looked at: what has arrived must be taken
         if (untilWoken && m_woken.exchange(false)) return false;
         const DWORD signalled = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+        if (signalled == WAIT_FAILED) Stop();
         m_pending = signalled != WAIT_OBJECT_0 + 1;
     }
 }

@@ -10,7 +10,7 @@ using optimizer::CSlimLock;
 namespace {
 
 /// How far a reader may fall behind. The first frame is taken whatever its size.
-constexpr size_t kMostQueuedBytes = 4 * 1024 * 1024;
+constexpr size_t kMostQueuedBytes = size_t{4} * 1024 * 1024;
 constexpr size_t kBookkeepingBytes = 64;  // of a frame in the queue
 
 size_t WeightOf(const Frame& frame) {

@@ -9,7 +9,9 @@ namespace host {
 
 CPipeConnection::CPipeConnection(optimizer::FileHandle pipe, Side side, uint32_t id,
                                  IConnectionEvents& events)
-    : m_pipe(std::move(pipe)), m_side(side), m_id(id), m_events(events), m_sender(m_pipe.Get(), m_reader) {}
+    : m_pipe(std::move(pipe)), m_side(side), m_id(id), m_events(events), m_sender(m_pipe.Get(), m_reader) {
+    if (side == Side::Server) GetNamedPipeClientProcessId(m_pipe.Get(), &m_clientProcess);
+}
 
 uint32_t CPipeConnection::Open(CWriteCompletions& completions) {
     const uint32_t error = m_reader.Open(m_pipe.Get());

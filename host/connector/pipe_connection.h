@@ -51,6 +51,8 @@ public:
     void End();
 
     uint32_t Id() const { return m_id; }
+    /// Of a server's connection.
+    DWORD ClientProcess() const { return m_clientProcess; }
     bool IsOver() const { return m_over; }
 
     /// The request that the receive function is given, 0 for none: the one that may be answered.
@@ -65,6 +67,7 @@ private:
     optimizer::FileHandle m_pipe;
     const Side m_side;
     const uint32_t m_id;
+    DWORD m_clientProcess = 0;
     IConnectionEvents& m_events;
     std::atomic<uint32_t> m_unanswered = 0;
     std::atomic<bool> m_over = false;

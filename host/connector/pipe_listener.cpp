@@ -33,7 +33,7 @@ uint32_t CPipeListener::Open(const wchar_t* pipeName) {
     if (!m_security) return GetLastError();
     m_connected.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!m_connected) return GetLastError();
-    const uint32_t error = _MakeInstance(FILE_FLAG_FIRST_PIPE_INSTANCE);
+    const uint32_t error = _MakeInstance(FILE_FLAG_FIRST_PIPE_INSTANCE, m_instance);
     if (error != ERROR_SUCCESS) return error;
     // Wine lets a second process pass in spite of the flag.
     DWORD instances = 0;
@@ -50,34 +50,51 @@ FileHandle CPipeListener::Accept(HANDLE roused) {
     }
     if (m_pending) {
         const HANDLE handles[] = {roused, m_connected.Get()};
-        if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0) return {};
+        if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 1) return {};
         m_pending = false;
         DWORD ignored = 0;
         if (!GetOverlappedResult(m_instance.Get(), &m_overlapped, &ignored, FALSE)) {
-            DisconnectNamedPipe(m_instance.Get());
-            m_listening = false;
+            _Refuse();
             return {};
         }
     }
-    FileHandle client = std::move(m_instance);
+    // The successor first: without one the client is refused, since its instance alone holds the name.
+    FileHandle successor;
+    const uint32_t error = _MakeInstance(0, successor);
+    if (error != ERROR_SUCCESS) {
+        TRACE_SCOPE("CPipeListener::Accept");
+        TRACE_LINE(trace::kWarning, L"A client of %s is refused: 0x%x", m_path.c_str(), error);
+        _Refuse();
+        return {};
+    }
+    FileHandle client = std::exchange(m_instance, std::move(successor));
     m_listening = false;
     _Listen();  // at once: the next client finds somebody who listens
     return client;
 }
 
-uint32_t CPipeListener::_MakeInstance(DWORD firstFlag) {
+void CPipeListener::_Refuse() {
+    DisconnectNamedPipe(m_instance.Get());
+    m_listening = false;
+}
+
+uint32_t CPipeListener::_MakeInstance(DWORD firstFlag, FileHandle& out) {
     SECURITY_ATTRIBUTES security = {sizeof(security), m_security.Get(), FALSE};
-    m_instance.Reset(
+    out.Reset(
         CreateNamedPipeW(m_path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | firstFlag,
                          PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
-                         kMostClients, kBufferBytes, kBufferBytes, 0, &security));
-    return m_instance ? ERROR_SUCCESS : GetLastError();
+                         kMostInstances, kBufferBytes, kBufferBytes, 0, &security));
+    return out ? ERROR_SUCCESS : GetLastError();
 }
 
 bool CPipeListener::_Listen() {
     if (m_listening) return true;
-    const uint32_t error = m_instance ? ERROR_SUCCESS : _MakeInstance(0);
-    m_listening = error == ERROR_SUCCESS && _BeginConnect();
+    uint32_t error = _BeginConnect();
+    if (error == ERROR_NO_DATA) {  // a client came and went
+        _Refuse();
+        error = _BeginConnect();
+    }
+    m_listening = error == ERROR_SUCCESS;
     if (!m_listening && !m_inTrouble) {
         TRACE_SCOPE("CPipeListener::_Listen");
         TRACE_LINE(trace::kWarning, L"No client can connect to %s for now: 0x%x", m_path.c_str(), error);
@@ -86,16 +103,13 @@ bool CPipeListener::_Listen() {
     return m_listening;
 }
 
-bool CPipeListener::_BeginConnect() {
+uint32_t CPipeListener::_BeginConnect() {
     m_overlapped = {};
     m_overlapped.hEvent = m_connected.Get();
-    if (ConnectNamedPipe(m_instance.Get(), &m_overlapped)) return true;
+    if (ConnectNamedPipe(m_instance.Get(), &m_overlapped)) return ERROR_SUCCESS;
     const DWORD error = GetLastError();
     m_pending = error == ERROR_IO_PENDING;
-    if (m_pending || error == ERROR_PIPE_CONNECTED) return true;
-    // ERROR_NO_DATA: a client came and went. The instance stays, for it may be the last that holds the name.
-    DisconnectNamedPipe(m_instance.Get());
-    return false;
+    return m_pending || error == ERROR_PIPE_CONNECTED ? ERROR_SUCCESS : error;
 }
 
 }  // namespace host

@@ -13,8 +13,8 @@ namespace host {
 /// serve the name. One thread at a time.
 class CPipeListener {
 public:
-    /// Clients at once; the system makes no more instances.
-    static constexpr DWORD kMostClients = 200;
+    /// One of them is never given away: with it the name would go, and another process could take it.
+    static constexpr DWORD kMostInstances = 201;
 
     CPipeListener() = default;
     CPipeListener(const CPipeListener&) = delete;
@@ -29,9 +29,10 @@ public:
     optimizer::FileHandle Accept(HANDLE roused);
 
 private:
-    uint32_t _MakeInstance(DWORD firstFlag);
+    uint32_t _MakeInstance(DWORD firstFlag, optimizer::FileHandle& out);
     bool _Listen();
-    bool _BeginConnect();
+    uint32_t _BeginConnect();
+    void _Refuse();
 
     std::wstring m_path;
     optimizer::LocalMemory m_security;

@@ -1,5 +1,6 @@
 #include "connector/server_endpoint.h"
 
+#include <algorithm>
 #include <exception>
 #include <mutex>
 #include <utility>
@@ -19,9 +20,14 @@ namespace {
 
 using Guard = std::lock_guard<optimizer::CSlimLock>;
 
-/// A client that doesn't read is dropped, and is nobody else's trouble.
+/// Clients that one process may have; the others' places are for others.
+constexpr size_t kMostOfOneProcess = 80;
+
+/// A client that doesn't read is dropped, and so is one that there is no memory for; neither is anybody
+/// else's trouble.
 uint32_t SendOrDrop(CPipeConnection& client, const Frame& frame) {
-    const uint32_t error = client.Send(frame);
+    const uint32_t error = Guarded([&] { return client.Send(frame); });
+    if (error == ERROR_OUTOFMEMORY) client.Drop();
     if (error == ERROR_NOT_ENOUGH_QUOTA) {
         TRACE_SCOPE("SendOrDrop");
         TRACE_LINE(trace::kWarning, L"Client %u doesn't read", client.Id());
@@ -130,6 +136,12 @@ void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
     IConnectionEvents& events = *this;
     const auto client =
         std::make_shared<CPipeConnection>(std::move(pipe), CPipeConnection::Side::Server, m_lastId, events);
+    if (_CountOf(client->ClientProcess()) >= kMostOfOneProcess) {
+        TRACE_SCOPE("CServerEndpoint::_Admit");
+        TRACE_LINE(trace::kWarning, L"Process %u has too many clients", client->ClientProcess());
+        client->End();
+        return;
+    }
     const Frame welcome = MakeFrame({.kind = FrameKind::Reply, .call = kWelcomeCall}, nullptr);
     m_admitted.reserve(m_admitted.size() + 1);
     const uint32_t error = client->Open(m_completions);
@@ -180,6 +192,13 @@ CServerEndpoint::Client CServerEndpoint::_Find(uint32_t id) {
     const Guard guard(m_clientsLock);
     const auto client = m_clients.find(id);
     return client != m_clients.end() ? client->second : nullptr;
+}
+
+size_t CServerEndpoint::_CountOf(DWORD processId) {
+    const Guard guard(m_clientsLock);
+    return static_cast<size_t>(std::count_if(m_clients.begin(), m_clients.end(), [&](const auto& entry) {
+        return !entry.second->IsOver() && entry.second->ClientProcess() == processId;
+    }));
 }
 
 std::vector<CServerEndpoint::Client> CServerEndpoint::_Clients() {

@@ -54,6 +54,7 @@ private:
     void _StartClients();
     void _EndClients();
     Client _Find(uint32_t id);
+    size_t _CountOf(DWORD processId);
     std::vector<Client> _Clients();
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
                     uint32_t sizeBytes);

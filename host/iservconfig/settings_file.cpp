@@ -28,12 +28,20 @@ SettingsFileState ReadSettingsFile(const std::wstring& path, picojson::value& ou
     const optimizer::FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const DWORD error = GetLastError();
+    if (file) return ReadOpenedSettings(file.Get(), path, out, failure);
+    failure = path + L": " + optimizer::SystemErrorText(error);
+    const bool absent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+    return absent ? SettingsFileState::Absent : SettingsFileState::Unreadable;
+}
+
+SettingsFileState ReadOpenedSettings(HANDLE file, const std::wstring& path, picojson::value& out,
+                                     std::wstring& failure) {
     std::string text;
-    const DWORD error = file ? ReadWhole(file.Get(), text) : GetLastError();
+    const DWORD error = ReadWhole(file, text);
     if (error != ERROR_SUCCESS) {
         failure = path + L": " + optimizer::SystemErrorText(error);
-        const bool absent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-        return absent ? SettingsFileState::Absent : SettingsFileState::Unreadable;
+        return SettingsFileState::Unreadable;
     }
     if (text.starts_with(kByteOrderMark)) text.erase(0, sizeof(kByteOrderMark) - 1);
     std::string place;

@@ -4,6 +4,8 @@
 
 #include <picojson.h>
 
+#include <windows.h>
+
 namespace host {
 
 enum class SettingsFileState {
@@ -17,6 +19,10 @@ enum class SettingsFileState {
 /// wrong with it in one sentence. Traces nothing, since the log's own settings are read with it. Throws
 /// std::bad_alloc.
 SettingsFileState ReadSettingsFile(const std::wstring& path, picojson::value& out, std::wstring& failure);
+
+/// The same of a file that is open for reading; never Absent. `path` is for `failure` only.
+SettingsFileState ReadOpenedSettings(HANDLE file, const std::wstring& path, picojson::value& out,
+                                     std::wstring& failure);
 
 /// A text with its environment variables replaced; as it is when that can't be done.
 std::wstring ExpandEnvironment(const std::wstring& text);

@@ -2,11 +2,17 @@
 #include <iterator>
 
 #include "frame/object_factory.h"
+#include "plugins/process_provider.h"
+#include "plugins/cloud.h"
+#include "plugins/registration_status.h"
 #include "plugins/session_change.h"
 
 namespace {
 
 const optimizer::ComponentEntry kComponents[] = {
+    optimizer::OwnedComponent<host::CProcessProvider>(L"processdp"),
+    optimizer::OwnedComponent<host::CCloud>(L"icloud"),
+    optimizer::OwnedComponent<host::CRegistrationStatus>(L"regal"),
     optimizer::OwnedComponent<host::CSessionChange>(L"sessionchange"),
 };
 

@@ -51,11 +51,11 @@ void CheckActionNames(const picojson::value& document, std::vector<SettingsFindi
 }
 
 void CheckProfiles(const SettingsFile& file, std::vector<SettingsFinding>& findings) {
-    if (file.state == SettingsFileState::Missing) {
+    if (file.state == SettingsFileState::Absent) {
         Add(findings, true,
             L"The profile definitions " + file.path +
                 L" are missing; install the file that came with the program.");
-    } else if (file.state != SettingsFileState::Good) {
+    } else if (file.state != SettingsFileState::Ok) {
         Add(findings, true,
             L"The file " + file.path + L" " + file.problem +
                 L"; correct it or install the one that came with the program.");
@@ -65,7 +65,7 @@ void CheckProfiles(const SettingsFile& file, std::vector<SettingsFinding>& findi
 }
 
 void CheckStateFile(const SettingsFile& file, std::vector<SettingsFinding>& findings) {
-    if (file.state == SettingsFileState::Good) return;
+    if (file.state == SettingsFileState::Ok) return;
     Add(findings, false,
         L"The file " + file.path + L" " + file.problem +
             L"; it is left as it is and not used until you correct or remove it.");

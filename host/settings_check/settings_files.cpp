@@ -9,6 +9,7 @@
 
 #include "frame/json.h"
 #include "frame/text.h"
+#include "host/optimizerprocessdp/application_file.h"
 
 namespace host {
 
@@ -21,7 +22,7 @@ constexpr const char* kRevertListKey = "Disabled";
 
 }  // namespace
 
-SettingsFile ReadSettingsFile(const std::wstring& path, bool mayBeEmpty) {
+SettingsFile InspectSettingsFile(const std::wstring& path, bool mayBeEmpty) {
     SettingsFile result;
     result.path = path;
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
@@ -29,7 +30,7 @@ SettingsFile ReadSettingsFile(const std::wstring& path, bool mayBeEmpty) {
         const DWORD error = GetLastError();
         std::error_code ignored;
         const bool missing = !std::filesystem::exists(path, ignored) && !ignored;
-        result.state = missing ? SettingsFileState::Missing : SettingsFileState::Unreadable;
+        result.state = missing ? SettingsFileState::Absent : SettingsFileState::Unreadable;
         result.problem = missing ? L"is missing" : L"can't be read: " + optimizer::SystemErrorText(error);
         return result;
     }
@@ -44,17 +45,30 @@ SettingsFile ReadSettingsFile(const std::wstring& path, bool mayBeEmpty) {
     } else if (!result.document.is<picojson::object>()) {
         result.problem = L"is not a JSON object";
     }
-    result.state = result.problem.empty() ? SettingsFileState::Good : SettingsFileState::Broken;
+    result.state = result.problem.empty() ? SettingsFileState::Ok : SettingsFileState::Broken;
     return result;
 }
 
+namespace {
+
+/// The lists in it have to be sound too.
+SettingsFile InspectApplications(const std::wstring& path) {
+    SettingsFile file = InspectSettingsFile(path, false);
+    if (file.state == SettingsFileState::Ok && !ApplicationLists::FromJson(file.document, file.problem))
+        file.state = SettingsFileState::Broken;
+    return file;
+}
+
+}  // namespace
+
 std::vector<SettingsFile> ReadSettingsFiles(const std::wstring& folder) {
-    std::vector<SettingsFile> files{ReadSettingsFile(folder + kProfiles, false)};
+    std::vector<SettingsFile> files{InspectSettingsFile(folder + kProfiles, false)};
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
         const std::wstring name = entry.path().filename().wstring();
+        if (name == kApplicationsFile) files.push_back(InspectApplications(entry.path().wstring()));
         if (IsRevertFile(name) || name.ends_with(kConfigSuffix))
-            files.push_back(ReadSettingsFile(entry.path().wstring(), true));
+            files.push_back(InspectSettingsFile(entry.path().wstring(), true));
     }
     return files;
 }

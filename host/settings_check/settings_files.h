@@ -6,29 +6,25 @@
 
 #include <picojson.h>
 
-namespace host {
+#include "host/iservconfig/settings_file.h"
 
-enum class SettingsFileState {
-    Good,
-    Missing,
-    Unreadable,  // there, but this account can't read it
-    Broken,      // not a JSON object
-};
+namespace host {
 
 /// One file of the settings folder, as it is on disk.
 struct SettingsFile {
     std::wstring path;
-    SettingsFileState state = SettingsFileState::Missing;
+    SettingsFileState state = SettingsFileState::Absent;
     std::wstring problem;      // what is wrong, as the end of a sentence that begins with the file
-    picojson::value document;  // an object when the state is Good
+    picojson::value document;  // an object when the state is Ok
 
     std::wstring Name() const { return path.substr(path.find_last_of(L'\\') + 1); }
 };
 
 /// Reads one file. An empty one is broken, unless `mayBeEmpty`: it is an object without members then.
-SettingsFile ReadSettingsFile(const std::wstring& path, bool mayBeEmpty);
+SettingsFile InspectSettingsFile(const std::wstring& path, bool mayBeEmpty);
 
-/// The profile definitions in any case, then the revert lists and the users' own settings that are there.
+/// The profile definitions in any case; then the applications, the revert lists and the users' own settings
+/// that are there.
 std::vector<SettingsFile> ReadSettingsFiles(const std::wstring& folder);
 
 /// What an action's entry in a revert list comes to.

@@ -81,6 +81,8 @@ def main():
     entries = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         source = pathlib.Path(entry["directory"], entry["file"]).resolve()
+        if source.suffix != ".cpp":
+            continue  # a resource script
         if source.is_relative_to(ROOT) and source.relative_to(ROOT).parts[0] in FOLDERS:
             entries[source] = {"directory": entry["directory"], "file": str(source), "arguments": clang_command(entry)}
     (work / "compile_commands.json").write_text(json.dumps(list(entries.values()), indent=1))

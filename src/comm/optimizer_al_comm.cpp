@@ -1,5 +1,7 @@
 #include "comm/optimizer_al_comm.h"
 
+#include <algorithm>
+
 #include <windows.h>
 
 #include "frame/guarded.h"
@@ -20,7 +22,8 @@ bool SenderWaits(const ConnectorMessage* message) {
 
 /// The number that a request begins with; 0 when the payload is too short for one.
 uint32_t NumberOf(const ConnectorMessage* message) {
-    return CByteStream(PayloadOf(message), message->sizeBytes).ReadUint32();
+    const size_t sizeBytes = std::min<size_t>(message->sizeBytes, sizeof(uint32_t));
+    return CByteStream(PayloadOf(message), sizeBytes).ReadUint32();
 }
 
 }  // namespace
@@ -219,7 +222,9 @@ void COptimizerALComm::_ReplyStatus(const ConnectorMessage* message, uint32_t st
 void COptimizerALComm::_Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes) {
     ConnectorEndpoint* const endpoint = m_endpoint;
     if (SenderWaits(message)) {
-        endpoint->replyData(message, message->id, data, sizeBytes);
+        // What is too large for the pipe becomes an error rather than a wait in vain.
+        if (endpoint->replyData(message, message->id, data, sizeBytes) != ERROR_SUCCESS)
+            endpoint->replyStatus(message, ERROR_GEN_FAILURE);
     } else {
         endpoint->postMessage(message->id, data, sizeBytes, message->senderId);
     }

@@ -35,6 +35,9 @@ public:
     void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) override;
     void OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) override;
 
+    /// Takes one message from the pipe.
+    uint32_t NpcCallback(const ConnectorMessage* message);
+
 private:
     using profile = profiles::profile;
 
@@ -47,7 +50,6 @@ private:
     static const Request kRequests[];
 
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
-    uint32_t NpcCallback(const ConnectorMessage* message);
     uint32_t _Init(IServMain* main);
 
     void _SetProfile(const ConnectorMessage* message);

@@ -2,7 +2,8 @@
 
 #include <cwchar>
 #include <mutex>
-#include <new>
+#include <shared_mutex>
+#include <utility>
 
 #include <windows.h>
 
@@ -40,6 +41,8 @@ struct COptimizerCommClient::Request {
 };
 
 COptimizerCommClient::~COptimizerCommClient() {
+    _Disconnect();
+    m_connector.Release();
     delete m_observers.load();
 }
 
@@ -85,7 +88,7 @@ uint32_t COptimizerCommClient::Init(IServMain*) {
         TRACE_SCOPE("COptimizerCommClient::Init");
         const std::lock_guard guard(m_lock);
         if (++m_initCount >= 2) return uint32_t{ERROR_SUCCESS};
-        const uint32_t error = _Init();
+        const uint32_t error = Guarded([&] { return _Init(); });
         if (error != ERROR_SUCCESS) _UnInit();
         return error;
     });
@@ -124,15 +127,29 @@ void COptimizerCommClient::UnInit() {
 
 void COptimizerCommClient::_UnInit() {
     if (--m_initCount != 0) return;
+    _Disconnect();
     m_connections = nullptr;
     if (IConnectorClient* const connector = m_connector.Get()) {
         connector->Stop();
         connector->UnInit();
     }
     m_connector.Release();
-    // No destructor may come after this.
-    delete m_observers.exchange(nullptr);
+    // No destructor may come after this. Observers that are still there expect to hear of the next Start.
+    Observers* const observers = m_observers;
+    if (observers != nullptr && observers->events.IsEmpty() && observers->responses.IsEmpty())
+        delete m_observers.exchange(nullptr);
     m_log.Release();
+}
+
+void COptimizerCommClient::_Disconnect() {
+    if (m_endpoint == nullptr) return;
+    m_endpoint->stopReceiving(1);
+    ConnectorEndpoint* endpoint = nullptr;
+    {
+        const std::lock_guard guard(m_endpointLock);  // waits for the requests in flight
+        endpoint = std::exchange(m_endpoint, nullptr);
+    }
+    m_connections->disconnectPipe(endpoint);
 }
 
 uint32_t COptimizerCommClient::Start() {
@@ -141,13 +158,17 @@ uint32_t COptimizerCommClient::Start() {
         const std::lock_guard guard(m_lock);
         // Raised and left so also when the connection fails; callers rely on it.
         if (++m_startCount >= 2) return uint32_t{ERROR_SUCCESS};
-        if (m_connections != nullptr) {
-            m_endpoint = m_connections->connectPipe(kOptimizerPipe, 0, kCommonPipeName, kConnectTimeoutMs);
-        }
-        ConnectorEndpoint* const endpoint = m_endpoint;
+        ConnectorEndpoint* const endpoint =
+            m_connections != nullptr
+                ? m_connections->connectPipe(kOptimizerPipe, 0, kCommonPipeName, kConnectTimeoutMs)
+                : nullptr;
         if (endpoint == nullptr) {
             TRACE_LINE(trace::kError, L"Coould not connect comm server: %s", kOptimizerPipe);
             return uint32_t{ERROR_NOT_ENOUGH_MEMORY};
+        }
+        {
+            const std::lock_guard endpointGuard(m_endpointLock);
+            m_endpoint = endpoint;
         }
         endpoint->setCallback(&_Receive, this, 1);
         return uint32_t{ERROR_SUCCESS};
@@ -157,81 +178,81 @@ uint32_t COptimizerCommClient::Start() {
 uint32_t COptimizerCommClient::Stop() {
     TRACE_SCOPE("COptimizerCommClient::Stop");
     const std::lock_guard guard(m_lock);
-    if (--m_startCount != 0) return ERROR_SUCCESS;
-    ConnectorEndpoint* const endpoint = m_endpoint;
-    if (endpoint == nullptr) return ERROR_SUCCESS;
-    endpoint->stopReceiving(1);
-    m_connections->disconnectPipe(endpoint);
-    m_endpoint = nullptr;
+    if (--m_startCount == 0) _Disconnect();
     return ERROR_SUCCESS;
 }
 
 template <class Read>
-uint32_t COptimizerCommClient::_Ask(const Request& request, const void* data, uint32_t sizeBytes, Read read) {
+uint32_t COptimizerCommClient::_Ask(const trace::LogScope& traceScope, const Request& request,
+                                    const void* data, uint32_t sizeBytes, Read read) {
     return Guarded([&] {
-        ConnectorEndpoint* const endpoint = m_endpoint;
-        if (endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
+        const std::shared_lock guard(m_endpointLock);
+        if (m_endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
         ConnectorResponse* response = nullptr;
-        const uint32_t code = endpoint->sendMessage(static_cast<uint32_t>(request.id), data, sizeBytes,
-                                                    &response, 0, kRequestTimeoutMs);
+        const uint32_t code = m_endpoint->sendMessage(static_cast<uint32_t>(request.id), data, sizeBytes,
+                                                      &response, 0, kRequestTimeoutMs);
         if (code != ERROR_SUCCESS) return code;
         // A response with a status stays the endpoint's; it isn't freed here.
-        if (response->status != ERROR_SUCCESS) {
-            TRACE_SCOPE("COptimizerCommClient::_Ask");
-            TRACE_LINE(trace::kError, request.sendFailed, response->status);
-            return response->status;
+        const uint32_t status = response->status;
+        if (status != ERROR_SUCCESS) {
+            TRACE_LINE(trace::kError, request.sendFailed, status);
+            return status;
         }
         CByteStream answer(response->data, response->sizeBytes);
-        endpoint->freeResponse(response);
-        return read(answer);
+        const bool whole = answer.SizeBytes() == response->sizeBytes;
+        m_endpoint->freeResponse(response);
+        return whole ? read(answer) : uint32_t{ERROR_OUTOFMEMORY};
     });
 }
 
-uint32_t COptimizerCommClient::_Post(const Request& request, const void* data, uint32_t sizeBytes) {
-    return Guarded([&] {
-        ConnectorEndpoint* const endpoint = m_endpoint;
-        if (endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
-        const uint32_t code = endpoint->postMessage(static_cast<uint32_t>(request.id), data, sizeBytes, 0);
-        if (code != ERROR_SUCCESS) {
-            TRACE_SCOPE("COptimizerCommClient::_Post");
-            TRACE_LINE(trace::kError, request.postFailed, code);
-        }
-        return code;
-    });
+uint32_t COptimizerCommClient::_Post(const trace::LogScope& traceScope, const Request& request,
+                                     const void* data, uint32_t sizeBytes) {
+    const std::shared_lock guard(m_endpointLock);
+    if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
+    const uint32_t code = m_endpoint->postMessage(static_cast<uint32_t>(request.id), data, sizeBytes, 0);
+    if (code != ERROR_SUCCESS) TRACE_LINE(trace::kError, request.postFailed, code);
+    return code;
 }
 
 uint32_t COptimizerCommClient::StartTask(const int32_t* task) {
-    return _Ask(Request::kStartTask, task, sizeof *task,
+    TRACE_SCOPE("COptimizerCommClient::StartTask");
+    return _Ask(traceScope, Request::kStartTask, task, sizeof *task,
                 [](CByteStream& answer) { return answer.ReadUint32(); });
 }
 
 void COptimizerCommClient::CancelTask(const int32_t* task) {
-    _Ask(Request::kCancelTask, task, sizeof *task, [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
+    TRACE_SCOPE("COptimizerCommClient::CancelTask");
+    _Ask(traceScope, Request::kCancelTask, task, sizeof *task,
+         [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
 }
 
 uint32_t COptimizerCommClient::SetProfile(const profile* wanted) {
-    return _Ask(Request::kSetProfile, wanted, sizeof *wanted,
+    TRACE_SCOPE("COptimizerCommClient::SetProfile");
+    return _Ask(traceScope, Request::kSetProfile, wanted, sizeof *wanted,
                 [](CByteStream& answer) { return answer.ReadUint32(); });
 }
 
 uint32_t COptimizerCommClient::GetProfile(profile* active) {
-    return _Ask(Request::kGetProfile, nullptr, 0, [&](CByteStream& answer) {
+    TRACE_SCOPE("COptimizerCommClient::GetProfile");
+    return _Ask(traceScope, Request::kGetProfile, nullptr, 0, [&](CByteStream& answer) {
         *active = static_cast<profile>(answer.ReadUint32());
         return uint32_t{ERROR_SUCCESS};
     });
 }
 
 uint32_t COptimizerCommClient::SetProfileConfig(const profile* which, vx::String* config) {
+    TRACE_SCOPE("COptimizerCommClient::SetProfileConfig");
     return Guarded([&] {
         CByteStream payload;
         WriteConfig(payload, which, config);
-        return _Ask(Request::kSetProfileConfig, payload.Data(), payload.SizeBytes(),
+        return _Ask(traceScope, Request::kSetProfileConfig, payload.Data(), payload.SizeBytes(),
                     [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
     });
 }
 
 uint32_t COptimizerCommClient::GetProfileConfig(const profile* which, vx::String* config) {
-    return _Ask(Request::kGetProfileConfig, which, sizeof *which, [&](CByteStream& answer) {
+    TRACE_SCOPE("COptimizerCommClient::GetProfileConfig");
+    return _Ask(traceScope, Request::kGetProfileConfig, which, sizeof *which, [&](CByteStream& answer) {
         answer.ReadUint32();  // the profile, which the caller knows
         config->Assign(answer.ReadString().c_str());
         return uint32_t{ERROR_SUCCESS};
@@ -239,53 +260,63 @@ uint32_t COptimizerCommClient::GetProfileConfig(const profile* which, vx::String
 }
 
 uint32_t COptimizerCommClient::SetModuleEnable(bool enable) {
+    TRACE_SCOPE("COptimizerCommClient::SetModuleEnable");
     const uint32_t number = enable ? 1 : 0;
-    return _Ask(Request::kSetModuleEnable, &number, sizeof number,
+    return _Ask(traceScope, Request::kSetModuleEnable, &number, sizeof number,
                 [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
 }
 
 uint32_t COptimizerCommClient::GetModuleEnable(bool* enable) {
-    return _Ask(Request::kGetModuleEnable, nullptr, 0, [&](CByteStream& answer) {
+    TRACE_SCOPE("COptimizerCommClient::GetModuleEnable");
+    return _Ask(traceScope, Request::kGetModuleEnable, nullptr, 0, [&](CByteStream& answer) {
         *enable = answer.ReadUint32() != 0;
         return uint32_t{ERROR_SUCCESS};
     });
 }
 
 uint32_t COptimizerCommClient::StartTaskAsync(const int32_t* task) {
-    return _Post(Request::kStartTask, task, sizeof *task);
+    TRACE_SCOPE("COptimizerCommClient::StartTaskAsync");
+    return _Post(traceScope, Request::kStartTask, task, sizeof *task);
 }
 
 uint32_t COptimizerCommClient::CancelTaskAsync(const int32_t* task) {
-    return _Post(Request::kCancelTask, task, sizeof *task);
+    TRACE_SCOPE("COptimizerCommClient::CancelTaskAsync");
+    return _Post(traceScope, Request::kCancelTask, task, sizeof *task);
 }
 
 uint32_t COptimizerCommClient::SetProfileAsync(const profile* wanted) {
-    return _Post(Request::kSetProfile, wanted, sizeof *wanted);
+    TRACE_SCOPE("COptimizerCommClient::SetProfileAsync");
+    return _Post(traceScope, Request::kSetProfile, wanted, sizeof *wanted);
 }
 
 uint32_t COptimizerCommClient::GetProfileAsync() {
-    return _Post(Request::kGetProfile, nullptr, 0);
+    TRACE_SCOPE("COptimizerCommClient::GetProfileAsync");
+    return _Post(traceScope, Request::kGetProfile, nullptr, 0);
 }
 
 uint32_t COptimizerCommClient::SetProfileConfigAsync(const profile* which, const vx::String* config) {
+    TRACE_SCOPE("COptimizerCommClient::SetProfileConfigAsync");
     return Guarded([&] {
         CByteStream payload;
         WriteConfig(payload, which, config);
-        return _Post(Request::kSetProfileConfig, payload.Data(), payload.SizeBytes());
+        return _Post(traceScope, Request::kSetProfileConfig, payload.Data(), payload.SizeBytes());
     });
 }
 
 uint32_t COptimizerCommClient::GetProfileConfigAsync(const profile* which) {
-    return _Post(Request::kGetProfileConfig, which, sizeof *which);
+    TRACE_SCOPE("COptimizerCommClient::GetProfileConfigAsync");
+    return _Post(traceScope, Request::kGetProfileConfig, which, sizeof *which);
 }
 
 uint32_t COptimizerCommClient::SetModuleEnableAsync(bool enable) {
+    TRACE_SCOPE("COptimizerCommClient::SetModuleEnableAsync");
     const uint32_t number = enable ? 1 : 0;
-    return _Post(Request::kSetModuleEnable, &number, sizeof number);
+    return _Post(traceScope, Request::kSetModuleEnable, &number, sizeof number);
 }
 
 uint32_t COptimizerCommClient::GetModuleEnableAsync() {
-    return _Post(Request::kGetModuleEnable, nullptr, 0);
+    TRACE_SCOPE("COptimizerCommClient::GetModuleEnableAsync");
+    return _Post(traceScope, Request::kGetModuleEnable, nullptr, 0);
 }
 
 }  // namespace optimizer

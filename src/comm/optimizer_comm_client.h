@@ -10,6 +10,7 @@
 #include "frame/exported_object.h"
 #include "frame/log_binding.h"
 #include "frame/slim_lock.h"
+#include "frame/trace.h"
 
 namespace optimizer {
 
@@ -19,7 +20,8 @@ namespace optimizer {
 /// Init and UnInit, Start and Stop are counted and may come from any thread. A request blocks its thread for
 /// five seconds at most. Events and answers come on a thread of the connector; an observer must not call a
 /// waiting request there, since no answer could arrive. Nothing reconnects: a client whose service went away
-/// makes a new object. Freed without a destructor, so that the last UnInit lets go of everything.
+/// makes a new object. Freed without a destructor, so that the last UnInit lets go of everything but the
+/// observers that nobody took back.
 class COptimizerCommClient final
     : public WithDeletingDestructor<COptimizerCommClient, IOptimizerALCommClient>,
       public IOptimizerALCommClientAsync {
@@ -38,6 +40,7 @@ public:
     /// Connects, waiting up to five seconds for the service; 8 when there is none. The count stays raised
     /// then, so that the next Start gives 0 without a connection: a failed client is to be thrown away.
     uint32_t Start() override;
+    /// Blocks until the requests in flight are over.
     uint32_t Stop() override;
 
     uint32_t StartTask(const int32_t* task) override;
@@ -62,9 +65,11 @@ public:
     uint32_t AddResponseObserver(IOptimizerResponse* observer) override;
     uint32_t RemoveResponseObserver(IOptimizerResponse* observer) override;
 
+    /// Takes one message from the pipe.
+    uint32_t NpcCallback(const ConnectorMessage* message);
+
 private:
     struct Request;
-    using ProfileEvent = void (IOptimizerEvents::*)(const wchar_t* user, const profile* which);
     struct Observers {
         CallbackList<IOptimizerEvents*> events;
         CallbackList<IOptimizerResponse*> responses;
@@ -72,25 +77,29 @@ private:
 
     uint32_t _Init();
     void _UnInit();
-    /// Made by the first registration; null when the memory is short.
+    void _Disconnect();
+    /// Made by the first registration. Throws std::bad_alloc.
     Observers* _Observers();
 
     /// Sends and waits; `read` takes the result out of an answer with the status 0.
     template <class Read>
-    uint32_t _Ask(const Request& request, const void* data, uint32_t sizeBytes, Read read);
-    uint32_t _Post(const Request& request, const void* data, uint32_t sizeBytes);
+    uint32_t _Ask(const trace::LogScope& traceScope, const Request& request, const void* data,
+                  uint32_t sizeBytes, Read read);
+    uint32_t _Post(const trace::LogScope& traceScope, const Request& request, const void* data,
+                   uint32_t sizeBytes);
 
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
-    uint32_t NpcCallback(const ConnectorMessage* message);
     void _ReplyStatus(const ConnectorMessage* message, uint32_t status);
     // Each traces what it was told and passes it on to the observers.
-    void OnGetProfile(profile active);
-    void OnGetProfileConfig(profile which, const wchar_t* config);
-    void OnGetModuleEnable(bool enabled);
-    void OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status);
-    void OnProfileEvent(ProfileEvent event, const wchar_t* user, uint32_t number);
-    void OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled);
-    void OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count);
+    void _OnGetProfile(profile active);
+    void _OnGetProfileConfig(profile which, const wchar_t* config);
+    void _OnGetModuleEnable(bool enabled);
+    void _OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status);
+    void _OnProfileChanged(const wchar_t* user, profile which);
+    void _OnActionsExecuted(const wchar_t* user, profile which);
+    void _OnProfileConfigChanged(const wchar_t* user, profile which);
+    void _OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled);
+    void _OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count);
     template <class Notify>
     void _NotifyEvents(Notify notify);
     template <class Notify>
@@ -101,7 +110,8 @@ private:
     int32_t m_initCount = 0;                       // guarded by m_lock
     ExportedObject<IConnectorClient> m_connector;  // guarded by m_lock
     IConnectorClient* m_connections = nullptr;     // guarded by m_lock
-    std::atomic<ConnectorEndpoint*> m_endpoint = nullptr;
+    CSlimLock m_endpointLock;                 // innermost; shared for as long as a request uses the endpoint
+    ConnectorEndpoint* m_endpoint = nullptr;  // guarded by m_endpointLock
     std::atomic<Observers*> m_observers = nullptr;
     trace::LogHolder m_log;
 };

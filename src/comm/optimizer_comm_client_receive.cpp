@@ -1,6 +1,6 @@
 // The receiving half of the client: messages of the service become calls of the observers.
 #include <cwchar>
-#include <new>
+#include <memory>
 
 #include <windows.h>
 
@@ -24,7 +24,7 @@ bool IsForObservers(const wchar_t* user) {
         TRACE_LINE(trace::kInformation, L"SrvGetCurrentUserName failed");
         return true;
     }
-    return _wcsicmp(own.c_str(), user) != 0;
+    return own.empty() || _wcsicmp(own.c_str(), user) != 0;
 }
 
 }  // namespace
@@ -32,10 +32,8 @@ bool IsForObservers(const wchar_t* user) {
 COptimizerCommClient::Observers* COptimizerCommClient::_Observers() {
     Observers* observers = m_observers;
     if (observers != nullptr) return observers;
-    auto* const made = new (std::nothrow) Observers;
-    if (m_observers.compare_exchange_strong(observers, made)) return made;
-    delete made;
-    return observers;
+    auto made = std::make_unique<Observers>();
+    return m_observers.compare_exchange_strong(observers, made.get()) ? made.release() : observers;
 }
 
 uint32_t COptimizerCommClient::_Receive(void* context, const ConnectorMessage* message) noexcept {
@@ -51,16 +49,16 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
         // The answers are never answered in turn.
         case NpcMsg::OptimizerGetProfile:
             if (!isOneNumber) return ERROR_GEN_FAILURE;
-            OnGetProfile(static_cast<profile>(payload.ReadUint32()));
+            _OnGetProfile(static_cast<profile>(payload.ReadUint32()));
             return ERROR_SUCCESS;
         case NpcMsg::OptimizerGetProfileConfig: {
             const auto which = static_cast<profile>(payload.ReadUint32());
-            OnGetProfileConfig(which, payload.ReadString().c_str());
+            _OnGetProfileConfig(which, payload.ReadString().c_str());
             return ERROR_SUCCESS;
         }
         case NpcMsg::OptimizerModuleGetEnable:
             if (!isOneNumber) return ERROR_GEN_FAILURE;
-            OnGetModuleEnable(payload.ReadUint32() != 0);
+            _OnGetModuleEnable(payload.ReadUint32() != 0);
             return ERROR_SUCCESS;
         case NpcMsg::OptimizerStartTaskAnswer:
         case NpcMsg::OptimizerCancelTaskAnswer:
@@ -68,28 +66,28 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
             break;
         case NpcMsg::OnProfileChanged:
             text = payload.ReadString();
-            OnProfileEvent(&IOptimizerEvents::OnProfileChanged, text.c_str(), payload.ReadUint32());
+            _OnProfileChanged(text.c_str(), static_cast<profile>(payload.ReadUint32()));
             break;
         case NpcMsg::OnActionsExecuted:
             text = payload.ReadString();
-            OnProfileEvent(&IOptimizerEvents::OnActionsExecuted, text.c_str(), payload.ReadUint32());
+            _OnActionsExecuted(text.c_str(), static_cast<profile>(payload.ReadUint32()));
             break;
         case NpcMsg::OnProfileConfigChanged:
             text = payload.ReadString();
-            OnProfileEvent(&IOptimizerEvents::OnProfileConfigChanged, text.c_str(), payload.ReadUint32());
+            _OnProfileConfigChanged(text.c_str(), static_cast<profile>(payload.ReadUint32()));
             break;
         case NpcMsg::OnOptimizerModuleEnableChanged:
             text = payload.ReadString();
-            OnOptimizerModuleEnableChanged(text.c_str(), payload.ReadUint32() != 0);
+            _OnOptimizerModuleEnableChanged(text.c_str(), payload.ReadUint32() != 0);
             break;
         case NpcMsg::OnOptimizerProcessOptimized:
             text = payload.ReadString();
-            OnOptimizerProcessOptimized(text.c_str(), payload.ReadUint32());
+            _OnOptimizerProcessOptimized(text.c_str(), payload.ReadUint32());
             break;
         case NpcMsg::OnTaskFinished: {
             text = payload.ReadString();
             const uint32_t task = payload.ReadUint32();
-            OnTaskFinished(text.c_str(), task, payload.ReadUint32());
+            _OnTaskFinished(text.c_str(), task, payload.ReadUint32());
             break;
         }
         default:
@@ -101,8 +99,7 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
 }
 
 void COptimizerCommClient::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {
-    if ((message->flags & ConnectorMessage::kSenderWaits) != 0)
-        m_endpoint.load()->replyStatus(message, status);
+    if ((message->flags & ConnectorMessage::kSenderWaits) != 0) m_endpoint->replyStatus(message, status);
 }
 
 template <class Notify>
@@ -115,40 +112,53 @@ void COptimizerCommClient::_NotifyResponses(Notify notify) {
     if (Observers* const observers = m_observers) observers->responses.ForEach(notify);
 }
 
-void COptimizerCommClient::OnGetProfile(profile active) {
+void COptimizerCommClient::_OnGetProfile(profile active) {
     TRACE_SCOPE("COptimizerCommClient::OnGetProfile");
     TRACE_LINE(trace::kInformation, L"profile=%d", active);
     _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfile(&active); });
 }
 
-void COptimizerCommClient::OnGetProfileConfig(profile which, const wchar_t* config) {
+void COptimizerCommClient::_OnGetProfileConfig(profile which, const wchar_t* config) {
     TRACE_SCOPE("COptimizerCommClient::OnGetProfileConfig");
     TRACE_LINE(trace::kInformation, L"profile=%d setts=%s", which, config);
     _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
 }
 
-void COptimizerCommClient::OnGetModuleEnable(bool enabled) {
+void COptimizerCommClient::_OnGetModuleEnable(bool enabled) {
     TRACE_SCOPE("COptimizerCommClient::OnGetModuleEnable");
     TRACE_LINE(trace::kInformation, L"enabled=%s", enabled ? L"true" : L"false");
     _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetModuleEnable(enabled); });
 }
 
-void COptimizerCommClient::OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status) {
+void COptimizerCommClient::_OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status) {
     TRACE_SCOPE("COptimizerCommClient::OnTaskFinished");
     TRACE_LINE(trace::kInformation, L"user=%s task=%d status=%d", user, task, status);
     if (!IsForObservers(user)) return;
     _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
 }
 
-void COptimizerCommClient::OnProfileEvent(ProfileEvent event, const wchar_t* user, uint32_t number) {
-    TRACE_SCOPE("COptimizerCommClient::OnProfileEvent");
-    TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, number);
+void COptimizerCommClient::_OnProfileChanged(const wchar_t* user, profile which) {
+    TRACE_SCOPE("COptimizerCommClient::OnProfileChanged");
+    TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
     if (!IsForObservers(user)) return;
-    const auto which = static_cast<profile>(number);
-    _NotifyEvents([&](IOptimizerEvents* observer) { (observer->*event)(user, &which); });
+    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileChanged(user, &which); });
 }
 
-void COptimizerCommClient::OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
+void COptimizerCommClient::_OnActionsExecuted(const wchar_t* user, profile which) {
+    TRACE_SCOPE("COptimizerCommClient::OnActionsExecuted");
+    TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
+    if (!IsForObservers(user)) return;
+    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnActionsExecuted(user, &which); });
+}
+
+void COptimizerCommClient::_OnProfileConfigChanged(const wchar_t* user, profile which) {
+    TRACE_SCOPE("COptimizerCommClient::OnProfileConfigChanged");
+    TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
+    if (!IsForObservers(user)) return;
+    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileConfigChanged(user, &which); });
+}
+
+void COptimizerCommClient::_OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
     TRACE_SCOPE("COptimizerCommClient::OnOptimizerModuleEnableChanged");
     TRACE_LINE(trace::kInformation, L"user=%s enabled=%d", user, enabled);
     if (!IsForObservers(user)) return;
@@ -156,7 +166,7 @@ void COptimizerCommClient::OnOptimizerModuleEnableChanged(const wchar_t* user, b
         [&](IOptimizerEvents* observer) { observer->OnOptimizerModuleEnableChanged(user, enabled); });
 }
 
-void COptimizerCommClient::OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
+void COptimizerCommClient::_OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
     TRACE_SCOPE("COptimizerCommClient::OnOptimizerProcessOptimized");
     TRACE_LINE(trace::kInformation, L"process=%s count=%d", process, count);
     _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
@@ -164,8 +174,7 @@ void COptimizerCommClient::OnOptimizerProcessOptimized(const wchar_t* process, u
 
 uint32_t COptimizerCommClient::AddEventsObserver(IOptimizerEvents* observer) {
     if (observer == nullptr) return ERROR_INVALID_PARAMETER;
-    Observers* const observers = _Observers();
-    return observers != nullptr ? observers->events.Add(observer) : uint32_t{ERROR_OUTOFMEMORY};
+    return Guarded([&] { return _Observers()->events.Add(observer); });
 }
 
 uint32_t COptimizerCommClient::RemoveEventsObserver(IOptimizerEvents* observer) {
@@ -175,8 +184,7 @@ uint32_t COptimizerCommClient::RemoveEventsObserver(IOptimizerEvents* observer) 
 
 uint32_t COptimizerCommClient::AddResponseObserver(IOptimizerResponse* observer) {
     if (observer == nullptr) return ERROR_INVALID_PARAMETER;
-    Observers* const observers = _Observers();
-    return observers != nullptr ? observers->responses.Add(observer) : uint32_t{ERROR_OUTOFMEMORY};
+    return Guarded([&] { return _Observers()->responses.Add(observer); });
 }
 
 uint32_t COptimizerCommClient::RemoveResponseObserver(IOptimizerResponse* observer) {

@@ -9,7 +9,8 @@
 
 namespace optimizer {
 
-/// The observers of an object that notifies many. `T` is a pointer type.
+/// The observers of an object that notifies many. `T` is a pointer type, or another small one
+/// that compares.
 ///
 /// ForEach holds the list lock and the entry's lock for reading while it calls an observer. A Remove
 /// therefore waits for every notification in flight, and an observer must not call Add or Remove from inside
@@ -48,6 +49,11 @@ public:
             }
         }
         return ERROR_NOT_FOUND;
+    }
+
+    bool IsEmpty() {
+        ReadGuard guard(m_lock);
+        return m_entries.empty();
     }
 
     /// Calls `notify(observer)` for each active observer, the first added first.

@@ -14,6 +14,9 @@ public:
 
     void lock() { AcquireSRWLockExclusive(&m_lock); }
     void unlock() { ReleaseSRWLockExclusive(&m_lock); }
+    // For std::shared_lock.
+    void lock_shared() { AcquireSRWLockShared(&m_lock); }
+    void unlock_shared() { ReleaseSRWLockShared(&m_lock); }
 
 private:
     friend class CSignal;

@@ -1,5 +1,7 @@
 #include "frame/text.h"
 
+#include <locale>
+
 #include <windows.h>
 
 #include "frame/handles.h"
@@ -20,6 +22,11 @@ std::string Narrow(const std::wstring& wide) {
     std::string narrow(static_cast<size_t>(needed), '\0');
     WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, narrow.data(), needed, nullptr, nullptr);
     return narrow;
+}
+
+std::wstring ToLower(std::wstring text) {
+    std::use_facet<std::ctype<wchar_t>>(std::locale()).tolower(text.data(), text.data() + text.size());
+    return text;
 }
 
 std::wstring SystemErrorText(unsigned long error) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "border/list.h"
 #include "frame/deleting_destructor.h"
@@ -16,11 +17,11 @@ struct ListLink {
 
 template <class T>
 struct ListEntry : ListLink {
-    explicit ListEntry(const T& v) : value(v) {}
+    explicit ListEntry(T v) : value(std::move(v)) {}
     T value;
 };
 
-/// Walks a list; valid while the list lives. `Interface` is IListEnum<T> or IConstListEnum<T>, `Value` the
+/// Walks a list of `T`; valid while the list lives. `Interface` is IListEnum or IConstListEnum, `Value` the
 /// type that its Current points to.
 template <class T, class Interface, class Value>
 class BasicListEnum final
@@ -43,31 +44,34 @@ private:
     ListLink* m_current;
 };
 
-template <class T>
-using ListEnum = BasicListEnum<T, IListEnum<T>, T>;
-template <class T>
-using ConstListEnum = BasicListEnum<T, IConstListEnum<T>, const T>;
+template <class T, class Shown = T>
+using ListEnum = BasicListEnum<T, IListEnum<Shown>, Shown>;
+template <class T, class Shown = T>
+using ConstListEnum = BasicListEnum<T, IConstListEnum<Shown>, const Shown>;
 
 /// A doubly linked list with a sentinel. No lock: the owner guards it.
-template <class T>
-class List final : public IList<T> {
+///
+/// `Shown` is what the other side of the border sees of its values: `T` itself, or an interface that `T`
+/// implements. Every value that is put in is a `T` then.
+template <class T, class Shown = T>
+class List final : public IList<Shown> {
 public:
     List() = default;
     ~List() { _Clear(); }
     List(const List&) = delete;
     List& operator=(const List&) = delete;
 
-    uint32_t PushBack(const T& value) override { return _InsertBefore(&m_sentinel, value); }
-    uint32_t PushFront(const T& value) override { return _InsertBefore(m_sentinel.next, value); }
-    const T* ConstBack() override { return _ValueOf(m_sentinel.previous); }
-    T* Back() override { return _ValueOf(m_sentinel.previous); }
-    uint32_t GetBack(T* out) override { return _Copy(m_sentinel.previous, out); }
-    const T* ConstFront() override { return _ValueOf(m_sentinel.next); }
-    T* Front() override { return _ValueOf(m_sentinel.next); }
-    uint32_t GetFront(T* out) override { return _Copy(m_sentinel.next, out); }
+    uint32_t PushBack(const Shown& value) override { return _InsertBefore(&m_sentinel, value); }
+    uint32_t PushFront(const Shown& value) override { return _InsertBefore(m_sentinel.next, value); }
+    const Shown* ConstBack() override { return _ValueOf(m_sentinel.previous); }
+    Shown* Back() override { return _ValueOf(m_sentinel.previous); }
+    uint32_t GetBack(Shown* out) override { return _Copy(m_sentinel.previous, out); }
+    const Shown* ConstFront() override { return _ValueOf(m_sentinel.next); }
+    Shown* Front() override { return _ValueOf(m_sentinel.next); }
+    uint32_t GetFront(Shown* out) override { return _Copy(m_sentinel.next, out); }
 
     /// Removes the entry that the enumerator stands on and moves it to the next; nothing at the end.
-    void Erase(IListEnum<T>* enumerator) override {
+    void Erase(IListEnum<Shown>* enumerator) override {
         if (enumerator == nullptr || !enumerator->HasCurrent()) return;
         auto* const entry = static_cast<ListEntry<T>*>(static_cast<ListLink*>(enumerator->MoveNext()));
         entry->previous->next = entry->next;
@@ -76,8 +80,10 @@ public:
         delete entry;
     }
 
-    IConstListEnum<T>* CreateConstEnum() override { return new (std::nothrow) ConstListEnum<T>(&m_sentinel); }
-    IListEnum<T>* CreateEnum() override { return new (std::nothrow) ListEnum<T>(&m_sentinel); }
+    IConstListEnum<Shown>* CreateConstEnum() override {
+        return new (std::nothrow) ConstListEnum<T, Shown>(&m_sentinel);
+    }
+    IListEnum<Shown>* CreateEnum() override { return new (std::nothrow) ListEnum<T, Shown>(&m_sentinel); }
     void Clear() override { _Clear(); }
     uint64_t GetCount() override { return m_count; }
 
@@ -89,15 +95,15 @@ private:
         return link != &m_sentinel ? &static_cast<ListEntry<T>*>(link)->value : nullptr;
     }
 
-    uint32_t _Copy(ListLink* link, T* out) {
+    uint32_t _Copy(ListLink* link, Shown* out) {
         const T* const value = _ValueOf(link);
         if (value == nullptr) return kNotFound;
-        *out = *value;
+        *static_cast<T*>(out) = *value;
         return 0;
     }
 
-    uint32_t _InsertBefore(ListLink* link, const T& value) {
-        auto* const entry = new (std::nothrow) ListEntry<T>(value);
+    uint32_t _InsertBefore(ListLink* link, const Shown& value) {
+        auto* const entry = new (std::nothrow) ListEntry<T>(static_cast<const T&>(value));
         if (entry == nullptr) return kOutOfMemory;
         entry->next = link;
         entry->previous = link->previous;

@@ -11,6 +11,7 @@
 #include "actions/windows_services_action.h"
 #include "frame/json.h"
 #include "frame/trace.h"
+#include "processes/windows_processes_action.h"
 
 namespace optimizer {
 
@@ -18,6 +19,15 @@ namespace {
 
 constexpr const wchar_t* kHibernateOnBattery = L"HibernateOnBattery";
 constexpr const wchar_t* kHibernateOnCable = L"HibernateOnCable";
+
+picojson::value ParseParameters(const std::wstring& name, const std::string& parameters) {
+    TRACE_SCOPE("ParseParameters");
+    picojson::value json;
+    std::string error;
+    if (json::Parse(parameters, json, error)) return json;
+    TRACE_LINE(trace::kWarning, L"%s: %S", name.c_str(), error.c_str());
+    return {};
+}
 
 using Creator = ActionPointer (*)(const picojson::value& parameters, IServMain* main);
 
@@ -78,16 +88,15 @@ constexpr Row kActions[] = {
 ActionPointer CreateAction(const std::wstring& name, const std::string& parameters, IServMain* main) {
     TRACE_SCOPE("CreateAction");
     for (const Row& row : kActions) {
-        if (name != row.name) continue;
-        picojson::value json;
-        std::string error;
-        if (!json::Parse(parameters, json, error)) {
-            TRACE_LINE(trace::kWarning, L"%s: %S", name.c_str(), error.c_str());
-            json = picojson::value();
-        }
-        return row.create(json, main);
+        if (name == row.name) return row.create(ParseParameters(name, parameters), main);
     }
     return nullptr;
+}
+
+std::unique_ptr<IOptimizerAction> CreateProcessWideAction(const std::string& parameters, IServMain* main) {
+    TRACE_SCOPE("CreateProcessWideAction");
+    return std::make_unique<CWindowsProcessesAction>(
+        Read<WindowsProcessesParams>(ParseParameters(kProcessWideAction, parameters)), main);
 }
 
 }  // namespace optimizer

@@ -29,7 +29,9 @@ const wchar_t* TrueFalse(bool value) {
 
 }  // namespace
 
-COptimizerPlugin::COptimizerPlugin() {
+COptimizerPlugin::COptimizerPlugin()
+    : m_notifier(std::make_unique<COptimizedProcessNotifier>()),
+      m_cloud(std::make_unique<CCloudAppsClient>()) {
     m_log.Get();
 }
 
@@ -53,7 +55,9 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     m_main = main;
     VxUsersLibrary::Instance().Bind();
     m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
+    m_notifier->SetMain(main);
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
+    m_cloud->Init(main);  // a host without the cloud's plug-ins has an engine all the same
     if (m_bootLauncherCheck == nullptr) {
         m_bootLauncherCheck = std::make_unique<CBootLauncherCheckExec>();
         CUserLogon::Instance().Observers().Add(m_bootLauncherCheck.get());
@@ -64,10 +68,12 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
 void COptimizerPlugin::UnInit() {
     TRACE_SCOPE("COptimizerPlugin::UnInit");
     m_manager.reset();
+    m_cloud->UnInit();
     if (m_bootLauncherCheck != nullptr) {
         CUserLogon::Instance().Observers().Remove(m_bootLauncherCheck.get(), 0);
         m_bootLauncherCheck.reset();
     }
+    m_notifier->SetMain(nullptr);
     m_main = nullptr;
     if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
     VxUsersLibrary::Instance().Unbind();
@@ -79,7 +85,10 @@ uint32_t COptimizerPlugin::Start() {
 
 uint32_t COptimizerPlugin::_Start() {
     TRACE_SCOPE("COptimizerPlugin::Start");
+    m_notifier->RegisterObserver(this);
+    m_notifier->Start();
     if (m_manager) static_cast<void>(m_manager->Start());
+    m_cloud->Start();
     m_tracksUsersStarted = CUserLogon::Instance().Start() == ERROR_SUCCESS;
     return ERROR_SUCCESS;
 }
@@ -87,6 +96,9 @@ uint32_t COptimizerPlugin::_Start() {
 uint32_t COptimizerPlugin::Stop() {
     TRACE_SCOPE("COptimizerPlugin::Stop");
     if (m_manager) static_cast<void>(m_manager->Stop());
+    m_cloud->Stop();
+    m_notifier->UnregisterObserver(this);
+    m_notifier->Stop();
     if (std::exchange(m_tracksUsersStarted, false)) CUserLogon::Instance().Stop();
     return ERROR_SUCCESS;
 }
@@ -220,6 +232,11 @@ void COptimizerPlugin::OnModuleStateChanged(bool enabled) {
     m_subscribers.ForEach([&](IOptimizerEvents* subscriber) {
         subscriber->OnOptimizerModuleEnableChanged(user.c_str(), enabled);
     });
+}
+
+void COptimizerPlugin::OnProcessOptimized(const wchar_t* name, uint32_t count) {
+    m_subscribers.ForEach(
+        [&](IOptimizerEvents* subscriber) { subscriber->OnOptimizerProcessOptimized(name, count); });
 }
 
 }  // namespace optimizer

@@ -5,10 +5,12 @@
 #include "bootlauncher/boot_launcher_check_exec.h"
 #include "border/host.h"
 #include "border/optimizer.h"
+#include "cloud/cloud_apps_client.h"
 #include "frame/callback_list.h"
 #include "frame/critical_section.h"
 #include "frame/deleting_destructor.h"
 #include "frame/log_binding.h"
+#include "processes/optimized_process_notifier.h"
 #include "profile/profile_manager.h"
 
 namespace optimizer {
@@ -21,7 +23,8 @@ namespace optimizer {
 /// called outside of it, but for OnProfileChanged, which comes from inside the request that changes the
 /// profile.
 class COptimizerPlugin final : public WithDeletingDestructor<COptimizerPlugin, IOptimizer>,
-                               public IProfileManagerObserver {
+                               public IProfileManagerObserver,
+                               public IOptimizedProcessesObserver {
 public:
     using profile = profiles::profile;
 
@@ -50,6 +53,7 @@ public:
     void OnProfileApplied(const profile* applied) override;
     void OnActionsExecuted(const profile* executed) override;
     void OnModuleStateChanged(bool enabled) override;
+    void OnProcessOptimized(const wchar_t* name, uint32_t count) override;
 
 private:
     // The operations of the same names, which let no exception out.
@@ -62,9 +66,11 @@ private:
 
     trace::LogHolder m_log;  // keeps the log bound for as long as the engine lives
     CallbackList<IOptimizerEvents*> m_subscribers;
+    const std::unique_ptr<COptimizedProcessNotifier> m_notifier;
     CCriticalSection m_lock;                    // the plugin lock
     std::unique_ptr<ProfileManager> m_manager;  // from Init to UnInit
     IServMain* m_main = nullptr;
+    const std::unique_ptr<CCloudAppsClient> m_cloud;
     std::unique_ptr<CBootLauncherCheckExec> m_bootLauncherCheck;  // from Init to UnInit
     bool m_tracksUsersInit = false;     // Init of the user tracking is this object's to take back
     bool m_tracksUsersStarted = false;  // likewise Start

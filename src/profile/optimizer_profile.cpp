@@ -7,6 +7,7 @@
 #include "frame/trace.h"
 #include "frame/uninstall_event.h"
 #include "frame/work_item.h"
+#include "profile/action_factory.h"
 #include "settings/iprofiles_settings.h"
 
 namespace optimizer {
@@ -69,6 +70,7 @@ OptimizerProfile::~OptimizerProfile() {
     if (m_settings != nullptr) m_components->ReleasePlugin(kSettingsPlugin);
     m_actions.reset();
     m_uninstallEvent.Reset();
+    m_processWideAction.reset();
 }
 
 uint32_t OptimizerProfile::Start(const profile* wanted) {
@@ -230,11 +232,22 @@ void OptimizerProfile::_AddAction(const std::wstring& name, const picojson::valu
     // Not made again for a name that is there: constructors have effects.
     if (actions.contains(name)) return;
     ActionPointer action = m_factory(name, value.serialize(), m_main);
+    if (!action && name == kProcessWideAction) action = _ProcessWideAction(value);
     if (action) {
         actions.emplace(name, std::move(action));
     } else {
         TRACE_LINE(trace::kWarning, L"no action for %s", name.c_str());
     }
+}
+
+/// Its process watching has to survive a change of profile, so that the parameters count the first time only.
+ActionPointer OptimizerProfile::_ProcessWideAction(const picojson::value& value) {
+    if (m_processWideAction == nullptr) {
+        const picojson::value* const settings = json::Find(value, "settings");
+        m_processWideAction =
+            CreateProcessWideAction(settings != nullptr ? settings->serialize() : std::string(), m_main);
+    }
+    return ActionPointer(m_processWideAction.get());
 }
 
 picojson::value OptimizerProfile::_ReadConfig(profile wanted) {

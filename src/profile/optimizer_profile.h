@@ -60,6 +60,7 @@ private:
     bool _GetActionLists(profile wanted, ActionMap& actions);
     bool _GetActionList(bool system, profile wanted, ActionMap& actions);
     void _AddAction(const std::wstring& name, const picojson::value& value, ActionMap& actions);
+    ActionPointer _ProcessWideAction(const picojson::value& value);
     picojson::value _ReadConfig(profile wanted);
     template <class Change>
     void _ChangeRevertList(IProfilesSettings& settings, bool system, Change change);
@@ -77,6 +78,7 @@ private:
     KernelHandle m_uninstallEvent;
     const ActionFactory m_factory;
     // Only touched by the run.
+    std::unique_ptr<IOptimizerAction> m_processWideAction;  // once made, kept to the end
     bool m_hasRun = false;
     std::vector<std::wstring> m_reverted;  // actions whose notes can go when they are destroyed
 };

@@ -13,6 +13,7 @@
 #include "border/session_change.h"
 #include "frame/users_library.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/fake_plugin.h"
 #include "tests/support/simulated_users.h"
 
 namespace {
@@ -49,12 +50,7 @@ struct Observer final : IUserLogonObserver {
     std::vector<std::wstring> all;
 };
 
-struct SessionChanges final : ISessionChange {
-    void* QueryInterface(const Identifier*) override { return this; }
-    uint32_t Init(IServMain*) override { return 0; }
-    void UnInit() override {}
-    uint32_t Start() override { return 0; }
-    uint32_t Stop() override { return 0; }
+struct SessionChanges final : test_support::FakePlugin<ISessionChange> {
     uint32_t Subscribe(ISessionChangeEvents*) override { return subscribed = 1, 0; }
     uint32_t Unsubscribe(ISessionChangeEvents*) override { return subscribed = 0; }
     void Notify(uint32_t, uint32_t, const tagWTSSESSION_NOTIFICATION*) override {}

@@ -69,7 +69,7 @@ picojson::value EngineDocument(const EngineState& engine) {
 
 picojson::value FileDocument(const SettingsFile& file) {
     picojson::object document{{"name", TextValue(file.Name())}, {"state", TextValue(WordOf(file))}};
-    if (host::IsRevertFile(file.Name()) && file.state == SettingsFileState::Good) {
+    if (host::IsRevertFile(file.Name()) && file.state == SettingsFileState::Ok) {
         picojson::object entries;
         for (const host::RevertEntry& entry : host::RevertEntries(file))
             entries[optimizer::Narrow(entry.action)] = NumberValue(entry.valueCount);

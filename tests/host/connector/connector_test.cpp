@@ -33,13 +33,13 @@ TEST(Connector, RequestsOfEverySizeComeBackWhole) {
     ASSERT_NE(client, nullptr) << "a client may come before the receive function";
     rig.Echo(inbox);
     // Around what one read takes in, beyond what the pipe buffers, and the most there is.
-    for (const uint32_t sizeBytes : {0u, 1u, 4096u, 8192u - 32, 8192u - 31, 256u * 1024, 16u * 1024 * 1024}) {
+    for (const uint32_t sizeBytes : {0u, 1u, 4096u, 8192u - 32, 8192u - 31, 256u * 1024, 1024u * 1024}) {
         Bytes payload(sizeBytes);
         for (size_t i = 0; i < payload.size(); ++i)
             payload[i] = static_cast<uint8_t>(i * 31 + i / 251);
         EXPECT_TRUE(Rig::IsEchoed(client, payload)) << sizeBytes;
     }
-    const Bytes tooLarge(16 * 1024 * 1024 + 1);
+    const Bytes tooLarge(1024 * 1024 + 1);
     EXPECT_EQ(client->postMessage(1, tooLarge.data(), static_cast<uint32_t>(tooLarge.size()), 0), 87u);
     EXPECT_EQ(rig.server->broadcast(1, nullptr, 4, 0, 0, kEveryClient), 87u);
     EXPECT_TRUE(Rig::IsEchoed(client, {1}));

@@ -51,6 +51,7 @@ TEST(HostConsole, BrokenSettingsAreToldAndKept) {
         {L"profiles.json", R"({"Game":{"Dance":{}}})", "The action \"Dance\" of profile \"Game\"", true},
         {L"system_restore_profile.json", "{\"Disabled\":{\"Hib", "system_restore_profile.json is not JSON",
          true},
+        {L"applications.json", R"({"Battery":[]})", "applications.json has a list for \"Battery\"", true},
         {L"A_b_config_profiles.json", "no", "A_b_config_profiles.json is not JSON", true},
     };
     for (const Case& wrong : kCases) {

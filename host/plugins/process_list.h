@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/handles.h"
+
+namespace host {
+
+/// One process as it was first seen. Its handle, where the system gives one, keeps the process id from being
+/// used again and tells the end without a doubt.
+struct RunningProcess {
+    uint32_t pid = 0;
+    uint32_t parentPid = 0;
+    std::wstring imageName;
+    std::wstring path;  // empty when the system doesn't tell
+    optimizer::KernelHandle process;
+};
+
+/// What runs, by process id. A process is the same object in each list that it is in.
+using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
+
+/// The list of now, with the objects of an earlier one for what is still there. 0 or the system's error, with
+/// `out` as it was. Throws std::bad_alloc.
+[[nodiscard]] uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out);
+
+/// What `from` has and `to` hasn't.
+std::vector<std::shared_ptr<const RunningProcess>> MissingIn(const ProcessList& to, const ProcessList& from);
+
+}  // namespace host

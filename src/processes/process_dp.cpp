@@ -1,0 +1,96 @@
+#include "processes/process_dp.h"
+
+#include <cstdlib>
+#include <cwchar>
+#include <new>
+#include <utility>
+
+#include "frame/guarded.h"
+#include "frame/plugin_request.h"
+#include "frame/trace.h"
+#include "frame/work_item.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kProcessDp = L"processdp";
+
+ProcessNotification Copy(const _PROCESS_NOTIF& record) {
+    const auto end = [](_PROCESS_NOTIF* copy) {
+        std::free(const_cast<wchar_t*>(copy->name));
+        delete copy;
+    };
+    auto* const bare = new _PROCESS_NOTIF(record);
+    bare->name = nullptr;  // the copy frees its name
+    ProcessNotification copy(bare, end);
+    copy->name = _wcsdup(record.name);
+    if (copy->name == nullptr) throw std::bad_alloc();
+    return copy;
+}
+
+}  // namespace
+
+bool CProcessDP::Init() {
+    TRACE_SCOPE("CProcessDP::Init");
+    if (m_main == nullptr) return false;
+    if (m_queue == nullptr) m_queue = m_main->GetEventQueue();
+    m_processDp = RequestPlugin<IProcessProvider>(m_main->GetComponentManager(), kProcessDp);
+    if (m_processDp == nullptr) return false;
+    if (m_queue != nullptr) m_queue->CreateSerialExecution(&m_serial);
+    if (m_serial == nullptr) TRACE_LINE(trace::kError, L"Could not create serial execution!");
+    if (m_processDp->RegisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this, 0)) return true;
+    TRACE_LINE(trace::kError, L"RegisterProcessNotifyCallback failed");
+    m_main->GetComponentManager()->ReleasePlugin(kProcessDp);
+    m_processDp = nullptr;
+    return false;
+}
+
+void CProcessDP::Uninit() {
+    TRACE_SCOPE("CProcessDP::Uninit");
+    // The provider first: it waits for its call in flight, which posts on the serial execution.
+    if (m_processDp != nullptr &&
+        !m_processDp->UnregisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this)) {
+        TRACE_LINE(trace::kWarning, L"Could not unregister callback from processdp");
+    }
+    if (m_serial != nullptr) m_queue->DestroySerialExecution(std::exchange(m_serial, nullptr));
+    if (std::exchange(m_processDp, nullptr) == nullptr) return;
+    if (IComponentManager* const components = m_main->GetComponentManager()) {
+        components->ReleasePlugin(kProcessDp);
+    }
+}
+
+uint32_t CProcessDP::OnProcessNotify(const _PROCESS_NOTIF* record, void* context) {
+    TRACE_SCOPE("CProcessDP::OnProcessNotify");
+    if (context == nullptr) {
+        TRACE_LINE(trace::kError, L"NULL context pointer");
+        return 0;
+    }
+    static_cast<void>(Guarded([&] {
+        static_cast<CProcessDP*>(context)->_OnProcessNotify(record);
+        return uint32_t{0};
+    }));
+    return 0;
+}
+
+void CProcessDP::_OnProcessNotify(const _PROCESS_NOTIF* record) {
+    TRACE_SCOPE("CProcessDP::OnProcessNotify");
+    if (m_serial == nullptr || record == nullptr) return;
+    if (record->name == nullptr) {
+        TRACE_LINE(trace::kInformation, L"pid=%d name=NULL flags=%d", record->pid, record->flags);
+        return;
+    }
+    TRACE_LINE(trace::kInformation, L"pid=%d name=%s flags=%d", record->pid, record->name, record->flags);
+    using Item = EqWorkItemMember1<void, CProcessDP, ProcessNotification>;
+    auto* const item = new Item(this, Copy(*record), &CProcessDP::ProcessNotifyWorkItem);
+    if (m_serial->Post(L"OptimizerWindowProcess_OnProcessNotify", nullptr, item, 0, 0, 0) != 0)
+        item->Dispose();
+}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a work item's argument comes by value
+void CProcessDP::ProcessNotifyWorkItem(ProcessNotification record) {
+    TRACE_SCOPE("CProcessDP::ProcessNotifyWorkItem");
+    if (m_observer != nullptr) m_observer->OnProcessNotify(record.get());
+}
+
+}  // namespace optimizer
