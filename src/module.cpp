@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "comm/optimizer_agent.h"
+#include "comm/optimizer_agent_server.h"
 #include "comm/optimizer_al_comm.h"
 #include "comm/optimizer_comm_client.h"
 #include "frame/guarded.h"
@@ -29,6 +31,8 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerCommClient, IOptimizerALCommClient>(L"optimizercommclient"),
     optimizer::RawComponent<optimizer::COptimizerInProc>(L"optimizerinproc"),
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
+    optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
+    optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
 };
 
 /// Null when it can't be made.

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include "border/host_diagnostics.h"
 #include "frame/module_path.h"
 #include "frame/plugin_request.h"
 #include "frame/text.h"
@@ -25,21 +24,8 @@ std::wstring DefaultPluginList() {
 }
 
 bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {
-    m_log.Get();
-    const std::wstring library = GetModuleFolder() + L"framework.dll";
-    const uint32_t loadError = m_main.Load(library, kServMainName);
-    if (loadError != ERROR_SUCCESS) {
-        problem = L"The host library " + library + L" can't be loaded: " + SystemErrorText(loadError) +
-                  L". Install the program again.";
-        return false;
-    }
-    const uint32_t queueError = m_main.Get()->GetEventQueue()->Start(kQueueThreads);
-    if (queueError != ERROR_SUCCESS) {
-        problem = L"The host's threads can't be started: " + SystemErrorText(queueError) + L".";
-        Stop();
-        return false;
-    }
-    m_queueStarted = true;
+    if (!m_plugins.Start(kQueueThreads, problem)) return false;
+    m_presence.Take();
     if (!_LoadPlugins(pluginList, problem)) {
         Stop();
         return false;
@@ -48,33 +34,22 @@ bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {
 }
 
 bool EngineHost::_LoadPlugins(const std::wstring& pluginList, std::wstring& problem) {
-    IServMain* const main = m_main.Get();
-    const uint32_t error = main->GetPluginLoader()->LoadPlugins(pluginList.c_str());
-    if (error != ERROR_SUCCESS) {
-        auto* const diagnostics =
-            static_cast<IHostDiagnostics*>(main->QueryInterface(&IHostDiagnostics::kIdentifier));
-        const std::wstring told = diagnostics != nullptr ? diagnostics->LastFailure() : L"";
-        problem = told.empty() ? L"The plug-in list " + pluginList + L" can't be loaded: " +
-                                     SystemErrorText(error) + L"."
-                               : told;
-        return false;
-    }
-    m_pluginsLoaded = true;
-    m_engine = optimizer::RequestPlugin<IOptimizer>(main->GetComponentManager(), kEngine);
+    if (!m_plugins.Load(pluginList, problem)) return false;
+    IComponentManager* const components = m_plugins.Main()->GetComponentManager();
+    m_engine = optimizer::RequestPlugin<IOptimizer>(components, kEngine);
     if (m_engine == nullptr) {
         problem = L"The plug-in list " + pluginList +
                   L" has no usable plug-in \"optimizeral\"; restore the list that came with the program.";
         return false;
     }
     const optimizer::CriticalSectionGuard guard(m_sessionLock);
-    m_sessions = optimizer::RequestPlugin<ISessionChange>(main->GetComponentManager(), kSessionChange);
+    m_sessions = optimizer::RequestPlugin<ISessionChange>(components, kSessionChange);
     return true;
 }
 
 void EngineHost::Stop() {
-    IServMain* const main = m_main.Get();
-    if (main == nullptr) return;
-    IComponentManager* const components = main->GetComponentManager();
+    if (m_plugins.Main() == nullptr) return;
+    IComponentManager* const components = m_plugins.Main()->GetComponentManager();
     {
         const optimizer::CriticalSectionGuard guard(m_sessionLock);
         if (m_sessions != nullptr) components->ReleasePlugin(kSessionChange);
@@ -82,13 +57,8 @@ void EngineHost::Stop() {
     }
     if (m_engine != nullptr) components->ReleasePlugin(kEngine);
     m_engine = nullptr;
-    // The plug-ins first: the engine waits for its running change, which needs the queue's threads.
-    if (m_pluginsLoaded) main->GetPluginLoader()->UnloadPlugins();
-    m_pluginsLoaded = false;
-    if (m_queueStarted) main->GetEventQueue()->Stop();
-    m_queueStarted = false;
-    m_main.Release();
-    m_log.Release();
+    m_plugins.Stop();
+    m_presence.LetGo();
 }
 
 void EngineHost::OnSessionChange(uint32_t event, const tagWTSSESSION_NOTIFICATION* notification) {

@@ -2,12 +2,11 @@
 
 #include <string>
 
-#include "border/host.h"
 #include "border/optimizer.h"
 #include "border/session_change.h"
 #include "frame/critical_section.h"
-#include "frame/exported_object.h"
-#include "frame/log_binding.h"
+#include "host/plugin_host/plugin_host.h"
+#include "host/plugin_host/service_presence.h"
 
 namespace host {
 
@@ -34,10 +33,8 @@ public:
 private:
     bool _LoadPlugins(const std::wstring& pluginList, std::wstring& problem);
 
-    optimizer::trace::LogHolder m_log;
-    optimizer::ExportedObject<IServMain> m_main;
-    bool m_queueStarted = false;
-    bool m_pluginsLoaded = false;
+    ServicePresence m_presence;
+    PluginHost m_plugins;
     IOptimizer* m_engine = nullptr;
     optimizer::CCriticalSection m_sessionLock;
     ISessionChange* m_sessions = nullptr;  // guarded by m_sessionLock

@@ -3,6 +3,7 @@
 #include "frame/handles.h"
 #include "frame/text.h"
 #include "frame/trace.h"
+#include "host/service/agent_starter.h"
 #include "host/service/engine_host.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
@@ -27,6 +28,7 @@ public:
     DWORD OnControl(DWORD control, DWORD event, void* data);
 
 private:
+    void _OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification);
     void _Report(DWORD state, DWORD hintMs, DWORD error);
 
     std::wstring m_pluginList;
@@ -61,6 +63,7 @@ void Service::Main() {
         return;
     }
     _Report(SERVICE_RUNNING, 0, NO_ERROR);
+    StartAgents();
     WaitForSingleObject(m_stop.Get(), INFINITE);
     _Report(SERVICE_STOP_PENDING, kStopHintMs, NO_ERROR);
     m_host.Stop();
@@ -74,13 +77,18 @@ DWORD Service::OnControl(DWORD control, DWORD event, void* data) {
             SetEvent(m_stop.Get());
             return NO_ERROR;
         case SERVICE_CONTROL_SESSIONCHANGE:
-            m_host.OnSessionChange(event, static_cast<const tagWTSSESSION_NOTIFICATION*>(data));
+            _OnSessionChange(event, static_cast<const WTSSESSION_NOTIFICATION*>(data));
             return NO_ERROR;
         case SERVICE_CONTROL_INTERROGATE:
             return NO_ERROR;
         default:
             return ERROR_CALL_NOT_IMPLEMENTED;
     }
+}
+
+void Service::_OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification) {
+    m_host.OnSessionChange(event, notification);
+    if (event == WTS_SESSION_LOGON && notification != nullptr) StartAgent(notification->dwSessionId);
 }
 
 void Service::_Report(DWORD state, DWORD hintMs, DWORD error) {

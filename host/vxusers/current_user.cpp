@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include <wtsapi32.h>
+#include "frame/wts_memory.h"
 
 namespace host {
 
@@ -13,13 +13,6 @@ namespace {
 constexpr DWORD kNoSession = 0xFFFFFFFF;
 // What the look-up of known folders and impersonation need.
 constexpr DWORD kTokenAccess = TOKEN_QUERY | TOKEN_DUPLICATE | TOKEN_IMPERSONATE;
-
-struct WtsMemoryTraits {
-    using Type = void*;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type memory) { WTSFreeMemory(memory); }
-};
-using WtsMemory = optimizer::UniqueHandle<WtsMemoryTraits>;
 
 uint32_t TokenUser(HANDLE token, UserName& user, Sid& sid) {
     DWORD size = 0;
@@ -34,13 +27,12 @@ uint32_t TokenUser(HANDLE token, UserName& user, Sid& sid) {
 }
 
 uint32_t SessionText(DWORD session, WTS_INFO_CLASS what, std::wstring& text) {
-    WtsMemory memory;
+    optimizer::WtsText memory;
     DWORD size = 0;
-    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, what,
-                                     reinterpret_cast<wchar_t**>(memory.Receive()), &size)) {
+    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, session, what, memory.Receive(), &size)) {
         return GetLastError();
     }
-    text = memory ? static_cast<const wchar_t*>(memory.Get()) : L"";
+    text = memory ? memory.Get() : L"";
     return ERROR_SUCCESS;
 }
 
@@ -78,13 +70,11 @@ std::vector<DWORD> Sessions() {
     if (console != kNoSession) sessions.push_back(console);
     DWORD own = 0;
     if (ProcessIdToSessionId(GetCurrentProcessId(), &own)) sessions.push_back(own);
-    WtsMemory memory;
+    optimizer::WtsSessions found;
     DWORD count = 0;
-    if (WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1,
-                              reinterpret_cast<WTS_SESSION_INFOW**>(memory.Receive()), &count)) {
-        const auto* const found = static_cast<const WTS_SESSION_INFOW*>(memory.Get());
+    if (WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, found.Receive(), &count)) {
         for (DWORD i = 0; i < count; ++i)
-            sessions.push_back(found[i].SessionId);
+            sessions.push_back(found.Get()[i].SessionId);
     }
     return sessions;
 }

@@ -53,6 +53,11 @@ void VxUsersLibrary::Unbind() {
     _Clear();
 }
 
+bool VxUsersLibrary::IsBound() {
+    ReadGuard guard(m_lock);
+    return m_slots[0] != nullptr;
+}
+
 void VxUsersLibrary::_Clear() {
     for (void*& slot : m_slots)
         slot = nullptr;

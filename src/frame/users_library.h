@@ -41,6 +41,7 @@ public:
     /// Unbinds first. False when the library or one of the 18 functions is missing: the table is empty then.
     bool Bind();
     void Unbind();
+    bool IsBound();
 
     /// Calls the function of a slot with the table's lock held for reading. A null slot gives `fallback`.
     template <class Function, class Result, class... Arguments>
@@ -48,6 +49,14 @@ public:
         ReadGuard guard(m_lock);
         auto* const function = reinterpret_cast<Function*>(m_slots[slot]);
         return function != nullptr ? static_cast<Result>(function(arguments...)) : fallback;
+    }
+
+    /// Calls one of the functions that give nothing back; does nothing for a null slot.
+    template <class Function, class... Arguments>
+    void CallVoid(Slot slot, Arguments... arguments) {
+        ReadGuard guard(m_lock);
+        auto* const function = reinterpret_cast<Function*>(m_slots[slot]);
+        if (function != nullptr) function(arguments...);
     }
 
     /// Fills a record through one of the functions that take one; false for a null slot or a failed call.

@@ -1,10 +1,13 @@
 #include "profile/action_factory.h"
 
+#include "actions/block_win_notifications_action.h"
 #include "actions/bluetooth_action.h"
+#include "actions/disable_balloon_action.h"
 #include "actions/hibernate_action.h"
 #include "actions/postpone_windows_update.h"
 #include "actions/power_plan.h"
 #include "actions/usb_devices.h"
+#include "actions/visual_fx.h"
 #include "actions/windows_services_action.h"
 #include "frame/json.h"
 #include "frame/trace.h"
@@ -50,6 +53,15 @@ constexpr Row kActions[] = {
      [](const picojson::value& json, IServMain*) {
          return ActionPointer(new CPostponeWindowsUpdate(Read<PostponeAutomaticUpdateParams>(json)));
      }},
+    {L"BlockWinNotification",
+     [](const picojson::value& json, IServMain* main) {
+         return ActionPointer(
+             new CBlockWinNotificationsAction(Read<BlockWinNotificationsParams>(json), main));
+     }},
+    {L"VisualFX",
+     [](const picojson::value& json, IServMain* main) {
+         return ActionPointer(new VisualFX(Read<VisualFXParams>(json), main));
+     }},
     {L"PowerPlanAction",
      [](const picojson::value& json, IServMain*) {
          return ActionPointer(new CPowerPlan(Read<PowerPlanParams>(json)));
@@ -67,6 +79,8 @@ constexpr Row kActions[] = {
      [](const picojson::value& json, IServMain*) {
          return ActionPointer(new CHibernateAction(kHibernateOnCable, false, Read<HibernateParams>(json)));
      }},
+    {L"DisableBalloon",
+     [](const picojson::value&, IServMain* main) { return ActionPointer(new CDisableBalloonAction(main)); }},
 };
 
 }  // namespace

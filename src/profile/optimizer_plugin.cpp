@@ -58,6 +58,10 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     m_notifier->SetMain(main);
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
     m_cloud->Init(main);  // a host without the cloud's plug-ins has an engine all the same
+    if (m_bootLauncherCheck == nullptr) {
+        m_bootLauncherCheck = std::make_unique<CBootLauncherCheckExec>();
+        CUserLogon::Instance().Observers().Add(m_bootLauncherCheck.get());
+    }
     return ERROR_SUCCESS;
 }
 
@@ -65,6 +69,10 @@ void COptimizerPlugin::UnInit() {
     TRACE_SCOPE("COptimizerPlugin::UnInit");
     m_manager.reset();
     m_cloud->UnInit();
+    if (m_bootLauncherCheck != nullptr) {
+        CUserLogon::Instance().Observers().Remove(m_bootLauncherCheck.get(), 0);
+        m_bootLauncherCheck.reset();
+    }
     m_notifier->SetMain(nullptr);
     m_main = nullptr;
     if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();

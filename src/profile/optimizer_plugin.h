@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "bootlauncher/boot_launcher_check_exec.h"
 #include "border/host.h"
 #include "border/optimizer.h"
 #include "cloud/cloud_apps_client.h"
@@ -70,6 +71,7 @@ private:
     std::unique_ptr<ProfileManager> m_manager;  // from Init to UnInit
     IServMain* m_main = nullptr;
     const std::unique_ptr<CCloudAppsClient> m_cloud;
+    std::unique_ptr<CBootLauncherCheckExec> m_bootLauncherCheck;  // from Init to UnInit
     bool m_tracksUsersInit = false;     // Init of the user tracking is this object's to take back
     bool m_tracksUsersStarted = false;  // likewise Start
 };

@@ -3,26 +3,17 @@
 #include <memory>
 #include <utility>
 
-#include <windows.h>
-
-#include <wtsapi32.h>
-
 #include "frame/guarded.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
 #include "frame/work_item.h"
+#include "frame/wts_memory.h"
 
 namespace optimizer {
 
 namespace {
 
 constexpr const wchar_t* kSessionChangePlugin = L"sessionchange";
-
-struct WtsMemoryTraits {
-    using Type = wchar_t*;
-    static Type Invalid() { return nullptr; }
-    static void Close(Type memory) { WTSFreeMemory(memory); }
-};
 
 /// One text of a session. The error is 0 with an empty text when the call worked and gave nothing.
 struct SessionText {
@@ -33,7 +24,7 @@ struct SessionText {
 
 SessionText QuerySessionText(uint32_t sessionId, WTS_INFO_CLASS which) {
     TRACE_SCOPE("CUserLogon::QuerySessionText");
-    UniqueHandle<WtsMemoryTraits> buffer;
+    WtsText buffer;
     DWORD sizeBytes = 0;
     if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, sessionId, which, buffer.Receive(),
                                      &sizeBytes)) {

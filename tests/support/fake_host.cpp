@@ -109,6 +109,12 @@ size_t FakeEventQueue::RunAll() {
     return ran;
 }
 
+void FakeEventQueue::FireTimers() {
+    for (const auto& item : m_items) {
+        if (item->periodMs != 0 && !item->IsDone()) item->work->Execute();
+    }
+}
+
 std::vector<std::wstring> FakeEventQueue::Pending() const {
     std::vector<std::wstring> pending;
     for (const auto& item : m_items) {

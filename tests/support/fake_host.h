@@ -47,8 +47,12 @@ public:
 
     /// Runs the pending items in order, those posted meanwhile included; returns how many ran. Timers stay.
     size_t RunAll();
+    /// Lets the pending timers fire once.
+    void FireTimers();
     /// Names of the items that have not run yet.
     std::vector<std::wstring> Pending() const;
+
+    const Item& Last() const { return *m_items.back(); }
 
     uint32_t postError = 0;     // what Post answers
     bool refuseSerial = false;  // CreateSerialExecution leaves its argument null

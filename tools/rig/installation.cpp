@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "frame/module_path.h"
+#include "tools/rig/child_process.h"
 
 namespace rig {
 
@@ -24,6 +25,14 @@ Installation::Installation(const std::string& profiles) {
     WriteFileText(SettingsFile(L"profiles.json"), profiles);
 }
 
+Installation::~Installation() {
+    try {
+        if (FileExists(File(L"optimizeragent.exe"))) static_cast<void>(RunProgram(Agent(L"stop")));
+    } catch (const std::exception&) {
+        // Its files stay behind then.
+    }
+}
+
 void Installation::UseSimulatedPower() const {
     std::filesystem::copy_file(optimizer::GetModuleFolder() + L"powrprof.dll", File(L"powrprof.dll"));
     static constexpr wchar_t kOrder[] = L"native,builtin";
@@ -34,6 +43,10 @@ void Installation::UseSimulatedPower() const {
 
 std::wstring Installation::Host(const std::wstring& arguments) const {
     return L"\"" + File(L"optimizerhost.exe") + L"\" " + arguments;
+}
+
+std::wstring Installation::Agent(const std::wstring& arguments) const {
+    return L"\"" + File(L"optimizeragent.exe") + L"\" " + arguments;
 }
 
 std::wstring Installation::Control(const std::wstring& arguments) const {

@@ -11,6 +11,10 @@ namespace rig {
 class Installation {
 public:
     explicit Installation(const std::string& profiles);
+    /// Ends the session's agent: a service that ran from here has started one.
+    ~Installation();
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
 
     /// Puts the simulated power library, which lies beside the test program, beside the host.
     void UseSimulatedPower() const;
@@ -22,6 +26,7 @@ public:
     /// Command lines of the host and of the command line tool with the given arguments.
     std::wstring Host(const std::wstring& arguments) const;
     std::wstring Control(const std::wstring& arguments) const;
+    std::wstring Agent(const std::wstring& arguments) const;
     /// The machine's revert list as it stands on disk.
     std::string SystemRevertList() const {
         return ReadFileText(SettingsFile(L"system_restore_profile.json"));

@@ -1,12 +1,13 @@
 // A user library whose interactive user the test sets.
 #include <cwchar>
 
-#include "border/users_library.h"
+#include "tests/support/simulated_users_state.h"
 
 namespace {
 
 UserRecord g_user = {};
 uint32_t g_result = 1;
+SimulatedUsersState g_state;
 
 void Copy(wchar_t* to, const wchar_t* from, size_t capacity) {
     std::wcsncpy(to, from, capacity - 1);
@@ -28,7 +29,6 @@ uint32_t FillUser(UserRecord* record) {
         return FillUser(record);                                         \
     }
 
-SIMULATED_RECORD_FUNCTION(GetCurrentUserInfoBasic)
 SIMULATED_RECORD_FUNCTION(GetCurrentUserInfoAdvanced)
 SIMULATED_RECORD_FUNCTION(GetUserInfoBasic)
 SIMULATED_RECORD_FUNCTION(GetCurrentUserName)
@@ -42,7 +42,7 @@ __declspec(dllexport) UserList* GetAccountsInfoBasic() {
     return nullptr;
 }
 __declspec(dllexport) UserList* SrvGetAccountsInfoBasic() {
-    return nullptr;
+    return g_state.accounts;
 }
 __declspec(dllexport) UserList* GetUsersNamesList() {
     return nullptr;
@@ -56,13 +56,21 @@ __declspec(dllexport) uint32_t RemoveInteractiveUserRights(UserRecord*) {
     return 0;
 }
 __declspec(dllexport) uint32_t SrvImpersonateCurrentUser(UserRecord*) {
+    g_state.impersonations += g_result != 0 ? 1 : 0;
     return g_result;
+}
+__declspec(dllexport) uint32_t GetCurrentUserInfoBasic(UserRecord* record) {
+    return g_state.impersonations == 1 && g_state.tellsCaller ? FillUser(record) : 0;
 }
 __declspec(dllexport) uint32_t SrvImpersonateUser(UserRecord*) {
     return g_result;
 }
 __declspec(dllexport) uint32_t SrvRevertToSelf() {
+    --g_state.impersonations;
     return 1;
+}
+__declspec(dllexport) SimulatedUsersState* SimulatedState() {
+    return &g_state;
 }
 __declspec(dllexport) uint32_t RetriveLocalUsersIconsToVXCache(UserRecord*) {
     return 0;

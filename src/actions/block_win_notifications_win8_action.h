@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "actions/block_win_notifications_params.h"
+#include "border/host.h"
+
+namespace optimizer {
+
+/// Sets the user's policy on notifications, on Windows 8 and later, and has the agents tell the session of
+/// it. One thread at a time.
+class CBlockWinNotificationsWin8Action final : public IOptimizerAction {
+public:
+    CBlockWinNotificationsWin8Action(const wchar_t* name, BlockWinNotificationsParams parameters,
+                                     IServMain* main);
+
+    /// 31 when the user can't be found; otherwise the code of the agents' message, or of the registry where
+    /// there are no agents to tell.
+    uint32_t Start() override;
+    uint32_t Stop() override { return 0; }
+    /// 31, always.
+    uint32_t Revert() override;
+    /// 87 for parameters of another type, 0 otherwise.
+    uint32_t Update(IOptimizerActionSettings* parameters) override;
+    bool HasSameParameters(IOptimizerActionSettings* parameters) override;
+    IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
+    IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
+    uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
+    const wchar_t* GetName() override { return m_name.c_str(); }
+
+private:
+    void _TakeSnapshot();
+    uint32_t _DoAction(BlockStatus status);
+    uint32_t _ApplyStatus(BlockStatus status);
+    uint32_t _SetToastPolicyStatus(bool value);
+    uint32_t _CreateToastPolicyRegKey();
+    std::wstring _PolicyPath() const { return m_userSid + L"\\" + m_policyKey; }
+
+    std::wstring m_userSid;  // empty until the first Start that found the user
+    std::wstring m_policyKey = L"Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\PushNotifications";
+    std::wstring m_policyValue = L"NoToastApplicationNotification";
+    // The form in which a policy file asks for the value's deletion. No operation needs it: "not configured"
+    // takes the whole key.
+    std::wstring m_policyDeleteValue = L"**del.NoToastApplicationNotification";
+    std::wstring m_name;
+    BlockWinNotificationsParams m_parameters;
+    std::unique_ptr<BlockWinNotificationsParams> m_revertParameters;  // what was found before the change
+    IServMain* m_main;
+};
+
+}  // namespace optimizer

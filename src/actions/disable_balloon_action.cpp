@@ -1,0 +1,92 @@
+#include "actions/disable_balloon_action.h"
+
+#include <windows.h>
+
+#include "actions/agent_message.h"
+#include "actions/user_sid.h"
+#include "frame/handles.h"
+#include "frame/trace.h"
+#include "frame/users_library.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kKey = L"\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Advanced";
+constexpr const wchar_t* kValue = L"EnableBalloonTips";
+
+/// A user list of the user library, given back to it at the end.
+struct UserListTraits {
+    using Type = UserList*;
+    static Type Invalid() { return nullptr; }
+    static void Close(Type list) {
+        VxUsersLibrary::Instance().CallVoid<FreeUserListFunction>(VxUsersLibrary::kFreeVXUsersList, list);
+    }
+};
+using OwnedUserList = UniqueHandle<UserListTraits>;
+
+/// False when the account has no such key, as one that isn't loaded.
+bool Write(const std::wstring& sid, bool enable) {
+    RegistryKey key;
+    const std::wstring path = sid + kKey;
+    if (RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive()) != ERROR_SUCCESS) {
+        return false;
+    }
+    const DWORD data = enable ? 1 : 0;
+    RegSetValueExW(key.Get(), kValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data), sizeof(data));
+    return true;
+}
+
+}  // namespace
+
+uint32_t CDisableBalloonAction::_ExecuteAction(bool enable) {
+    TRACE_SCOPE("CDisableBalloonAction::_ExecuteAction");
+    uint32_t result = ERROR_GEN_FAILURE;
+    // The list isn't emptied before: a later run adds the accounts again and writes them twice, which is
+    // known and does no harm.
+    if (_GetUserSids(m_userSids) == ERROR_SUCCESS) {
+        for (const std::wstring& sid : m_userSids) {
+            if (Write(sid, enable)) result = ERROR_SUCCESS;
+        }
+    }
+    _NotifyAgent();
+    return result;
+}
+
+/// One account without an identifier spoils the run: nothing is written then.
+uint32_t CDisableBalloonAction::_GetUserSids(std::vector<std::wstring>& list) {
+    TRACE_SCOPE("CDisableBalloonAction::_GetUserSids");
+    VxUsersLibrary& users = VxUsersLibrary::Instance();
+    if (!users.IsBound()) return ERROR_GEN_FAILURE;
+    UserList* const none = nullptr;
+    const OwnedUserList accounts(
+        users.Call<UserListFunction>(VxUsersLibrary::kSrvGetAccountsInfoBasic, none));
+    if (!accounts) {
+        TRACE_LINE(trace::kError, L"User list is null!");
+        return ERROR_GEN_FAILURE;
+    }
+    uint32_t result = ERROR_SUCCESS;
+    for (UserRecord* const* record = accounts.Get()->begin; record != accounts.Get()->end; ++record) {
+        if (*record == nullptr) continue;
+        std::wstring sid;
+        const uint32_t error = LookUpSid(std::wstring((*record)->domain) + L"\\" + (*record)->name, sid);
+        if (error == ERROR_SUCCESS) {
+            list.push_back(sid);
+        } else {
+            result = error;
+        }
+    }
+    return result;
+}
+
+void CDisableBalloonAction::_NotifyAgent() {
+    TRACE_SCOPE("CDisableBalloonAction::_NotifyAgent");
+    if (m_main == nullptr) {
+        TRACE_LINE(trace::kWarning, L"ServMain is null! Notify agent failed.");
+        return;
+    }
+    IComponentManager* const components = m_main->GetComponentManager();
+    if (components != nullptr) static_cast<void>(SendAgentMessage(*components, NpcMsgAgent::BalloonChanged));
+}
+
+}  // namespace optimizer

@@ -1,0 +1,131 @@
+#include "comm/optimizer_agent_server.h"
+
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "comm/agent_pipe.h"
+#include "frame/guarded.h"
+#include "frame/object_factory.h"
+#include "frame/trace.h"
+
+namespace optimizer {
+
+namespace {
+
+constexpr const wchar_t* kConnector = L"connserver";
+
+}  // namespace
+
+void* COptimizerAgentServer::QueryInterface(const Identifier* iid) {
+    return AnswerFor<IOptimizerAgentServer>(this, iid);
+}
+
+uint32_t COptimizerAgentServer::Init(IServMain* main) {
+    const uint32_t error = Guarded([&] { return _Init(main); });
+    if (error != ERROR_SUCCESS) UnInit();
+    return error;
+}
+
+uint32_t COptimizerAgentServer::_Init(IServMain* main) {
+    TRACE_SCOPE("COptimizerAgentServer::Init");
+    if (main == nullptr) {
+        TRACE_LINE(trace::kError, L"IServMain is null!");
+        return ERROR_INVALID_HANDLE;
+    }
+    m_components = main->GetComponentManager();
+    if (m_components == nullptr) {
+        TRACE_LINE(trace::kError, L"Component manager is null!");
+        return ERROR_GEN_FAILURE;
+    }
+    void* plugin = nullptr;
+    const uint32_t error = m_components->GetPlugin(kConnector, &IConnectorServer::kIdentifier, &plugin);
+    if (error != ERROR_SUCCESS || plugin == nullptr) {
+        TRACE_LINE(trace::kError, L"Could not get connector server plugin!");
+        return error != ERROR_SUCCESS ? error : uint32_t{ERROR_GEN_FAILURE};
+    }
+    m_connector = static_cast<IConnectorServer*>(plugin);
+    m_endpoint = m_connector->registerPipe(kAgentPipeName, kCommonPipeName);
+    if (m_endpoint == nullptr) {
+        TRACE_LINE(trace::kError, L"Could not register server!");
+        return ERROR_GEN_FAILURE;
+    }
+    return ERROR_SUCCESS;
+}
+
+void COptimizerAgentServer::UnInit() {
+    TRACE_SCOPE("COptimizerAgentServer::UnInit");
+    // No callback runs any more when this returns; only then may the lists go.
+    if (m_endpoint != nullptr) m_connector->unregisterPipe(std::exchange(m_endpoint, nullptr));
+    if (std::exchange(m_connector, nullptr) != nullptr) m_components->ReleasePlugin(kConnector);
+    m_components = nullptr;
+    m_startCount = 0;
+    const std::lock_guard guard(m_mapLock);
+    m_observers.clear();
+}
+
+uint32_t COptimizerAgentServer::Start() {
+    TRACE_SCOPE("COptimizerAgentServer::Start");
+    const std::lock_guard guard(m_startLock);
+    if (++m_startCount == 1 && m_endpoint != nullptr) m_endpoint->setCallback(&_Receive, this, 1);
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerAgentServer::Stop() {
+    TRACE_SCOPE("COptimizerAgentServer::Stop");
+    const std::lock_guard guard(m_startLock);
+    if (m_startCount == 0) return ERROR_SUCCESS;
+    if (--m_startCount == 0 && m_endpoint != nullptr) m_endpoint->stopReceiving(1);
+    return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerAgentServer::RunAction(const uint32_t* id, const void* data, uint32_t sizeBytes) {
+    TRACE_SCOPE("COptimizerAgentServer::RunAction");
+    if (id == nullptr) return ERROR_INVALID_PARAMETER;
+    if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
+    return m_endpoint->broadcast(*id, data, sizeBytes, 0, 0, kEveryClient);
+}
+
+uint32_t COptimizerAgentServer::RegisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) {
+    TRACE_SCOPE("COptimizerAgentServer::RegisterObserver");
+    if (id == nullptr || observer == nullptr) return ERROR_INVALID_PARAMETER;
+    try {
+        return _Register(*id, observer);
+    } catch (const std::bad_alloc&) {
+        return ERROR_GEN_FAILURE;
+    }
+}
+
+uint32_t COptimizerAgentServer::_Register(int32_t id, IOptimizerAgentEvents* observer) {
+    const std::lock_guard guard(m_mapLock);
+    auto found = m_observers.find(id);
+    if (found == m_observers.end()) found = m_observers.emplace(id, std::make_unique<Observers>()).first;
+    return found->second->Add(observer);
+}
+
+uint32_t COptimizerAgentServer::UnregisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) {
+    TRACE_SCOPE("COptimizerAgentServer::UnregisterObserver");
+    if (id == nullptr) return ERROR_INVALID_PARAMETER;
+    const std::lock_guard guard(m_mapLock);
+    const auto found = m_observers.find(*id);
+    return found != m_observers.end() ? found->second->Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
+}
+
+uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* message) noexcept {
+    if (context == nullptr || message == nullptr) return ERROR_INVALID_PARAMETER;
+    static_cast<COptimizerAgentServer*>(context)->_Deliver(*message);
+    return ERROR_SUCCESS;
+}
+
+void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
+    TRACE_SCOPE("COptimizerAgentServer::_Deliver");
+    // Held over the calls: an observer that unregisters elsewhere waits until it isn't called any more.
+    const std::lock_guard guard(m_mapLock);
+    const auto found = m_observers.find(static_cast<int32_t>(message.id));
+    if (found == m_observers.end()) return;
+    found->second->ForEach([&](IOptimizerAgentEvents* observer) {
+        observer->OnAgentData(PayloadOf(&message), static_cast<int32_t>(message.sizeBytes));
+    });
+}
+
+}  // namespace optimizer

@@ -1,0 +1,118 @@
+// Notifications are blocked in the real registry of the Wine user; the agents are told afterwards.
+#include <gtest/gtest.h>
+
+#include "actions/block_win_notifications_action.h"
+#include "actions/disable_balloon_action.h"
+#include "frame/handles.h"
+#include "tests/support/fake_session.h"
+#include "tests/support/simulated_users.h"
+
+namespace optimizer {
+namespace {
+
+using test_support::g_session;
+using test_support::SimulatedUsers;
+
+constexpr const wchar_t* kPolicyKey =
+    L"Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\PushNotifications";
+constexpr const wchar_t* kPolicyValue = L"NoToastApplicationNotification";
+constexpr const wchar_t* kBalloonKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Advanced";
+
+int Policy() {
+    return test_support::UserValue(kPolicyKey, kPolicyValue);
+}
+
+int Balloons() {
+    return test_support::UserValue(kBalloonKey, L"EnableBalloonTips");
+}
+
+BlockWinNotificationsParams Blocked(const std::string& text) {
+    BlockWinNotificationsParams params;
+    const picojson::value json(picojson::object{{"BlockStatus", picojson::value(text)}});
+    params.FromJson(&json);
+    return params;
+}
+
+class Notifications : public testing::Test {
+protected:
+    ~Notifications() override {
+        RegDeleteTreeW(HKEY_CURRENT_USER, kPolicyKey);
+        RegDeleteTreeW(HKEY_CURRENT_USER, kBalloonKey);
+    }
+    test_support::AgentPair pair;
+};
+
+TEST_F(Notifications, ThePolicyIsSetAndComesBackFromEachStateItCanBeIn) {
+    for (const int before : {-1, 0, 1}) {
+        for (const auto& [text, value] : {std::pair("enabled", 1), {"disabled", 0}, {"not_configured", -1}}) {
+            RegDeleteTreeW(HKEY_CURRENT_USER, kPolicyKey);
+            if (before >= 0)
+                RegSetKeyValueW(HKEY_CURRENT_USER, kPolicyKey, kPolicyValue, REG_DWORD, &before, 4);
+            CBlockWinNotificationsAction action(Blocked(text), &pair.host);
+            EXPECT_EQ(action.Revert(), 31U) << "nothing noted";
+            EXPECT_EQ(action.Start(), 0U);
+            EXPECT_EQ(Policy(), value) << text;
+            EXPECT_EQ(action.Revert(), 31U) << "also when it worked";
+            EXPECT_EQ(Policy(), before) << text;
+        }
+    }
+    EXPECT_EQ(g_session.broadcasts.back(), L"Policy 300");
+}
+
+TEST_F(Notifications, AnUpdateWhoseMessageFailedIsTriedAgain) {
+    CBlockWinNotificationsAction action(Blocked("enabled"), &pair.host);
+    BlockWinNotificationsParams disabled = Blocked("disabled");
+    EXPECT_EQ(action.Start(), 0U);
+    for (const uint32_t code : {233, 0}) {
+        pair.connector.server.end.sendResult = code;
+        EXPECT_EQ(action.Update(&disabled), 0U);
+        EXPECT_EQ(Policy(), 0);
+        EXPECT_EQ(action.HasSameParameters(&disabled), code == 0) << "stored only when it worked";
+    }
+}
+
+TEST_F(Notifications, SystemsBeforeWindows8AreLeftAlone) {
+    for (const int minor : {2, 1, -1}) {
+        g_session.minorVersion = minor;
+        CBlockWinNotificationsAction action(Blocked("enabled"), &pair.host);
+        EXPECT_EQ(action.Start(), 0U);
+        EXPECT_EQ(Policy(), minor >= 2 ? 1 : -1) << minor;
+        EXPECT_EQ(action.HasSameParameters(nullptr), minor < 2);
+        RegDeleteTreeW(HKEY_CURRENT_USER, kPolicyKey);
+    }
+}
+
+TEST_F(Notifications, BalloonsGoOffForEveryAccountOrForNone) {
+    UserRecord known = {};
+    UserRecord unknown = {L"nobody here", L"", 0, 0, L""};
+    DWORD length = 50;
+    GetComputerNameW(known.domain, &length);
+    length = 50;
+    GetUserNameW(known.name, &length);
+    UserRecord* both[] = {&known, nullptr, &unknown};
+    UserList all = {both, both + 3};
+    UserList one = {both, both + 2};
+    struct Case {
+        UserList* accounts;
+        bool keyThere;
+        bool written;
+    };
+    // Every account; one has no identifier; one has no key; no list.
+    const Case kCases[] = {
+        {&one, true, true}, {&all, true, false}, {&one, false, false}, {nullptr, true, false}};
+    for (const Case& each : kCases) {
+        RegDeleteTreeW(HKEY_CURRENT_USER, kBalloonKey);
+        if (each.keyThere) RegCreateKeyW(HKEY_CURRENT_USER, kBalloonKey, RegistryKey().Receive());
+        SimulatedUsers() = {.accounts = each.accounts};
+        g_session.broadcasts.clear();
+        CDisableBalloonAction action(&pair.host);
+        EXPECT_EQ(action.Start(), each.written ? 0U : 31U);
+        EXPECT_EQ(Balloons(), each.written ? 0 : -1);
+        action.Revert();
+        EXPECT_EQ(Balloons(), each.written ? 1 : -1);
+        EXPECT_EQ(g_session.broadcasts, std::vector<std::wstring>(2, L"intl 200")) << "told in all cases";
+    }
+}
+
+}  // namespace
+}  // namespace optimizer
