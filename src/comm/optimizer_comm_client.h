@@ -14,6 +14,8 @@
 
 namespace optimizer {
 
+class CByteStream;
+
 /// Component "optimizercommclient": the engine's operations in a client process, each once with and once
 /// without waiting, and the engine's events.
 ///
@@ -89,6 +91,7 @@ private:
                    uint32_t sizeBytes);
 
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
+    bool _DeliverEvent(uint32_t id, CByteStream& payload);
     void _ReplyStatus(const ConnectorMessage* message, uint32_t status);
     // Each traces what it was told and passes it on to the observers.
     void _OnGetProfile(profile active);

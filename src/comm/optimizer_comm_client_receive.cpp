@@ -44,7 +44,6 @@ uint32_t COptimizerCommClient::_Receive(void* context, const ConnectorMessage* m
 uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
     CByteStream payload(PayloadOf(message), message->sizeBytes);
     const bool isOneNumber = message->sizeBytes == sizeof(uint32_t);
-    std::wstring text;
     switch (static_cast<NpcMsg>(message->id)) {
         // The answers are never answered in turn.
         case NpcMsg::OptimizerGetProfile:
@@ -63,39 +62,40 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
         case NpcMsg::OptimizerStartTaskAnswer:
         case NpcMsg::OptimizerCancelTaskAnswer:
             if (!isOneNumber) return ERROR_GEN_FAILURE;
-            break;
-        case NpcMsg::OnProfileChanged:
-            text = payload.ReadString();
-            _OnProfileChanged(text.c_str(), static_cast<profile>(payload.ReadUint32()));
-            break;
-        case NpcMsg::OnActionsExecuted:
-            text = payload.ReadString();
-            _OnActionsExecuted(text.c_str(), static_cast<profile>(payload.ReadUint32()));
-            break;
-        case NpcMsg::OnProfileConfigChanged:
-            text = payload.ReadString();
-            _OnProfileConfigChanged(text.c_str(), static_cast<profile>(payload.ReadUint32()));
-            break;
-        case NpcMsg::OnOptimizerModuleEnableChanged:
-            text = payload.ReadString();
-            _OnOptimizerModuleEnableChanged(text.c_str(), payload.ReadUint32() != 0);
-            break;
-        case NpcMsg::OnOptimizerProcessOptimized:
-            text = payload.ReadString();
-            _OnOptimizerProcessOptimized(text.c_str(), payload.ReadUint32());
-            break;
-        case NpcMsg::OnTaskFinished: {
-            text = payload.ReadString();
-            const uint32_t task = payload.ReadUint32();
-            _OnTaskFinished(text.c_str(), task, payload.ReadUint32());
-            break;
-        }
+            _ReplyStatus(message, ERROR_SUCCESS);
+            return ERROR_SUCCESS;
         default:
-            _ReplyStatus(message, ERROR_GEN_FAILURE);
+            _ReplyStatus(message, _DeliverEvent(message->id, payload) ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
             return ERROR_SUCCESS;
     }
-    _ReplyStatus(message, ERROR_SUCCESS);
-    return ERROR_SUCCESS;
+}
+
+/// False when it isn't one.
+bool COptimizerCommClient::_DeliverEvent(uint32_t id, CByteStream& payload) {
+    const std::wstring text = payload.ReadString();
+    const uint32_t number = payload.ReadUint32();
+    switch (static_cast<NpcMsg>(id)) {
+        case NpcMsg::OnProfileChanged:
+            _OnProfileChanged(text.c_str(), static_cast<profile>(number));
+            return true;
+        case NpcMsg::OnActionsExecuted:
+            _OnActionsExecuted(text.c_str(), static_cast<profile>(number));
+            return true;
+        case NpcMsg::OnProfileConfigChanged:
+            _OnProfileConfigChanged(text.c_str(), static_cast<profile>(number));
+            return true;
+        case NpcMsg::OnOptimizerModuleEnableChanged:
+            _OnOptimizerModuleEnableChanged(text.c_str(), number != 0);
+            return true;
+        case NpcMsg::OnOptimizerProcessOptimized:
+            _OnOptimizerProcessOptimized(text.c_str(), number);
+            return true;
+        case NpcMsg::OnTaskFinished:
+            _OnTaskFinished(text.c_str(), number, payload.ReadUint32());
+            return true;
+        default:
+            return false;
+    }
 }
 
 void COptimizerCommClient::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {

@@ -123,31 +123,5 @@ TEST_F(PowerPlan, ALibraryWithoutOneOfTheFunctionsIsNotUsed) {
     EXPECT_EQ(Now(), kFound);
 }
 
-TEST_F(PowerPlan, OlderSystemsReturnTheBatterysValuesToTheCable) {
-    const auto now = [] {
-        const auto p = test_support::ReadPowerRecord(test_support::kLegacyPolicy, USER_POWER_POLICY{});
-        return Values{p.VideoTimeoutAc, p.VideoTimeoutDc, p.OptimizeForPowerAc, p.OptimizeForPowerDc,
-                      p.IdleTimeoutDc};
-    };
-    USER_POWER_POLICY found = {};
-    found.VideoTimeoutAc = 1;
-    found.VideoTimeoutDc = 2;
-    found.IdleTimeoutDc = 3;
-    test_support::WritePowerRecord(test_support::kLegacyPolicy, found);
-    test_support::g_isOlderThanVista = true;
-    g_missingExport = "PowerGetActiveScheme";
-    CPowerPlan action(
-        Params(R"({"OnBattery":1,"BrightnessLevel":90,"DisplayOffTime":60,"CoolingPolicy":257})"));
-    for (const wchar_t* failure : {L"FailLegacyScheme", L"FailPolicies", L"FailSetPolicies"}) {
-        power.Set(failure, 5);
-        EXPECT_EQ(action.Start(), 31u);
-        power.Remove(failure);
-    }
-    EXPECT_EQ(action.Start(), 0u);
-    EXPECT_EQ(now(), (Values{1, 60, 0, 1, 3}));
-    EXPECT_EQ(action.Revert(), 0u);
-    EXPECT_EQ(now(), (Values{2, 60, 0, 1, 3}));
-}
-
 }  // namespace
 }  // namespace optimizer

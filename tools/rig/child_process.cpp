@@ -37,9 +37,14 @@ ChildProcess::ChildProcess(const std::wstring& commandLine)
     startup.hStdError = output.write.Get();
     PROCESS_INFORMATION information = {};
     std::wstring command = commandLine;
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &information)) {
-        throw std::runtime_error("can't start the program, error " + std::to_string(GetLastError()));
+    // Wine fails to start a program now and then for no reason that it tells.
+    for (int attempt = 0; !CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                          nullptr, &startup, &information);
+         ++attempt) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INTERNAL_ERROR || attempt == 3)
+            throw std::runtime_error("can't start the program, error " + std::to_string(error));
+        Sleep(100);
     }
     const optimizer::KernelHandle thread(information.hThread);
     m_process.Reset(information.hProcess);
