@@ -1,4 +1,6 @@
-"""Runs clang-tidy over the project's sources of one build: tidy.py BUILD_FOLDER [SOURCE...]
+"""Runs clang-tidy over the product's sources of one build: tidy.py [--all] BUILD_FOLDER [SOURCE...]
+
+With --all, or by name, the tests and benchmarks too.
 
 The build is a cross build with GCC, so clang reads a copy of its compile commands in which the target, the C++ headers
 and the flags are its own. A source that was clean isn't looked at again until something that it depends on changes:
@@ -17,7 +19,8 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = ("src", "host", "tools", "tests", "bench")
+PRODUCT = ("src", "host", "tools")
+OTHERS = ("tests", "bench")
 TARGET = "x86_64-w64-mingw32"
 JOBS = max(2, os.cpu_count() or 2)
 # <windows.h> includes every vector intrinsic there is, a third of the text that clang would read. Nothing here uses one,
@@ -76,8 +79,10 @@ def stamp_name(source, command, version):
 
 
 def main():
-    build = pathlib.Path(sys.argv[1]).resolve()
-    wanted = {pathlib.Path(name).resolve() for name in sys.argv[2:]}
+    arguments = [argument for argument in sys.argv[1:] if argument != "--all"]
+    build = pathlib.Path(arguments[0]).resolve()
+    wanted = {pathlib.Path(name).resolve() for name in arguments[1:]}
+    folders = PRODUCT if "--all" not in sys.argv and not wanted else PRODUCT + OTHERS
     work = ROOT / "build" / "tidy"
     stamps = work / "stamps"
     stamps.mkdir(parents=True, exist_ok=True)
@@ -87,7 +92,7 @@ def main():
         source = pathlib.Path(entry["directory"], entry["file"]).resolve()
         if source.suffix != ".cpp":
             continue  # a resource script
-        if source.is_relative_to(ROOT) and source.relative_to(ROOT).parts[0] in FOLDERS:
+        if source.is_relative_to(ROOT) and source.relative_to(ROOT).parts[0] in folders:
             entries[source] = {"directory": entry["directory"], "file": str(source), "arguments": clang_command(entry)}
     (work / "compile_commands.json").write_text(json.dumps(list(entries.values()), indent=1))
 

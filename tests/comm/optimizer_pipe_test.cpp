@@ -116,7 +116,7 @@ protected:
         m_client.AddEventsObserver(&m_listener);
         m_client.AddResponseObserver(&m_listener);
     }
-    ~OptimizerPipe() {
+    ~OptimizerPipe() override {
         m_client.Stop();
         m_client.UnInit();
         m_server.Stop();

@@ -47,7 +47,9 @@ public:
         return ++m_next, 0;
     }
     static std::wstring ConfigOf(profile which) {
-        return std::wstring(static_cast<size_t>(which) % profiles::kCount * 700, L'c');
+        std::wstring config;
+        config.resize(static_cast<size_t>(which) % profiles::kCount * 700, L'c');
+        return config;
     }
 
 private:

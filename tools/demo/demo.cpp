@@ -200,7 +200,7 @@ bool RunDemo() {
     if (!watch.WaitForLine("watching")) return Fail(L"The client that watches did not connect.");
     for (const Step& step : kSteps) {
         InstalledService::Run(installation.Control(L"profile set --wait " + Widen(step.profile)));
-        if (!watch.WaitForLine("{\"event\":\"actionsExecuted\"")) return Fail(L"The event did not come.");
+        if (!watch.WaitForLine(R"({"event":"actionsExecuted")")) return Fail(L"The event did not come.");
         if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
         PrintServices(L"profile " + Widen(step.profile), services);
         PrintRevertList(installation);
