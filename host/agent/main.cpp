@@ -1,6 +1,5 @@
 // The process in a user's session that carries out what the service can't: a small host for the agent's
 // plug-ins, without a window of its own.
-#include <algorithm>
 #include <exception>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "host/agent/agent_host.h"
 #include "host/agent/agent_instance.h"
 #include "host/agent/session_end.h"
+#include "host/terminal/command_line.h"
 #include "host/terminal/terminal.h"
 
 namespace {
@@ -63,13 +63,8 @@ int Run(const std::vector<std::wstring>& arguments) {
     run->add_flag("--with-service", withService, "end also when the service isn't installed any more");
     const auto* const stop = app.add_subcommand("stop", "end this session's agent");
 
-    std::vector<std::string> reversed;
-    reversed.reserve(arguments.size());
-    for (const std::wstring& argument : arguments)
-        reversed.push_back(optimizer::Narrow(argument));
-    std::reverse(reversed.begin(), reversed.end());
     try {
-        app.parse(reversed);
+        host::ParseArguments(app, arguments);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "border/product_info.h"
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
-#include "frame/plugin_request.h"
 #include "frame/settings_folder.h"
 #include "frame/text.h"
 #include "frame/trace.h"
@@ -24,18 +22,7 @@ using optimizer::Guarded;
 
 namespace {
 
-constexpr const wchar_t* kProductInfo = L"productinfo";
 constexpr uint32_t kRereadMs = 1000;  // after a file that somebody held
-
-std::wstring FindSettingsFolder(IComponentManager* components) {
-    std::wstring dataFolder;
-    if (auto* const product = optimizer::RequestPlugin<IProductInfo>(components, kProductInfo)) {
-        const wchar_t* const value = product->GetValue(2, L"common");
-        if (value != nullptr) dataFolder = value;
-        components->ReleasePlugin(kProductInfo);
-    }
-    return optimizer::SettingsFolder(dataFolder);
-}
 
 void Fill(ProcessEntryList& list, const Applications& applications) {
     for (const Application& one : applications) {
@@ -62,7 +49,7 @@ uint32_t COptimizerProcessProvider::Init(IServMain* main) {
     TRACE_SCOPE("COptimizerProcessProvider::Init");
     if (main == nullptr) return ERROR_INVALID_HANDLE;
     return Guarded([&] {
-        m_folder = FindSettingsFolder(main->GetComponentManager());
+        m_folder = optimizer::SettingsFolder(main->GetComponentManager());
         _Read();
         return uint32_t{ERROR_SUCCESS};
     });

@@ -3,10 +3,8 @@
 #include <utility>
 
 #include "border/host.h"
-#include "border/product_info.h"
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
-#include "frame/plugin_request.h"
 #include "frame/settings_folder.h"
 #include "frame/trace.h"
 
@@ -19,9 +17,6 @@ using optimizer::Guarded;
 
 namespace {
 
-constexpr const wchar_t* kProductInfo = L"productinfo";
-constexpr int32_t kFolderKind = 2;
-constexpr const wchar_t* kFolderKey = L"common";
 constexpr const wchar_t* kFileName = L"registration.json";
 constexpr DWORD kRetryMs = 1000;          // a file that is being written
 constexpr DWORD kFolderRetryMs = 30'000;  // a folder that isn't there
@@ -54,12 +49,7 @@ uint32_t CRegistrationStatus::Init(IServMain* main) {
             TRACE_LINE(trace::kError, L"Component Manager is null!");
             return ERROR_INVALID_HANDLE;
         }
-        std::wstring dataFolder;
-        if (auto* const product = optimizer::RequestPlugin<IProductInfo>(components, kProductInfo)) {
-            if (const wchar_t* const value = product->GetValue(kFolderKind, kFolderKey)) dataFolder = value;
-            components->ReleasePlugin(kProductInfo);
-        }
-        m_folder = optimizer::SettingsFolder(dataFolder);
+        m_folder = optimizer::SettingsFolder(components);
         return ERROR_SUCCESS;
     });
 }

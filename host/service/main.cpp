@@ -1,5 +1,4 @@
 // The stand-alone host: a Windows service, and the same thing in a console.
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "host/service/engine_host.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
+#include "host/terminal/command_line.h"
 #include "host/terminal/terminal.h"
 
 namespace {
@@ -55,13 +55,8 @@ int Run(const std::vector<std::wstring>& arguments) {
         app.add_subcommand("uninstall", "put the machine back and remove the service");
     const auto* const run = app.add_subcommand("run", "for the service manager");
 
-    std::vector<std::string> reversed;
-    reversed.reserve(arguments.size());
-    for (const std::wstring& argument : arguments)
-        reversed.push_back(optimizer::Narrow(argument));
-    std::reverse(reversed.begin(), reversed.end());
     try {
-        app.parse(reversed);
+        host::ParseArguments(app, arguments);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }

@@ -1,9 +1,6 @@
 #include "actions/block_win_notifications_params.h"
 
-#include <algorithm>
-#include <iterator>
-
-#include "frame/json.h"
+#include "actions/json_texts.h"
 
 namespace optimizer {
 
@@ -11,22 +8,19 @@ namespace {
 
 constexpr const char* kKey = "BlockStatus";
 constexpr const char* kTexts[] = {"not_configured", "enabled", "disabled"};  // by value
+constexpr size_t kUnknown = 0;                                               // also for what isn't known
 
 }  // namespace
 
 void BlockWinNotificationsParams::ToJson(picojson::value* out) const {
-    const auto value = static_cast<size_t>(blockStatus);
     picojson::object object;
-    object[kKey] = picojson::value(kTexts[value < std::size(kTexts) ? value : 0]);
+    object[kKey] = ToJsonText(kTexts, blockStatus, kUnknown);
     *out = picojson::value(object);
 }
 
 void BlockWinNotificationsParams::FromJson(const picojson::value* in) {
-    const auto text = json::ToText(json::Find(*in, kKey));
-    if (!text) return;
-    const auto* const found = std::find(std::begin(kTexts), std::end(kTexts), *text);
-    blockStatus = found != std::end(kTexts) ? static_cast<BlockStatus>(found - std::begin(kTexts))
-                                            : BlockStatus::NotConfigured;
+    const picojson::value* const text = json::Find(*in, kKey);
+    if (json::ToText(text)) blockStatus = FromJsonText<BlockStatus>(kTexts, text, kUnknown);
 }
 
 }  // namespace optimizer

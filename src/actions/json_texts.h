@@ -9,20 +9,20 @@
 
 namespace optimizer {
 
-/// The texts stand in the order of the values. The last one is written for every value beyond, and read for
-/// every text that isn't known.
+/// The texts stand in the order of the values. One of them, the last unless another is named, is written for
+/// every value beyond, and read for every text that isn't known.
 template <class Value, size_t kCount>
-picojson::value ToJsonText(const char* const (&texts)[kCount], Value value) {
-    const auto index = static_cast<ptrdiff_t>(value);
-    constexpr ptrdiff_t kLast = kCount - 1;
-    return picojson::value(texts[index >= 0 ? std::min(index, kLast) : kLast]);
+picojson::value ToJsonText(const char* const (&texts)[kCount], Value value, size_t fallback = kCount - 1) {
+    const auto index = static_cast<size_t>(value);
+    return picojson::value(texts[index < kCount ? index : fallback]);
 }
 
 template <class Value, size_t kCount>
-Value FromJsonText(const char* const (&texts)[kCount], const picojson::value* text) {
-    constexpr ptrdiff_t kLast = kCount - 1;
+Value FromJsonText(const char* const (&texts)[kCount], const picojson::value* text,
+                   size_t fallback = kCount - 1) {
     const auto* const found = std::find(std::begin(texts), std::end(texts), json::ToText(text).value_or(""));
-    return static_cast<Value>(std::min(found - std::begin(texts), kLast));
+    const auto index = static_cast<size_t>(found - std::begin(texts));
+    return static_cast<Value>(index < kCount ? index : fallback);
 }
 
 }  // namespace optimizer

@@ -17,6 +17,19 @@ uint32_t ToResult(HRESULT result) {
     return result == S_OK ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
 }
 
+HRESULT QuerySettings2(const ComPointer<IAutomaticUpdatesSettings>& settings,
+                       ComPointer<IAutomaticUpdatesSettings2>& out) {
+    return settings.Get()->QueryInterface(IAutomaticUpdatesSettings2::kIdentifier,
+                                          reinterpret_cast<void**>(out.Receive()));
+}
+
+/// Forgives a refusal of the recommended updates on older systems, which need not have that setting.
+uint32_t RecommendedResult(const trace::LogScope& traceScope, uint32_t error, const wchar_t* failure) {
+    if (error == ERROR_SUCCESS || !IsWindows6OrLater(kVistaMinor)) return ERROR_SUCCESS;
+    TRACE_LINE(trace::kError, failure);
+    return error;
+}
+
 }  // namespace
 
 CPostponeWindowsUpdate::CPostponeWindowsUpdate(PostponeAutomaticUpdateParams parameters)
@@ -86,9 +99,7 @@ void CPostponeWindowsUpdate::_Snapshot() {
     m_revertParameters->notificationLevel = level;
 
     ComPointer<IAutomaticUpdatesSettings2> settings2;
-    const HRESULT result = settings.Get()->QueryInterface(IAutomaticUpdatesSettings2::kIdentifier,
-                                                          reinterpret_cast<void**>(settings2.Receive()));
-    if (FAILED(result) || !settings2) return;
+    if (FAILED(QuerySettings2(settings, settings2)) || !settings2) return;
     VARIANT_BOOL included = VARIANT_TRUE;
     settings2.Get()->get_IncludeRecommendedUpdates(&included);
     m_revertParameters->recommendedUpdates = static_cast<uint16_t>(included) > 65534;
@@ -101,11 +112,8 @@ uint32_t CPostponeWindowsUpdate::_Apply() {
         TRACE_LINE(trace::kError, L"Unable to set automatic updates");
         return levelError;
     }
-    const uint32_t error = _SetRecommendedUpdates(m_parameters.recommendedUpdates);
-    // Older systems need not have that setting.
-    if (error == ERROR_SUCCESS || !IsWindows6OrLater(kVistaMinor)) return ERROR_SUCCESS;
-    TRACE_LINE(trace::kError, L"Unable to set recommended updates.");
-    return error;
+    return RecommendedResult(traceScope, _SetRecommendedUpdates(m_parameters.recommendedUpdates),
+                             L"Unable to set recommended updates.");
 }
 
 bool CPostponeWindowsUpdate::_GetSettings(const wchar_t* purpose,
@@ -131,9 +139,7 @@ uint32_t CPostponeWindowsUpdate::_SetRecommendedUpdates(bool recommended) {
     ComPointer<IAutomaticUpdatesSettings> settings;
     if (!_GetSettings(L"RecommendedUpdates", settings)) return ERROR_GEN_FAILURE;
     ComPointer<IAutomaticUpdatesSettings2> settings2;
-    const HRESULT result = settings.Get()->QueryInterface(IAutomaticUpdatesSettings2::kIdentifier,
-                                                          reinterpret_cast<void**>(settings2.Receive()));
-    if (result != S_OK) {
+    if (QuerySettings2(settings, settings2) != S_OK) {
         TRACE_LINE(trace::kWarning, L"Could not query IAutomaticUpdatesSettings2 interface.");
         return ERROR_GEN_FAILURE;
     }
@@ -162,10 +168,8 @@ uint32_t CPostponeWindowsUpdate::_UpdateAutomaticUpdatesSettings(const Params* w
         if (error != ERROR_SUCCESS) return error;
     }
     if (wanted->recommendedUpdates == previous->recommendedUpdates) return ERROR_SUCCESS;
-    const uint32_t error = _SetRecommendedUpdates(wanted->recommendedUpdates);
-    if (error == ERROR_SUCCESS || !IsWindows6OrLater(kVistaMinor)) return ERROR_SUCCESS;
-    TRACE_LINE(trace::kError, L"Update - unable to set recommended updates.");
-    return error;
+    return RecommendedResult(traceScope, _SetRecommendedUpdates(wanted->recommendedUpdates),
+                             L"Update - unable to set recommended updates.");
 }
 
 uint32_t CPostponeWindowsUpdate::_MoveTo(const Params& wanted) {

@@ -4,7 +4,9 @@
 
 #include <shlwapi.h>
 
+#include "border/product_info.h"
 #include "frame/module_path.h"
+#include "frame/plugin_request.h"
 
 namespace optimizer {
 
@@ -13,6 +15,17 @@ std::wstring SettingsFolder(const std::wstring& dataFolder) {
     const bool complete = dataFolder.back() == L'\\';
     const std::wstring folder = dataFolder + (complete ? L"" : L"\\") + L"optimizer\\";
     return PathIsRelativeW(folder.c_str()) ? GetModuleFolder() + folder : folder;
+}
+
+std::wstring SettingsFolder(IComponentManager* components) {
+    constexpr const wchar_t* kProductInfo = L"productinfo";
+    constexpr int32_t kFolderKind = 2;
+    std::wstring dataFolder;
+    if (auto* const product = RequestPlugin<IProductInfo>(components, kProductInfo)) {
+        if (const wchar_t* const value = product->GetValue(kFolderKind, L"common")) dataFolder = value;
+        components->ReleasePlugin(kProductInfo);
+    }
+    return SettingsFolder(dataFolder);
 }
 
 }  // namespace optimizer

@@ -2,11 +2,16 @@
 
 #include <string>
 
+struct IComponentManager;
+
 namespace optimizer {
 
 /// The settings folder, with the last back-slash, for the product's data folder as its configuration tells
 /// it: a folder "optimizer" in there, relative to this code's own folder; beside the module when none is
 /// told.
 std::wstring SettingsFolder(const std::wstring& dataFolder);
+
+/// The same for a plug-in, which asks "productinfo" for the data folder; without one it counts as not told.
+std::wstring SettingsFolder(IComponentManager* components);
 
 }  // namespace optimizer

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "frame/text.h"
+#include "host/terminal/command_line.h"
 #include "tools/optimizerctl/apps_noun.h"
 #include "tools/optimizerctl/completion_noun.h"
 #include "tools/optimizerctl/config_noun.h"
@@ -91,12 +92,7 @@ CommandLine::CommandLine() {
 }
 
 void CommandLine::Parse(const std::vector<std::wstring>& arguments) {
-    std::vector<std::string> reversed;
-    reversed.reserve(arguments.size());
-    for (const std::wstring& argument : arguments)
-        reversed.push_back(Narrow(argument));
-    std::reverse(reversed.begin(), reversed.end());
-    m_app.parse(reversed);
+    host::ParseArguments(m_app, arguments);
 }
 
 ExitCode CommandLine::Run(Surroundings& surroundings, Output& output) {
