@@ -32,6 +32,7 @@ void Pass() {
 
 DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
     if (timeoutMs == kPassMs && g_boot != nullptr) {
+        g_boot->stopEvent = handle;
         Pass();
         timeoutMs = 0;
     }
@@ -54,7 +55,7 @@ void WINAPI System(SYSTEM_INFO* info) {
 
 /// A handle is the pid; no real one is odd.
 HANDLE WINAPI Open(DWORD access, BOOL, DWORD pid) {
-    if (access != 0x410 || !g_boot->processes.contains(pid)) return nullptr;
+    if (access != 0x410 || !g_boot->processes.contains(pid) || pid == g_boot->refused) return nullptr;
     ++g_boot->openProcesses;
     return reinterpret_cast<HANDLE>(uintptr_t{pid} * 2 + 1);
 }
@@ -155,7 +156,10 @@ extern "C" __declspec(dllexport) DWORD WINAPI
 /// Tells of the running service at once, and of nothing at the calls after that.
 DWORD WINAPI TellOfService(SC_HANDLE, DWORD mask, SERVICE_NOTIFYW* record) {
     EXPECT_TRUE(mask == 8 && record->dwVersion == 2);
-    if (test_support::g_boot->isAwaited.exchange(true)) return 0;
+    if (++test_support::g_boot->notices > 1) {
+        SetEvent(test_support::g_boot->secondNotice.Get());
+        return 0;
+    }
     record->ServiceStatus.dwCurrentState = SERVICE_RUNNING;
     const auto call = [](ULONG_PTR told) {
         auto* const notification = reinterpret_cast<SERVICE_NOTIFYW*>(told);

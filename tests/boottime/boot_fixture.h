@@ -33,12 +33,14 @@ struct BootingMachine {
     std::map<uint32_t, BootProcess> processes;
     std::function<void(int pass)> onPass = [](int) {};
     int passes = 0;
-    uint64_t idleTicks = 0;  // of both processors together
+    HANDLE stopEvent = nullptr;  // that the pass waits for
+    uint64_t idleTicks = 0;      // of both processors together
     uint64_t idleTicksPerPass = 0;
     int openProcesses = 0;
     bool notifies = true;  // the system has the function that tells of services
-    /// Set while a service's notification is awaited.
-    std::atomic<bool> isAwaited = false;
+    uint32_t refused = 0;  // the process that can't be opened
+    int notices = 0;       // of the service, asked for
+    optimizer::KernelHandle secondNotice{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 };
 extern BootingMachine* g_boot;
 

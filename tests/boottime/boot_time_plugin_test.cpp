@@ -1,17 +1,23 @@
 // The component as its host and clients meet it, over a boot that the test drives.
 #include "boottime/boot_time_plugin.h"
 
+#include "frame/module_path.h"
 #include "frame/vx_list.h"
 #include "tests/boottime/boot_fixture.h"
+#include "tests/support/simulated_users.h"
 
 namespace boottime {
 namespace {
 
 constexpr const wchar_t* kTime = L"last_boot_time_information.json";
 constexpr const wchar_t* kImpact = L"last_boot_time_process_impact.json";
+constexpr const char* kStoredTime = R"({"bootTime":"500","systemStartTimestamp":"13000000000000"})";
+constexpr const char* kStoredImpact =
+    R"({"processes":[{"counters":["1","2","-3","4","5"],"name":"a\u00e9","pid":"8","ppid":"4"}]})";
 
 class BootTimePluginTest : public test_support::BootFixture {
 protected:
+    BootTimePluginTest() { m_machine.idleTicksPerPass = 20'000'000; }
     ~BootTimePluginTest() override { m_plugin.Stop(); }
 
     void Begin() {
@@ -19,6 +25,23 @@ protected:
         ASSERT_EQ(m_plugin.AddEventsObserver(this), 0U);
         ASSERT_EQ(m_plugin.Start(), 0U);
     }
+    void Store(const std::string& time, const std::string& impact) const {
+        rig::WriteFileText(File(kTime), time);
+        rig::WriteFileText(File(kImpact), impact);
+    }
+    std::string Stored(const wchar_t* name) const { return rig::ReadFileText(File(name)); }
+    /// 0 when the plug-in doesn't tell.
+    uint32_t BootTime() {
+        uint32_t timeMs = 0;
+        return m_plugin.GetBootTime(&timeMs) == 0 ? timeMs : 0;
+    }
+    uint64_t CountImpacts(const ProcessImpact& asked) {
+        vx::List<ProcessImpact> list;
+        ProcessImpact filter = asked;
+        EXPECT_EQ(m_plugin.GetBootImpact(&list, &filter), 0U);
+        return list.GetCount();
+    }
+
     CBootTimePlugin m_plugin;
 };
 
@@ -27,21 +50,192 @@ TEST_F(BootTimePluginTest, ABootIsMeasuredStoredAndTold) {
     m_machine.onPass = [this](int pass) {
         if (pass == 2) LogOn();
         uint32_t timeMs = 7;
+        DiskSpeed speed = {7, 7, 7};
         EXPECT_TRUE(m_plugin.GetBootTime(&timeMs) == 1 && timeMs == 7);
+        EXPECT_TRUE(m_plugin.GetDiskSpeed(&speed) == 1 && speed.max_hddUsage == 0);
     };
     Begin();
     EXPECT_EQ(AwaitEnd(), 0U);
-    uint32_t timeMs = 0;
-    EXPECT_EQ(m_plugin.GetBootTime(&timeMs), 0U);
-    EXPECT_EQ(timeMs, 83000U);
-    EXPECT_EQ(rig::ReadFileText(File(kTime)),
-              R"({"bootTime":"83000","systemStartTimestamp":"13000000000000"})");
+    EXPECT_EQ(BootTime(), 83000U);
+    EXPECT_EQ(Stored(kTime), R"({"bootTime":"83000","systemStartTimestamp":"13000000000000"})");
     EXPECT_EQ(
-        rig::ReadFileText(File(kImpact)),
+        Stored(kImpact),
         R"({"processes":[{"counters":["50","7","-1073741824","1610612736","1"],"name":"C:\\found.exe","pid":"4","ppid":"0"},)"
         R"({"counters":["27000","7","10","5","1"],"name":"C:\\found.exe","pid":"6","ppid":"0"}]})");
-    m_plugin.Stop();
-    m_plugin.UnInit();
+
+    ProcessCounters total = {};
+    EXPECT_EQ(m_plugin.GetTotalBootImpact(&total), 0U);
+    EXPECT_TRUE(total.cpuKernelTime == 27050 && total.bytesRead == -1073741814 && total.bytesOther == 2);
+    DiskSpeed speed = {};
+    EXPECT_EQ(m_plugin.GetDiskSpeed(&speed), 0U);
+    EXPECT_TRUE(speed.min_hddUsage == 1.5 && speed.max_hddUsage == 15 && speed.average_hddUsage == 6);
+    EXPECT_EQ(m_plugin.GetBootImpact(nullptr, nullptr), 2U);
+    EXPECT_EQ(CountImpacts({}), 2U);
+    EXPECT_EQ(CountImpacts({0, 6, {}, {}}), 1U);
+    EXPECT_EQ(CountImpacts({0, 7, {}, {}}) + CountImpacts({9, 6, {}, {}}), 0U);
+    EXPECT_EQ(CountImpacts({0, 0, vx::String(L"C:\\found.exe"), {}}), 2U);
+    EXPECT_EQ(CountImpacts({0, 0, vx::String(L"C:\\Found.exe"), {}}), 0U);
+}
+
+TEST_F(BootTimePluginTest, ARestartOfTheServiceLoadsTheResult) {
+    Store(kStoredTime, kStoredImpact);
+    m_machine.startedMs += 1999;
+    Begin();
+    EXPECT_EQ(AwaitEnd(), 0U);
+    EXPECT_EQ(m_machine.passes, 0);
+    EXPECT_EQ(BootTime(), 500U);
+    EXPECT_EQ(Stored(kTime), R"({"bootTime":"500","systemStartTimestamp":"13000000001999"})");
+    EXPECT_EQ(Stored(kImpact),
+              "{\"processes\":[{\"counters\":[\"1\",\"2\",\"-3\",\"4\",\"5\"],\"name\":\"a\xC3\xA9\","
+              "\"pid\":\"8\",\"ppid\":\"4\"}]}");
+    EXPECT_EQ(CountImpacts({4, 8, {}, {}}), 1U);
+}
+
+TEST_F(BootTimePluginTest, AnotherStartOfTheMachineIsMeasured) {
+    Store(kStoredTime, kStoredImpact);
+    m_machine.startedMs += 2000;
+    test_support::SetSimulatedUser(L"", L"ann");  // a user who is there already doesn't matter then
+    Begin();
+    EXPECT_EQ(AwaitEnd(), 0U);
+    EXPECT_EQ(BootTime(), 81000U);
+    EXPECT_EQ(Stored(kImpact), R"({"processes":[]})");
+}
+
+TEST_F(BootTimePluginTest, WithoutAnEarlierRunAUserWhoIsThereComesTooSoon) {
+    test_support::SetSimulatedUser(L"", L"ann");
+    Begin();
+    EXPECT_EQ(AwaitEnd(), 2U);
+    EXPECT_TRUE(m_machine.passes == 0 && Stored(kTime).empty());
+    DiskSpeed speed = {7, 7, 7};
+    EXPECT_TRUE(m_plugin.GetDiskSpeed(&speed) == 1 && speed.min_hddUsage == 0);
+    EXPECT_EQ(m_plugin.GetBootImpact(nullptr, nullptr), 2U);
+}
+
+TEST_F(BootTimePluginTest, ABootThatCantBeTimedFallsBackToTheLast) {
+    Store(kStoredTime, kStoredImpact);
+    m_machine.startedMs += 5000;
+    m_scm.tick = 8000000;
+    Begin();
+    EXPECT_EQ(AwaitEnd(), 0U);
+    EXPECT_EQ(BootTime(), 500U);
+}
+
+TEST_F(BootTimePluginTest, AStopEndsEachPhase) {
+    struct Phase {
+        int pass;
+        bool isStored;
+    };
+    for (const Phase phase : {Phase{1, false}, Phase{30, false}, Phase{63, true}}) {
+        CBootTimePlugin plugin;
+        optimizer::KernelHandle reached(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        m_machine.passes = 0;
+        m_machine.idleTicksPerPass = 0;  // the disk measurement waits
+        m_machine.onPass = [&](int pass) {
+            if (pass == 1) LogOn();
+            if (pass != phase.pass) return;
+            SetEvent(reached.Get());
+            EXPECT_EQ(WaitForSingleObject(m_machine.stopEvent, 10000), WAIT_OBJECT_0);
+        };
+        plugin.Stop();  // before anything
+        ASSERT_EQ(plugin.Init(&m_host) + plugin.AddEventsObserver(this) + plugin.Start(), 0U);
+        EXPECT_EQ(WaitForSingleObject(reached.Get(), 10000), WAIT_OBJECT_0);
+        plugin.Stop();
+        EXPECT_EQ(AwaitEnd(), 2U) << "told before the stop is over";
+        EXPECT_EQ(m_machine.passes, phase.pass);
+        EXPECT_EQ(!Stored(kTime).empty(), phase.isStored);
+        EXPECT_TRUE(m_scm.openHandles == 0 && m_processes.function == nullptr);
+        plugin.Stop();
+        plugin.UnInit();
+    }
+}
+
+TEST_F(BootTimePluginTest, DamagedFilesAreToldApart) {
+    struct Case {
+        std::string time, impact;
+        uint32_t status;
+        const wchar_t* trace;
+        const char* kept;  // of the impact; empty for a file that isn't written again
+    };
+    const std::string kStart = R"({"systemStartTimestamp":"13000000000000")";
+    const std::string kGood = kStart + R"(,"bootTime":"5"})";
+    const std::string kEntry = R"({"pid":"8","ppid":"4","name":"a")";
+    const std::string kEntryKept = R"(,"name":"a","pid":"8","ppid":"4"}]})";
+    const std::string kZeros = R"({"processes":[{"counters":["0","0","0","0","0"])" + kEntryKept;
+    const Case kCases[] = {
+        {kStart + "}", kStoredImpact, 2, L"Invalid last boot json file", ""},
+        {kStart + R"(,"bootTime":"4294967296"})", kStoredImpact, 2, L"Invalid last boot json file", ""},
+        {kStart + R"(,"bootTime":5})", kStoredImpact, 2, L"Invalid last boot json file", ""},
+        {kGood, "", 2, L"Invalid json file format : the file is empty", ""},
+        {kGood, "{\"processes\":[", 2, L"Invalid json file format : syntax error at line 1 near: ", ""},
+        {kGood, "[]", 2, L"Invalid last boot json file", ""},
+        {kGood, R"({"processes":"x"})", 0, L"Json not containing an array", R"({"processes":[]})"},
+        {kGood, R"({"processes":[7]})", 0, L"Skipping json entry. Not an object", R"({"processes":[]})"},
+        {kGood, R"({"processes":[)" + kEntry + "}]}", 0, L"[JSON] Not all keys present. skipping ...\n",
+         R"({"processes":[]})"},
+        {kGood, R"({"processes":[)" + kEntry + R"(,"counters":{}}]})", 0,
+         L"[JSON] Counters not stored in an array", kZeros.c_str()},
+        {kGood, R"({"processes":[)" + kEntry + R"(,"counters":["1","2","3","4"]}]})", 0,
+         L"Loading data from json", kZeros.c_str()},
+    };
+    for (const Case& c : kCases) {
+        CBootTimePlugin plugin;
+        Store(c.time, c.impact);
+        const size_t tracesBefore = m_traces.Lines().size();
+        ASSERT_EQ(plugin.Init(&m_host) + plugin.AddEventsObserver(this) + plugin.Start(), 0U);
+        EXPECT_EQ(AwaitEnd(), c.status) << c.time << c.impact;
+        plugin.Stop();
+        const std::vector<std::wstring> lines = m_traces.Lines();
+        EXPECT_NE(std::find(lines.begin() + static_cast<ptrdiff_t>(tracesBefore), lines.end(), c.trace),
+                  lines.end())
+            << c.trace;
+        EXPECT_EQ(Stored(kImpact), *c.kept != 0 ? c.kept : c.impact);
+    }
+    for (const char* const time :
+         {"", "{", "[]", R"({"systemStartTimestamp":"1x"})", R"({"systemStartTimestamp":1})"}) {
+        int64_t start = 7;
+        Store(time, "");
+        ASSERT_EQ(m_plugin.Init(&m_host), 0U);
+        m_plugin.GetLastSystemStartTime(start);
+        EXPECT_EQ(start, 7) << time;
+    }
+}
+
+TEST_F(BootTimePluginTest, LoadingTwiceAddsTheTotalsTwice) {
+    BootTimeAnalyser analyser;
+    Store("", kStoredImpact);
+    analyser.LoadLastBootProcessImpactFromDisk(File(L""));
+    analyser.LoadLastBootProcessImpactFromDisk(File(L""));
+    ProcessCounters total = {};
+    EXPECT_EQ(analyser.GetTotalBootImpact(&total), Status::Ready);
+    EXPECT_TRUE(total.cpuKernelTime == 2 && total.bytesRead == -6 && total.bytesOther == 10);
+}
+
+TEST_F(BootTimePluginTest, ABusyMachinesDiskIsMeasuredAfterTenSeconds) {
+    m_machine.idleTicksPerPass = 0;
+    BootTimeDiskPerformance disk;
+    DiskSpeed speed = {};
+    disk.Start(m_stopEvent.Get());
+    EXPECT_EQ(disk.GetDiskSpeed(&speed), Status::Failed) << "nobody to ask";
+    disk.SetLoadUsage(&m_loadUsage);
+    disk.Start(m_stopEvent.Get());
+    EXPECT_EQ(m_machine.passes, 11);
+    EXPECT_EQ(disk.GetDiskSpeed(&speed), Status::Ready);
+    EXPECT_TRUE(m_loadUsage.calls == 2 && speed.max_hddUsage == 15);
+}
+
+TEST_F(BootTimePluginTest, WhatInitCantGetItGivesBack) {
+    EXPECT_EQ(m_plugin.Init(nullptr), 0xFFFFFFFFU);
+    EXPECT_TRUE(
+        m_traces.Has(L"settingsFolderPath=" + optimizer::GetProgramFolder() + L"settings\\optimizer\\"));
+    for (const wchar_t* const missing : {L"processdp", L"LoadUsage"}) {
+        m_host.manager.plugins.erase(missing);
+        EXPECT_EQ(m_plugin.Init(&m_host), 1168U);
+        EXPECT_TRUE(m_traces.Has(L"GetPlugin " + std::wstring(missing) + L" failed 0x490"));
+        EXPECT_TRUE(m_traces.Has(L"settingsFolderPath=" + File(L""))) << "told in all cases";
+        m_host.manager.plugins[L"processdp"] = &m_processes;
+    }
+    EXPECT_EQ(m_plugin.Start(), 0U) << "no error, and no thread";
+    EXPECT_EQ(m_plugin.GetBootTime(nullptr), 1U);
 }
 
 }  // namespace
