@@ -16,10 +16,9 @@ namespace {
 constexpr DWORD kPassMs = 1000;
 constexpr DWORD kPatienceMs = 10000;
 
-decltype(&WaitForSingleObject) RealWait() {
-    static const auto real = optimizer::GetExport<decltype(WaitForSingleObject)>(
-        LoadLibraryW(L"kernel32.dll"), "WaitForSingleObject");
-    return real;
+template <class Function>
+Function* ExportOf(const wchar_t* library, const char* name) {
+    return optimizer::GetExport<Function>(LoadLibraryW(library), name);
 }
 
 void Pass() {
@@ -27,7 +26,11 @@ void Pass() {
     g_boot->idleTicks += g_boot->idleTicksPerPass;
     for (auto& [pid, process] : g_boot->processes)
         process.kernelMs += process.cpuMsPerPass;
-    g_boot->onPass(++g_boot->passes);
+    if (++g_boot->passes == g_boot->logonPass) {
+        const auto logOn = [](auto* observer) { observer->OnLogon(SimulatedScm::s_current->tick, L"ann"); };
+        optimizer::CUserLogon::Instance().Observers().ForEach(logOn);
+    }
+    g_boot->onPass(g_boot->passes);
 }
 
 DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
@@ -36,7 +39,8 @@ DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
         Pass();
         timeoutMs = 0;
     }
-    return RealWait()(handle, timeoutMs);
+    static auto* const real = ExportOf<decltype(WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject");
+    return real(handle, timeoutMs);
 }
 
 FILETIME ToFileTime(uint64_t ticks) {
@@ -49,7 +53,6 @@ void WINAPI SystemTime(FILETIME* time) {
 }
 
 void WINAPI System(SYSTEM_INFO* info) {
-    *info = {};
     info->dwNumberOfProcessors = 2;
 }
 
@@ -61,8 +64,7 @@ HANDLE WINAPI Open(DWORD access, BOOL, DWORD pid) {
 }
 
 BOOL WINAPI Close(HANDLE handle) {
-    static const auto real =
-        optimizer::GetExport<decltype(CloseHandle)>(LoadLibraryW(L"kernel32.dll"), "CloseHandle");
+    static auto* const real = ExportOf<decltype(CloseHandle)>(L"kernel32.dll", "CloseHandle");
     if ((reinterpret_cast<uintptr_t>(handle) & 1) == 0) return real(handle);
     --g_boot->openProcesses;
     return TRUE;
@@ -82,12 +84,8 @@ BOOL WINAPI Times(HANDLE handle, FILETIME*, FILETIME*, FILETIME* kernel, FILETIM
 }
 
 BOOL WINAPI Transfers(HANDLE handle, IO_COUNTERS* counters) {
-    const BootProcess* const process = Find(handle);
-    if (process == nullptr) return FALSE;
-    *counters = {};
-    counters->ReadTransferCount = process->bytes;
-    counters->WriteTransferCount = process->bytes / 2;
-    counters->OtherTransferCount = 1;
+    const uint64_t bytes = Find(handle)->bytes;
+    *counters = {0, 0, 0, bytes, bytes / 2, 1};
     return TRUE;
 }
 
@@ -99,14 +97,9 @@ HMODULE WINAPI ModuleHandle(const wchar_t* name) {
     return module;
 }
 
-template <class Function>
-Function* EventLog(const char* name) {
-    return optimizer::GetExport<Function>(LoadLibraryW(L"wevtapi.dll"), name);
-}
-
 }  // namespace
 
-BootFixture::BootFixture() : m_log(*EventLog<SimulatedEventsFunction>("SimulatedLog")()) {
+BootFixture::BootFixture() : m_log(*ExportOf<SimulatedEventsFunction>(L"wevtapi.dll", "SimulatedLog")()) {
     m_log = {};
     g_boot = &m_machine;
     m_scm.tick = 20000;
@@ -128,23 +121,13 @@ BootFixture::~BootFixture() {
     g_boot = nullptr;
 }
 
-void BootFixture::OnDataAnalysed(uint32_t status) {
-    m_status = status;
-    SetEvent(m_ended.Get());
-}
-
-void BootFixture::LogOn() const {
-    optimizer::CUserLogon::Instance().Observers().ForEach(
-        [&](optimizer::IUserLogonObserver* observer) { observer->OnLogon(m_scm.tick, L"ann"); });
-}
-
 uint32_t BootFixture::AwaitEnd() {
     EXPECT_EQ(WaitForSingleObject(m_ended.Get(), kPatienceMs), WAIT_OBJECT_0);
     return m_status;
 }
 
-void BootFixture::Deliver(const SimulatedEvent& event) const {
-    EventLog<DeliverEventFunction>("DeliverEvent")(&event);
+void BootFixture::Deliver(const SimulatedEvent& event) {
+    ExportOf<DeliverEventFunction>(L"wevtapi.dll", "DeliverEvent")(&event);
 }
 
 }  // namespace test_support
@@ -156,10 +139,7 @@ extern "C" __declspec(dllexport) DWORD WINAPI
 /// Tells of the running service at once, and of nothing at the calls after that.
 DWORD WINAPI TellOfService(SC_HANDLE, DWORD mask, SERVICE_NOTIFYW* record) {
     EXPECT_TRUE(mask == 8 && record->dwVersion == 2);
-    if (++test_support::g_boot->notices > 1) {
-        SetEvent(test_support::g_boot->secondNotice.Get());
-        return 0;
-    }
+    if (++test_support::g_boot->notices > 1) return SetEvent(test_support::g_boot->secondNotice.Get()) == 0;
     record->ServiceStatus.dwCurrentState = SERVICE_RUNNING;
     const auto call = [](ULONG_PTR told) {
         auto* const notification = reinterpret_cast<SERVICE_NOTIFYW*>(told);

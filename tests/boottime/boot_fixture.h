@@ -31,6 +31,7 @@ struct BootProcess {
 struct BootingMachine {
     int64_t startedMs = 13'000'000'000'000;  // since 1601
     std::map<uint32_t, BootProcess> processes;
+    int logonPass = 1;
     std::function<void(int pass)> onPass = [](int) {};
     int passes = 0;
     HANDLE stopEvent = nullptr;  // that the pass waits for
@@ -60,16 +61,17 @@ class BootFixture : public testing::Test, public boottime::IBootTimeEvents {
 protected:
     BootFixture();
     ~BootFixture() override;
-    void OnDataAnalysed(uint32_t status) override;
-
-    void LogOn() const;
+    void OnDataAnalysed(uint32_t status) override {
+        m_status = status;
+        SetEvent(m_ended.Get());
+    }
     /// Until somebody hears of the end.
     uint32_t AwaitEnd();
     std::wstring File(const wchar_t* name) const {
         return m_folder.File(std::wstring(L"optimizer\\") + name);
     }
     uint64_t NowTicks() const { return static_cast<uint64_t>(m_machine.startedMs + m_scm.tick) * 10000; }
-    void Deliver(const SimulatedEvent& event) const;
+    static void Deliver(const SimulatedEvent& event);
 
     SimulatedScm m_scm;
     BootingMachine m_machine;

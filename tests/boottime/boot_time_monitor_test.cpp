@@ -42,7 +42,6 @@ TEST_F(BootTimeMonitorTest, QuietProcessesLeaveAndBusyOnesInTheEndToo) {
     m_machine.processes = {{4, {}}, {6, {150, 0, 0}}, {8, {199, 0, 0}}, {10, {200, 0, 0}}, {12, {}}};
     m_machine.refused = 12;
     m_machine.onPass = [this](int pass) {
-        if (pass == 1) LogOn();
         if (pass == 2) {
             m_machine.processes[14] = {};
             m_processes.Tell(14, L"C:\\new.exe", 0);
@@ -52,12 +51,9 @@ TEST_F(BootTimeMonitorTest, QuietProcessesLeaveAndBusyOnesInTheEndToo) {
         if (pass == 5) m_processes.Tell(14, L"C:\\new.exe", 3);
     };
     EXPECT_EQ(Measure(), 82000U);
-    EXPECT_EQ(CountSamples(4), 24U);
-    EXPECT_EQ(CountSamples(6), 12U);
-    EXPECT_EQ(CountSamples(8), 12U);
-    EXPECT_EQ(CountSamples(10), 31U);
-    EXPECT_EQ(CountSamples(12), 0U);
-    EXPECT_EQ(CountSamples(14), 3U);
+    const std::vector<size_t> kCounts = {24, 12, 12, 31, 0, 3};
+    for (size_t i = 0; i < kCounts.size(); ++i)
+        EXPECT_EQ(CountSamples(4 + 2 * i), kCounts[i]) << "pid " << 4 + 2 * i;
     EXPECT_EQ(m_data.MaxSamples(), 31);
     EXPECT_EQ(m_machine.openProcesses, 5) << "left open on purpose, but for the one that ended";
     m_data.AddSample(1, {0, 99, {}}, {});
@@ -68,9 +64,7 @@ TEST_F(BootTimeMonitorTest, QuietProcessesLeaveAndBusyOnesInTheEndToo) {
 }
 
 TEST_F(BootTimeMonitorTest, TheWaitForAUserDoesntCount) {
-    m_machine.onPass = [this](int pass) {
-        if (pass == 600) LogOn();  // after ten quiet minutes
-    };
+    m_machine.logonPass = 600;  // after ten quiet minutes
     EXPECT_EQ(Measure(), 21000U + 61000U);
 }
 
@@ -90,9 +84,9 @@ TEST_F(BootTimeMonitorTest, TheSystemsEventEndsTheBoot) {
     m_machine.processes = {{4, {500, 0, 0}}};
     m_machine.onPass = [&](int pass) {
         const SimulatedEvent kEvents[] = {
-            {NowTicks() - 2 * kMinute, 1},  // of an earlier boot
-            {NowTicks(), 0},                // without a value: subscribes again
-            {},                             // nothing: the new subscription
+            {NowTicks() - 2 * kMinute, 1},
+            {NowTicks(), 0},
+            {},
             {NowTicks(), 45678},
         };
         if (pass == 1) AwaitWorker();
@@ -107,14 +101,9 @@ TEST_F(BootTimeMonitorTest, TheSystemsEventEndsTheBoot) {
 TEST_F(BootTimeMonitorTest, AnEventFromBeforeTheMonitorsStartIsntTaken) {
     m_log.count = 1;
     m_log.events[0] = {NowTicks(), 900};
-    const uint64_t before = NowTicks() - 10000;
-    m_machine.onPass = [&, before](int pass) {
-        if (pass == 1) {
-            AwaitWorker();
-            Deliver({before, 5});
-            LogOn();
-        }
-        if (pass == 2) Deliver({NowTicks(), 6});  // too late: there is a result already
+    m_machine.onPass = [&, before = NowTicks() - 10000](int pass) {
+        if (pass == 1) AwaitWorker();
+        Deliver({pass == 1 ? before : NowTicks(), 5});  // what comes later meets a result already
     };
     EXPECT_EQ(Measure(), 82000U) << "its own reckoning";
 }
@@ -128,9 +117,8 @@ TEST_F(BootTimeMonitorTest, WhatTheEventLogRefusesIsTriedAgain) {
     m_machine.processes = {{4, {500, 0, 0}}};
     m_machine.onPass = [&](int pass) {
         // The worker tries first; each pass after that, the monitor does.
-        const int next = pass - 2;
         if (pass == 1) AwaitWorker();
-        m_log.failing = next < 0 ? kFailing[0] : next < 6 ? kFailing[next] : nullptr;
+        m_log.failing = pass < 2 ? kFailing[0] : pass < 8 ? kFailing[pass - 2] : nullptr;
         EXPECT_EQ(m_log.subscriptions, pass == 9 ? 1 : 0) << pass;
         if (pass == 9) Deliver({NowTicks(), 7});
     };
@@ -138,26 +126,16 @@ TEST_F(BootTimeMonitorTest, WhatTheEventLogRefusesIsTriedAgain) {
     EXPECT_TRUE(m_traces.Has(L"OpenEventSet failed 0x5") && m_traces.Has(L"EvtSubscribe failed 0x5"));
 }
 
-TEST_F(BootTimeMonitorTest, WithoutSourcesTheMonitorReckonsByItself) {
-    m_machine.onPass = [this](int pass) {
-        if (pass == 1) LogOn();
-    };
-    m_scm.errors[L"manager"] = ERROR_ACCESS_DENIED;  // no service can be waited for, and the log is empty
-    EXPECT_EQ(Measure(), 82000U);
-    EXPECT_EQ(m_log.subscriptions, 0);
-    EXPECT_TRUE(m_traces.Has(L"WinServiceStartMonitor failed to start"));
-}
-
-TEST_F(BootTimeMonitorTest, WithoutTheNotifyingFunctionNothingIsSubscribed) {
-    m_machine.notifies = false;
-    m_log.count = 1;
-    m_log.events[0] = {NowTicks(), 900};
-    m_machine.onPass = [this](int pass) {
-        if (pass == 1) LogOn();
-    };
-    EXPECT_EQ(Measure(), 82000U);
-    EXPECT_EQ(m_log.subscriptions, 0);
-    EXPECT_FALSE(m_traces.Has(L"WinBootEvent retry"));
+TEST_F(BootTimeMonitorTest, WithoutAServiceToWaitForTheMonitorReckonsByItself) {
+    for (const bool notifies : {false, true}) {
+        m_scm.tick = 20000;
+        m_machine.notifies = notifies;
+        if (notifies) m_scm.errors[L"manager"] = ERROR_ACCESS_DENIED;
+        m_machine.passes = 0;
+        EXPECT_EQ(Measure(), 82000U);
+        EXPECT_EQ(m_traces.Has(L"WinBootEvent retry"), notifies) << "nothing is heard of it otherwise";
+        m_monitor.Stop();
+    }
 }
 
 }  // namespace

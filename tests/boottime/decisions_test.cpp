@@ -12,38 +12,34 @@ namespace {
 TEST(Decisions, TwoSecondsTellBootsApart) {
     EXPECT_TRUE(IsSameBoot(5000, 3001) && IsSameBoot(3001, 5000));
     EXPECT_FALSE(IsSameBoot(5000, 3000) || IsSameBoot(3000, 5000));
-    EXPECT_FALSE(IsSameBoot(INT64_MIN, INT64_MAX) || IsSameBoot(INT64_MAX, INT64_MIN));
+    EXPECT_FALSE(IsSameBoot(INT64_MIN, INT64_MAX));
 }
 
 TEST(Decisions, AProcessLeavesWhenItIsQuietOrWatchedForLongEnough) {
     struct Case {
         const char* what;
-        WatchState state;  // last counters, samples, quiet ones, tick
-        uint32_t now;
-        int32_t kernel, user;
-        uint32_t idleCount;
+        uint32_t samples, idle, lastTick, now;
+        int32_t kernel, user;  // since the last sample
+        uint32_t idleNow;
         bool leaves;
     };
-    constexpr ProcessCounters kLast = {100, 100, 0, 0, 0};
     const Case kCases[] = {
-        {"the second sample isn't judged", {kLast, 1, 0, 5000}, 6000, 100, 100, 0, false},
-        {"quiet", {kLast, 2, 0, 5000}, 6000, 200, 199, 1, false},
-        {"20 percent", {kLast, 5, 7, 5000}, 6000, 200, 200, 0, false},
-        {"each percentage is whole", {kLast, 5, 7, 5000}, 6000, 209, 199, 8, false},
-        {"the tenth in a row", {kLast, 11, 9, 5000}, 6000, 100, 100, 10, true},
-        {"a busy one after nine", {kLast, 20, 9, 5000}, 6000, 900, 100, 0, false},
-        {"more than the clock", {kLast, 5, 3, 5000}, 6000, 1101, 100, 4, false},
-        {"exactly the clock", {kLast, 5, 3, 5000}, 6000, 1100, 100, 0, false},
-        {"a time that fell", {kLast, 5, 3, 5000}, 6000, 50, 100, 4, false},
-        {"the clock wrapped", {kLast, 15, 9, 0xFFFFFF00}, 700, 100, 100, 0, false},
-        {"the clock stood still", {kLast, 5, 3, 5000}, 5000, 100, 100, 4, false},
-        {"the last but one", {kLast, 29, 0, 5000}, 6000, 900, 900, 0, false},
-        {"watched for long enough", {kLast, 30, 4, 5000}, 6000, 900, 900, 4, true},
+        {"the second sample isn't judged", 1, 0, 5000, 6000, 0, 0, 0, false},
+        {"20 percent", 5, 7, 5000, 6000, 100, 100, 0, false},
+        {"each percentage is whole", 5, 7, 5000, 6000, 109, 99, 8, false},
+        {"the tenth in a row", 11, 9, 5000, 6000, 0, 0, 10, true},
+        {"more than the clock", 5, 3, 5000, 6000, 1001, 0, 4, false},
+        {"exactly the clock", 5, 3, 5000, 6000, 1000, 0, 0, false},
+        {"a time that fell", 5, 3, 5000, 6000, -50, 0, 4, false},
+        {"the clock wrapped", 15, 9, 0xFFFFFF00, 700, 0, 0, 0, false},
+        {"the clock stood still", 5, 3, 5000, 5000, 0, 0, 4, false},
+        {"the last but one", 29, 0, 5000, 6000, 800, 800, 0, false},
+        {"watched for long enough", 30, 4, 5000, 6000, 800, 800, 4, true},
     };
     for (const Case& c : kCases) {
-        const SampleVerdict verdict = JudgeSample(c.state, c.now, {c.kernel, c.user, 0, 0, 0});
-        EXPECT_EQ(verdict.idleCount, c.idleCount) << c.what;
-        EXPECT_EQ(verdict.leaves, c.leaves) << c.what;
+        const WatchState state = {{100, 100, 0, 0, 0}, c.samples, c.idle, c.lastTick};
+        const auto [idle, leaves] = JudgeSample(state, c.now, {100 + c.kernel, 100 + c.user, 0, 0, 0});
+        EXPECT_TRUE(idle == c.idleNow && leaves == c.leaves) << c.what;
     }
 }
 
@@ -59,11 +55,9 @@ TEST(Decisions, TheEndOfABootCountsFromTheLogon) {
 }
 
 TEST(Decisions, ABootEventCountsFromTheStartOfTheMonitor) {
-    constexpr auto kBoth = kHasBootTime | kHasFileTime;
-    EXPECT_EQ(JudgeBootEvent(kBoth, 999, 1000, 2000), std::nullopt);
-    EXPECT_EQ(JudgeBootEvent(kBoth, 1000, 1000, 2000), BootEventStatus::TooEarly);
-    EXPECT_EQ(JudgeBootEvent(kBoth, 1999, 1000, 2000), BootEventStatus::TooEarly);
-    EXPECT_EQ(JudgeBootEvent(kBoth, 2000, 1000, 2000), BootEventStatus::Arrived);
+    EXPECT_EQ(JudgeBootEvent(3, 999, 1000, 2000), std::nullopt);
+    EXPECT_EQ(JudgeBootEvent(3, 1000, 1000, 2000), BootEventStatus::TooEarly);
+    EXPECT_EQ(JudgeBootEvent(3, 2000, 1000, 2000), BootEventStatus::Arrived);
     EXPECT_EQ(JudgeBootEvent(kHasFileTime, 999, 1000, 2000), BootEventStatus::Retry);
 }
 
@@ -79,10 +73,7 @@ TEST(Decisions, StepsThatCantBeAreLeftOut) {
         {"fell", {100, {9, 9, 9, 9, 9}}, {1100, {8, 10, 8, 9, 10}}, {0, 1, 0, 0, 1}},
         {"the clock wraps", {0xFFFFFFFF, {}}, {999, {1000, 1001, 0, 0, 0}}, {1000, 0, 0, 0, 0}},
         {"the clock goes back", {2000, {}}, {1000, {0, 1, 0, 0, 0}}, {0, 0, 0, 0, 0}},
-        {"the count wraps",
-         {100, {0, 0, INT_MAX, -1, INT_MIN}},
-         {1100, {0, 0, INT_MIN, 1, INT_MAX}},
-         {0, 0, 1, 2, 0}},
+        {"the count wraps", {100, {0, 0, INT_MAX, -1, 0}}, {1100, {0, 0, INT_MIN, 1, 0}}, {0, 0, 1, 2, 0}},
     };
     for (const Case& c : kCases) {
         ProcessCounters impact = {};
