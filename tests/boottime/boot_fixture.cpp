@@ -14,7 +14,6 @@ BootingMachine* g_boot = nullptr;
 namespace {
 
 constexpr DWORD kPassMs = 1000;
-constexpr DWORD kPatienceMs = 10000;
 
 template <class Function>
 Function* ExportOf(const wchar_t* library, const char* name) {
@@ -50,10 +49,6 @@ FILETIME ToFileTime(uint64_t ticks) {
 void WINAPI SystemTime(FILETIME* time) {
     const int64_t nowMs = g_boot != nullptr ? g_boot->startedMs + SimulatedScm::s_current->tick : 0;
     *time = ToFileTime(static_cast<uint64_t>(nowMs) * 10000);
-}
-
-void WINAPI System(SYSTEM_INFO* info) {
-    info->dwNumberOfProcessors = 2;
 }
 
 /// A handle is the pid; no real one is odd.
@@ -99,7 +94,7 @@ HMODULE WINAPI ModuleHandle(const wchar_t* name) {
 
 }  // namespace
 
-BootFixture::BootFixture() : m_log(*ExportOf<SimulatedEventsFunction>(L"wevtapi.dll", "SimulatedLog")()) {
+BootFixture::BootFixture() : m_log(*ExportOf<SimulatedEvents*()>(L"wevtapi.dll", "SimulatedLog")()) {
     m_log = {};
     g_boot = &m_machine;
     m_scm.tick = 20000;
@@ -121,13 +116,8 @@ BootFixture::~BootFixture() {
     g_boot = nullptr;
 }
 
-uint32_t BootFixture::AwaitEnd() {
-    EXPECT_EQ(WaitForSingleObject(m_ended.Get(), kPatienceMs), WAIT_OBJECT_0);
-    return m_status;
-}
-
 void BootFixture::Deliver(const SimulatedEvent& event) {
-    ExportOf<DeliverEventFunction>(L"wevtapi.dll", "DeliverEvent")(&event);
+    ExportOf<void(const SimulatedEvent*)>(L"wevtapi.dll", "DeliverEvent")(&event);
 }
 
 }  // namespace test_support
@@ -173,7 +163,6 @@ DWORD WINAPI K32GetModuleFileNameExW(HANDLE handle, HMODULE, wchar_t* name, DWOR
 
 decltype(&WaitForSingleObject) __imp_WaitForSingleObject = &test_support::Wait;
 decltype(&GetSystemTimeAsFileTime) __imp_GetSystemTimeAsFileTime = &test_support::SystemTime;
-decltype(&GetSystemInfo) __imp_GetSystemInfo = &test_support::System;
 decltype(&OpenProcess) __imp_OpenProcess = &test_support::Open;
 decltype(&CloseHandle) __imp_CloseHandle = &test_support::Close;
 decltype(&GetProcessTimes) __imp_GetProcessTimes = &test_support::Times;

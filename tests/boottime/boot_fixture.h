@@ -35,8 +35,8 @@ struct BootingMachine {
     std::function<void(int pass)> onPass = [](int) {};
     int passes = 0;
     HANDLE stopEvent = nullptr;  // that the pass waits for
-    uint64_t idleTicks = 0;      // of both processors together
-    uint64_t idleTicksPerPass = 0;
+    uint64_t idleTicks = 0;
+    uint64_t idleTicksPerPass = uint64_t{1} << 40;  // more than any number of processors has
     int openProcesses = 0;
     bool notifies = true;  // the system has the function that tells of services
     uint32_t refused = 0;  // the process that can't be opened
@@ -66,7 +66,11 @@ protected:
         SetEvent(m_ended.Get());
     }
     /// Until somebody hears of the end.
-    uint32_t AwaitEnd();
+    uint32_t AwaitEnd() {
+        Await(m_ended.Get());
+        return m_status;
+    }
+    static void Await(HANDLE event) { EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0); }
     std::wstring File(const wchar_t* name) const {
         return m_folder.File(std::wstring(L"optimizer\\") + name);
     }

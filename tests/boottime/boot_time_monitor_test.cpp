@@ -30,9 +30,7 @@ protected:
         return count;
     }
     /// The first subscription is made, or refused, before the worker asks for the next notification.
-    void AwaitWorker() const {
-        EXPECT_EQ(WaitForSingleObject(m_machine.secondNotice.Get(), 10000), WAIT_OBJECT_0);
-    }
+    void AwaitWorker() const { Await(m_machine.secondNotice.Get()); }
 
     BootTimeData m_data;
     BootTimeMonitor m_monitor;
@@ -66,14 +64,6 @@ TEST_F(BootTimeMonitorTest, QuietProcessesLeaveAndBusyOnesInTheEndToo) {
 TEST_F(BootTimeMonitorTest, TheWaitForAUserDoesntCount) {
     m_machine.logonPass = 600;  // after ten quiet minutes
     EXPECT_EQ(Measure(), 21000U + 61000U);
-}
-
-TEST_F(BootTimeMonitorTest, TwoHoursEndTheWatch) {
-    m_scm.tick = 7198000;
-    m_machine.processes = {{4, {}}};
-    EXPECT_EQ(Measure(), 0U);
-    EXPECT_EQ(m_machine.passes, 3);
-    EXPECT_EQ(m_monitor.GetStatus(), Status::Failed);
 }
 
 TEST_F(BootTimeMonitorTest, TheSystemsEventEndsTheBoot) {
@@ -118,7 +108,7 @@ TEST_F(BootTimeMonitorTest, WhatTheEventLogRefusesIsTriedAgain) {
     m_machine.onPass = [&](int pass) {
         // The worker tries first; each pass after that, the monitor does.
         if (pass == 1) AwaitWorker();
-        m_log.failing = pass < 2 ? kFailing[0] : pass < 8 ? kFailing[pass - 2] : nullptr;
+        m_log.failing = pass < 2 ? kFailing[0] : pass < 8 ? kFailing[pass - 2] : "";
         EXPECT_EQ(m_log.subscriptions, pass == 9 ? 1 : 0) << pass;
         if (pass == 9) Deliver({NowTicks(), 7});
     };
