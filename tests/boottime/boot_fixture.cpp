@@ -98,6 +98,7 @@ BootFixture::BootFixture() : m_log(*ExportOf<SimulatedEvents*()>(L"wevtapi.dll",
     m_log = {};
     g_boot = &m_machine;
     m_scm.tick = 20000;
+    m_scm.sleepTakesTime = false;
     m_scm.services[L"RpcSs"].state = SERVICE_RUNNING;
     optimizer::VxUsersLibrary::Instance().Bind();
     SetSimulatedUser(L"", L"");
