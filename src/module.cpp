@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include "boottime/boot_time_plugin.h"
 #include "comm/optimizer_agent.h"
 #include "comm/optimizer_agent_server.h"
 #include "comm/optimizer_al_comm.h"
@@ -25,7 +26,11 @@ CRITICAL_SECTION g_lock;               // made at process attach; held only arou
 int32_t g_count = 0;                   // references to the plugin
 COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 
-/// Components of which each call makes a new object. The host frees them without a destructor.
+constexpr optimizer::CreationTraces kBootTimeTraces = {L"Created pOptimizerBootTimer object",
+                                                       L"Got pOptimizerBootTimer interface",
+                                                       L"OptimizerBootTimer interface not found"};
+
+/// Components of which each call makes a new object. The host frees all but "boottime" without a destructor.
 const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerALComm>(L"optimizeralcomm"),
     optimizer::RawComponent<optimizer::COptimizerCommClient, IOptimizerALCommClient>(L"optimizercommclient"),
@@ -33,6 +38,7 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
+    optimizer::Traced(optimizer::OwnedComponent<boottime::CBootTimePlugin>(L"boottime"), kBootTimeTraces),
 };
 
 /// Null when it can't be made.
