@@ -1,5 +1,6 @@
-// Shows the main job on this machine: services of its own are switched through the profiles by the real host,
-// installed as a service and told by the command line tool, and put back. What is printed of a service is
+// Shows the main job on this machine: services of its own are switched through the profiles and put back,
+// first by commands with an engine of their own, then by the real host, installed as a service and told by
+// the command line tool. What is printed of a service is
 // what the service manager says of it.
 #include <algorithm>
 #include <stdexcept>
@@ -186,6 +187,19 @@ bool Fail(const std::wstring& sentence) {
     return false;
 }
 
+/// The same steps by commands with an engine of their own, on a machine without the service.
+bool StepsWithoutService(const rig::ScratchServices& services, const rig::Installation& installation) {
+    PrintLine(L"");
+    PrintLine(L"without a service: each command runs an engine of its own");
+    InstalledService::Run(installation.Control(L"--in-process module on"));
+    for (const Step& step : kSteps) {
+        InstalledService::Run(installation.Control(L"--in-process profile set " + Widen(step.profile)));
+        if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
+    }
+    PrintLine(L"  the services followed each step and are back");
+    return true;
+}
+
 bool RunDemo() {
     rig::ScratchServices services;
     for (const DemoService& service : kServices)
@@ -194,6 +208,7 @@ bool RunDemo() {
     const std::vector<ServiceState> before = services.QueryAll();
     PrintServices(L"before, as the service manager says", services);
 
+    if (!StepsWithoutService(services, installation)) return false;
     InstalledService service(installation);
     InstalledService::Run(installation.Control(L"module on"));
     rig::ChildProcess watch(installation.Control(L"watch --json"));
