@@ -1,6 +1,5 @@
-// Shows the main job on this machine: services of its own are switched through the profiles and put back,
-// first by commands with an engine of their own, then by the real host, installed as a service and told by
-// the command line tool. What is printed of a service is
+// Shows the main job on this machine: services of its own are switched through the profiles by the real host,
+// installed as a service and told by the command line tool, and put back. What is printed of a service is
 // what the service manager says of it.
 #include <algorithm>
 #include <stdexcept>
