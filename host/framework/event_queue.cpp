@@ -15,6 +15,7 @@ namespace trace = optimizer::trace;
 CEventQueue::~CEventQueue() {
     TRACE_SCOPE("CEventQueue::~CEventQueue");
     Stop();
+    m_threads.Join();
     if (!m_serials.empty()) {
         TRACE_LINE(trace::kWarning, L"%u serial executions were never destroyed",
                    static_cast<uint32_t>(m_serials.size()));

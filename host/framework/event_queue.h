@@ -20,8 +20,10 @@ namespace host {
 /// item is disposed of exactly once, after its run or in place of it, and before those who wait for it go on.
 /// Nothing is called under the queue's lock.
 ///
-/// On a queue thread Stop doesn't wait for the threads, its own being one of them; the next Stop or Start
-/// from elsewhere, or the destructor, does. The destructor must not run on a queue thread.
+/// Stop waits three seconds for what runs. An item may sit in a wait that only its owner ends, whom the host
+/// stops after the queue; so Stop then gives 258 (WAIT_TIMEOUT) and leaves the item running, and the next
+/// Start or the destructor waits for its end. On a queue thread Stop doesn't wait at all, since its own is
+/// one of them. The destructor must not run on a queue thread.
 class CEventQueue final : public IEventQueue {
 public:
     CEventQueue() = default;

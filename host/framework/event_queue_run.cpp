@@ -15,6 +15,8 @@ namespace trace = optimizer::trace;
 
 namespace {
 
+constexpr DWORD kStopPatienceMs = 3000;
+
 void TraceEscaped(const QueueItem& item, const char* what) {
     TRACE_SCOPE("CEventQueue::Execute");
     TRACE_LINE(trace::kError, L"An exception escaped from item %s: %S", item.label, what);
@@ -100,7 +102,10 @@ uint32_t CEventQueue::Stop() {
     CriticalSectionGuard life(m_lifeLock);
     if (m_generation != generation)
         return ERROR_SUCCESS;  // a Start came between, and has waited for the threads
-    m_threads.Join();
+    if (!m_threads.Join(kStopPatienceMs)) {
+        TRACE_LINE(trace::kWarning, L"An item runs on; it is its owner's to end");
+        return WAIT_TIMEOUT;
+    }
     lock.lock();
     m_threads.Clear();
     return ERROR_SUCCESS;

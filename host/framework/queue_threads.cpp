@@ -42,9 +42,11 @@ bool CQueueThreads::IsOwn() const {
     return false;
 }
 
-void CQueueThreads::Join() const {
-    for (const auto& thread : m_threads)
-        WaitForSingleObject(thread.Get(), INFINITE);
+bool CQueueThreads::Join(DWORD timeoutMs) const {
+    for (const auto& thread : m_threads) {
+        if (WaitForSingleObject(thread.Get(), timeoutMs) == WAIT_TIMEOUT) return false;
+    }
+    return true;
 }
 
 }  // namespace host

@@ -7,7 +7,6 @@
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/plugin_request.h"
-#include "plugins/http_exchange.h"
 #include "plugins/velora.h"
 
 namespace host {
@@ -63,11 +62,6 @@ void CCloud::_ReadAddress(IComponentManager* components) {
                    L"The server's address %s is not of the form https://name/path; nothing is sent.",
                    address.c_str());
     }
-}
-
-void CCloud::UnInit() {
-    TRACE_SCOPE("CCloud::UnInit");
-    SettleAbandonedExchanges();
 }
 
 void* CCloud::GetInterface(const wchar_t* name) {

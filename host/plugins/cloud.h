@@ -18,8 +18,7 @@ public:
     void* QueryInterface(const Identifier* iid) override;
     /// Reads the address. 0, also without one; 6 for a missing host object.
     uint32_t Init(IServMain* main) override;
-    /// Blocks for two seconds at most, while the system still works on an exchange that ran out of time.
-    void UnInit() override;
+    void UnInit() override {}
     uint32_t Start() override { return 0; }
     uint32_t Stop() override { return 0; }
     void Reserved5() override {}

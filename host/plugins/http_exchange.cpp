@@ -31,14 +31,6 @@ struct HttpHandleTraits {
 };
 using HttpHandle = optimizer::UniqueHandle<HttpHandleTraits>;
 
-/// How many requests the system may still call back for.
-struct OpenRequests {
-    CSlimLock lock;
-    CSignal changed;
-    uint32_t count = 0;  // guarded by lock
-};
-OpenRequests g_open;
-
 /// What the system calls back into; kept until it says that it has closed the request, which may be after
 /// the asker has gone.
 class Completion {
@@ -49,10 +41,6 @@ public:
         if (!WinHttpSetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)))
             return GetLastError();
         completion->m_self = completion;
-        {
-            const std::lock_guard guard(g_open.lock);
-            ++g_open.count;
-        }
         const auto previous = WinHttpSetStatusCallback(
             request, &_Receive, WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES, 0);
         if (previous != WINHTTP_INVALID_STATUS_CALLBACK) return ERROR_SUCCESS;
@@ -115,12 +103,7 @@ private:
     }
 
     /// May end this object.
-    void _Detach() {
-        std::exchange(m_self, nullptr).reset();
-        const std::lock_guard guard(g_open.lock);
-        --g_open.count;
-        g_open.changed.WakeAll();
-    }
+    void _Detach() { std::exchange(m_self, nullptr).reset(); }
 
     CSlimLock m_lock;
     CSignal m_changed;
@@ -238,27 +221,19 @@ private:
     HttpHandle m_request;
 };
 
+/// A thread of the system's may be inside this code after an exchange is over, and nothing tells when it has
+/// left: the library stays in the process.
+bool KeepLibrary() {
+    HMODULE kept = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                              reinterpret_cast<const wchar_t*>(&KeepLibrary), &kept);
+}
+
 }  // namespace
 
 uint32_t PerformExchange(const ServerAddress& server, const HttpQuestion& question, HttpAnswer& answer) {
+    if (!KeepLibrary()) return GetLastError();
     return Exchange(server, question).Perform(answer);
-}
-
-void SettleAbandonedExchanges() {
-    constexpr ULONGLONG kPatienceMs = 2000;
-    const ULONGLONG deadline = GetTickCount64() + kPatienceMs;
-    const std::lock_guard guard(g_open.lock);
-    while (g_open.count != 0) {
-        const ULONGLONG now = GetTickCount64();
-        if (now >= deadline) {
-            // The system would call code that isn't there any more.
-            HMODULE kept = nullptr;
-            GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                               reinterpret_cast<const wchar_t*>(&SettleAbandonedExchanges), &kept);
-            return;
-        }
-        g_open.changed.Wait(g_open.lock, static_cast<DWORD>(deadline - now));
-    }
 }
 
 }  // namespace host

@@ -25,12 +25,9 @@ inline bool IsSuccess(uint32_t httpStatus) {
 
 /// Posts the body and fetches the answer, over TLS with the system's certificate checks. Neither follows a
 /// redirection nor signs in anywhere: what is sent is for that one server. 0 or an error of the system;
-/// blocks for the time-out at most, whatever the server does. Throws std::bad_alloc.
+/// blocks for the time-out at most, whatever the server does. Throws std::bad_alloc. Keeps this library in
+/// the process from then on, since the system may call back into it later.
 [[nodiscard]] uint32_t PerformExchange(const ServerAddress& server, const HttpQuestion& question,
                                        HttpAnswer& answer);
-
-/// Before this code is unloaded: waits for the system to let go of exchanges that ran out of time, two
-/// seconds at most, and keeps the library in memory when it doesn't.
-void SettleAbandonedExchanges();
 
 }  // namespace host

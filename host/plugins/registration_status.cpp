@@ -57,6 +57,7 @@ uint32_t CRegistrationStatus::Init(IServMain* main) {
 uint32_t CRegistrationStatus::Start() {
     return Guarded([&]() -> uint32_t {
         TRACE_SCOPE("CRegistrationStatus::Start");
+        if (m_thread.joinable()) return ERROR_SUCCESS;
         m_stop.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         const DWORD error = GetLastError();
         if (!m_stop) return error;

@@ -5,6 +5,8 @@
 #include "frame/module_path.h"
 #include "frame/plugin_request.h"
 #include "frame/text.h"
+#include "frame/trace.h"
+#include "host/settings_check/settings_check.h"
 
 namespace host {
 
@@ -14,6 +16,7 @@ using optimizer::GetModuleFolder;
 using optimizer::SystemErrorText;
 
 constexpr uint32_t kQueueThreads = 4;
+constexpr uint32_t kSettingsPatienceMs = 5000;  // for a command with an engine of its own
 constexpr const wchar_t* kEngine = L"optimizeral";
 constexpr const wchar_t* kSessionChange = L"sessionchange";
 
@@ -25,11 +28,31 @@ std::wstring DefaultPluginList() {
 
 bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {
     if (!m_plugins.Start(kQueueThreads, problem)) return false;
+    if (!_TakeSettings(problem)) {
+        Stop();
+        return false;
+    }
     m_presence.Take();
     if (!_LoadPlugins(pluginList, problem)) {
         Stop();
         return false;
     }
+    return true;
+}
+
+/// Only another engine keeps this one from starting: with a folder that can't be written it starts where it
+/// can, as it does with other settings that are wrong.
+bool EngineHost::_TakeSettings(std::wstring& problem) {
+    TRACE_SCOPE("EngineHost::_TakeSettings");
+    const std::wstring folder = FindSettingsFolder();
+    const uint32_t error = m_settings.Take(folder, kSettingsPatienceMs);
+    if (error == ERROR_SUCCESS) return true;
+    if (error == ERROR_SHARING_VIOLATION) {
+        problem = L"Another engine works with the settings in " + folder +
+                  L": the service, a console or \"optimizerctl --in-process\"; end it first.";
+        return false;
+    }
+    TRACE_LINE(optimizer::trace::kError, L"The settings folder can't be locked: 0x%x", error);
     return true;
 }
 
@@ -59,6 +82,7 @@ void EngineHost::Stop() {
     m_engine = nullptr;
     m_plugins.Stop();
     m_presence.LetGo();
+    m_settings.LetGo();
 }
 
 void EngineHost::OnSessionChange(uint32_t event, const tagWTSSESSION_NOTIFICATION* notification) {

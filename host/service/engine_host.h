@@ -7,6 +7,7 @@
 #include "frame/critical_section.h"
 #include "host/plugin_host/plugin_host.h"
 #include "host/plugin_host/service_presence.h"
+#include "host/settings_check/settings_lock.h"
 
 namespace host {
 
@@ -19,8 +20,9 @@ public:
     EngineHost(const EngineHost&) = delete;
     EngineHost& operator=(const EngineHost&) = delete;
 
-    /// Loads framework.dll, starts its queue and loads the plug-in list. False with one sentence in
-    /// `problem`; nothing stays started then.
+    /// Takes the settings folder, loads framework.dll, starts its queue and loads the plug-in list. False
+    /// with one sentence in `problem`; nothing stays started then. Waits five seconds for another engine in
+    /// the same folder to end.
     bool Start(const std::wstring& pluginList, std::wstring& problem);
     /// Ends the plug-ins, then the queue. The profile in force stays. Blocks until a running change has given
     /// up.
@@ -31,8 +33,10 @@ public:
     void OnSessionChange(uint32_t event, const tagWTSSESSION_NOTIFICATION* notification);
 
 private:
+    bool _TakeSettings(std::wstring& problem);
     bool _LoadPlugins(const std::wstring& pluginList, std::wstring& problem);
 
+    SettingsLock m_settings;
     ServicePresence m_presence;
     PluginHost m_plugins;
     IOptimizer* m_engine = nullptr;

@@ -33,7 +33,8 @@ struct IEventQueue {
     virtual uint32_t Reserved0() = 0;  // 0
     /// Starts `threadCount` threads.
     virtual uint32_t Start(uint32_t threadCount) = 0;  // 1
-    /// Lets running items finish, drops the others and lets go of everyone who waits. Blocks until then.
+    /// Lets running items finish, drops the others and lets go of everyone who waits. Blocks for that. 0, or
+    /// 258 (WAIT_TIMEOUT) when a host gives up on an item that runs on, which its owner has to end.
     virtual uint32_t Stop() = 0;  // 2
     /// Queues an item for one run. `out` receives a handle, which CloseItem forgets; it may be null. 0 or an
     /// error; on an error the item stays the caller's.

@@ -97,6 +97,8 @@ void CCloudAppsClient::UnInit() {
     CCloudFactory::GetInstance().Free();
     m_components = nullptr;
     m_queue = nullptr;
+    CriticalSectionGuard guard(m_lock);
+    m_authentication = {};  // a next Start hears of entries before it has asked who is signed in
 }
 
 void CCloudAppsClient::_ReadAuthentication() {

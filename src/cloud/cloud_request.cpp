@@ -76,10 +76,11 @@ void CCloudRequest::Exec(const std::string& body, std::string& response) {
         TRACE_LINE(trace::kError, L"IVelora::ResponseGetStatus status=%d", status);
         return;
     }
-    const void* data = nullptr;
-    uint32_t sizeBytes = 0;
-    for (uint32_t i = 0;
-         velora.ResponseGetPart(exchange.response, i, &data, &sizeBytes) != IVelora::kNoMoreParts; ++i) {
+    for (uint32_t i = 0;; ++i) {
+        // Afresh for each part: one that can't be had may leave them as they are.
+        const void* data = nullptr;
+        uint32_t sizeBytes = 0;
+        if (velora.ResponseGetPart(exchange.response, i, &data, &sizeBytes) == IVelora::kNoMoreParts) break;
         if (data != nullptr && sizeBytes != 0) response.append(static_cast<const char*>(data), sizeBytes);
     }
     TRACE_LINE(trace::kInformation, L"Response: %S", WithoutToken(response, body).c_str());

@@ -13,7 +13,8 @@ namespace optimizer {
 ///
 /// The operations are the engine's own, on any thread; before Init and after UnInit those with a result give
 /// 31 (ERROR_GEN_FAILURE). Init and UnInit come from one thread, with no operation in flight. UnInit blocks
-/// until running work has ended; what waits for its turn is dropped.
+/// until running work has ended, which the host's queue gives a while before it is cancelled; what waits for
+/// its turn is dropped.
 class COptimizerInProc final : public WithDeletingDestructor<COptimizerInProc, IOptimizer> {
 public:
     COptimizerInProc() = default;

@@ -42,14 +42,15 @@ void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t COptimizerPlugin::Init(IServMain* main) {
-    return Guarded([&] { return _Init(main); });
+    const uint32_t error = Guarded([&] { return _Init(main); });
+    if (error != ERROR_SUCCESS) UnInit();  // nobody else takes back what a half Init has taken
+    return error;
 }
 
 uint32_t COptimizerPlugin::_Init(IServMain* main) {
     TRACE_SCOPE("COptimizerPlugin::Init");
     if (main == nullptr) {
         TRACE_LINE(trace::kError, L"IServMain is null!");
-        UnInit();
         return ERROR_INVALID_HANDLE;
     }
     m_main = main;

@@ -14,11 +14,12 @@
 #include "cloud/cloud_apps_client.h"
 #include "cloud/cloud_factory.h"
 #include "frame/text.h"
-#include "frame/vx_list.h"
 #include "framework/event_queue.h"
+#include "optimizerprocessdp/process_entry.h"
 #include "profile/optimizer_plugin.h"
 #include "tests/cloud/loopback_server.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/fake_plugin.h"
 #include "tests/support/fake_product_info.h"
 #include "tests/support/simulated_log.h"
 #include "tools/rig/scratch_services.h"
@@ -30,27 +31,10 @@ namespace {
 using profiles::profile;
 using test_support::LoopbackServer;
 
-struct Entry final : IOptimizerProcessEntry {
-    Entry(const wchar_t* n, const wchar_t* p) : name(n), product(p) {}
-    void Reserved0() override {}
-    void Reserved1() override {}
-    void Reserved2() override {}
-    void Reserved3() override {}
-    void Reserved4() override {}
-    const wchar_t* GetApplicationName() const override { return name; }
-    void Reserved6() override {}
-    const wchar_t* GetProductName() const override { return product; }
-    const wchar_t* name;
-    const wchar_t* product;
-};
+using Entry = host::CProcessEntry;
 
 /// The host's list of applications, whose user the test is.
-struct Provider final : IOptimizerProcessDP {
-    void* QueryInterface(const Identifier* iid) override { return *iid == kIdentifier ? this : nullptr; }
-    uint32_t Init(IServMain*) override { return 0; }
-    void UnInit() override {}
-    uint32_t Start() override { return 0; }
-    uint32_t Stop() override { return 0; }
+struct Provider final : test_support::FakePlugin<IOptimizerProcessDP> {
     void Reserved5() override {}
     void Reserved6() override {}
     void Reserved7() override {}
@@ -69,7 +53,7 @@ struct Provider final : IOptimizerProcessDP {
 
     void Add(profile which, const std::vector<Entry>& entries,
              ProcessEventKind kind = ProcessEventKind::Entries) const {
-        vx::List<Entry, IOptimizerProcessEntry> list;
+        host::ProcessEntryList list;
         for (const Entry& entry : entries)
             list.PushBack(entry);
         if (observer != nullptr) observer->OnProcessesAdded(&kind, &which, &list);
@@ -157,8 +141,7 @@ TEST_F(Cloud, ADocumentArrivesByteForByteAndItsTokenIsInNoLog) {
         Register(R"({"email":"\u00e4nn@x","token":"5/e\"cret","authenticated":true,"partnerId":-7})", 1, 1));
     ASSERT_EQ(m_client.Init(&m_host), 0U);
     m_client.Start();
-    m_provider.Add(profile::Game,
-                   {{L"spiel\u00fc\u4e16\U0001f3ae.exe", L"\u00c4 \"B\""}, {L"b.exe", nullptr}});
+    m_provider.Add(profile::Game, {{L"spiel\u00fc\u4e16\U0001f3ae.exe", L"\u00c4 \"B\""}, {L"b.exe", L""}});
     m_provider.Add(profile::Battery, {});
     const auto requests = m_server.WaitFor(2);
     m_client.Stop();
@@ -248,7 +231,9 @@ TEST_F(Cloud, WhateverTheServerDoesCostsTheTimeOutAtMost) {
     }
     m_product.cloud = L"http://127.0.0.1:1";
     EXPECT_EQ(m_cloud.Get()->Init(&m_host), 0U);
+    const ULONGLONG start = GetTickCount64();
     EXPECT_NE(velora->Ask(request, &response), 0) << "nobody is there";
+    EXPECT_LT(GetTickCount64() - start, kTimeoutMs + 1000);
     velora->RequestDestroy(request);
     velora->Release();
 }

@@ -186,6 +186,19 @@ bool Fail(const std::wstring& sentence) {
     return false;
 }
 
+/// The same steps by commands with an engine of their own, on a machine without the service.
+bool StepsWithoutService(const rig::ScratchServices& services, const rig::Installation& installation) {
+    PrintLine(L"");
+    PrintLine(L"without a service: each command runs an engine of its own");
+    InstalledService::Run(installation.Control(L"--in-process module on"));
+    for (const Step& step : kSteps) {
+        InstalledService::Run(installation.Control(L"--in-process profile set " + Widen(step.profile)));
+        if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
+    }
+    PrintLine(L"  the services followed each step and are back");
+    return true;
+}
+
 bool RunDemo() {
     rig::ScratchServices services;
     for (const DemoService& service : kServices)
@@ -194,6 +207,7 @@ bool RunDemo() {
     const std::vector<ServiceState> before = services.QueryAll();
     PrintServices(L"before, as the service manager says", services);
 
+    if (!StepsWithoutService(services, installation)) return false;
     InstalledService service(installation);
     InstalledService::Run(installation.Control(L"module on"));
     rig::ChildProcess watch(installation.Control(L"watch --json"));

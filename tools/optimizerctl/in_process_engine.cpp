@@ -4,6 +4,7 @@
 
 #include "frame/module_path.h"
 #include "frame/text.h"
+#include "host/settings_check/settings_check.h"
 #include "tools/optimizerctl/failure.h"
 
 namespace ctl {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr const wchar_t* kServicePipe = L"\\\\.\\pipe\\optimizerpipe";
 constexpr DWORD kPipeWaitMs = 1;
+constexpr uint32_t kSettingsPatienceMs = 1000;  // for a command before this one, on its way out
 
 /// Whether anybody serves the pipe, also with all of its ends in use.
 bool ServiceAnswers() {
@@ -38,6 +40,7 @@ IOptimizer& InProcessEngine::Open(std::optional<uint32_t>) {
         throw Refusal(ERROR_SERVICE_ALREADY_RUNNING,
                       L"the service runs, and two engines would undo each other's work; leave --in-process "
                       L"out, or stop the service");
+    _TakeSettings();
     const std::wstring library = optimizer::GetModuleFolder() + L"optimizeral.dll";
     if (const uint32_t error = m_engine.Load(library, L"optimizerinproc"); error != ERROR_SUCCESS) {
         throw Refusal(error, library + L" can't be loaded, " + optimizer::SystemErrorText(error) +
@@ -51,6 +54,20 @@ IOptimizer& InProcessEngine::Open(std::optional<uint32_t>) {
     if (const uint32_t error = m_engine.Get()->Start(); error != ERROR_SUCCESS)
         throw Refusal(error, L"it doesn't start, " + optimizer::SystemErrorText(error));
     return *m_engine.Get();
+}
+
+void InProcessEngine::_TakeSettings() {
+    const std::wstring folder = host::FindSettingsFolder();
+    const uint32_t error = m_settings.Take(folder, kSettingsPatienceMs);
+    if (error == ERROR_SUCCESS) return;
+    if (error == ERROR_SHARING_VIOLATION) {
+        throw Refusal(error, L"another one works with the settings in " + folder +
+                                 L", that of another command or of a service that starts or stops; wait for "
+                                 L"its end");
+    }
+    throw Refusal(error, L"nothing could be put back, since the settings folder " + folder +
+                             L" can't be written, " + optimizer::SystemErrorText(error) +
+                             L"; run the command as an administrator");
 }
 
 }  // namespace ctl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/exported_object.h"
+#include "host/settings_check/settings_lock.h"
 #include "tools/optimizerctl/surroundings.h"
 
 namespace ctl {
@@ -14,11 +15,14 @@ public:
     InProcessEngine(const InProcessEngine&) = delete;
     InProcessEngine& operator=(const InProcessEngine&) = delete;
 
-    /// Refuses while a service answers, since two engines on one machine would write the same notes. Takes no
-    /// notice of the time.
+    /// Refuses while a service answers or another engine has the settings folder, since two of them would
+    /// write the same notes, and where they can't be written. Takes no notice of the time.
     IOptimizer& Open(std::optional<uint32_t> timeoutMs) override;
 
 private:
+    void _TakeSettings();
+
+    host::SettingsLock m_settings;  // let go of last, after the engine's end
     optimizer::ExportedObject<IOptimizer> m_engine;
     bool m_started = false;
 };

@@ -101,6 +101,17 @@ TEST_F(EventQueue, StopFinishesWhatRunsDropsTheRestAndLetsGoOfWhoWaits) {
     EXPECT_EQ(Wait(Post(Nothing, serial)), 0) << "the serial execution has outlived the stop";
 }
 
+TEST_F(EventQueue, StopLeavesAnItemThatOnlyItsOwnerEndsToTheOwner) {
+    EXPECT_EQ(queue.Start(1), 0U);
+    const QueueHandle item = Post(blocking, serial);
+    ASSERT_TRUE(HasEntered());
+    EXPECT_EQ(queue.Stop(), uint32_t{WAIT_TIMEOUT});
+    EXPECT_EQ(Wait(item, 0), WAIT_TIMEOUT);
+    SetEvent(release.Get());
+    queue.DestroySerialExecution(serial);
+    EXPECT_EQ(disposals, 1) << "whoever destroys the serial execution still waits for its item";
+}
+
 TEST_F(EventQueue, TimersFireAfterEachPeriodUntilTheirCountOrCancel) {
     ASSERT_EQ(queue.Start(2), 0U);
     std::atomic<int> firings = 0;
