@@ -67,6 +67,11 @@ void FillTable() {
 
 }  // namespace
 
+extern "C" {
+decltype(&CoInitialize) __imp_CoInitialize = [](void*) { return Do("init"); };
+decltype(&CoUninitialize) __imp_CoUninitialize = [] { g_calls += "uninit;"; };
+}
+
 namespace optimizer {
 namespace {
 
@@ -81,7 +86,7 @@ class PostponeUpdate : public testing::Test {
 protected:
     PostponeUpdate() {
         FillTable();
-        CoInitialize(nullptr);
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         constexpr CLSID kAgent = {
             0xBFE18E9C, 0x6D87, 0x4450, {0xB3, 0x7C, 0xE0, 0x2F, 0x0B, 0x37, 0x38, 0x03}};
         EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&g_object), CLSCTX_INPROC_SERVER,
@@ -108,17 +113,23 @@ private:
 TEST_F(PostponeUpdate, StartChangesBothAndRevertOnlyWhatDiffers) {
     CPostponeWindowsUpdate action(Params(2, false));
     EXPECT_EQ(action.Start(), 0u);
-    EXPECT_EQ(Take(),
-              "create;settings;get;settings2;settings;level 2;save;settings;settings2;recommended 0;save;");
+    EXPECT_EQ(
+        Take(),
+        "init;create;settings;get;settings2;settings;level 2;save;settings;settings2;recommended 0;save;"
+        "uninit;");
     EXPECT_TRUE(dynamic_cast<PostponeAutomaticUpdateParams&>(*action.GetRevertParameters()) ==
                 Params(3, false));
     EXPECT_EQ(action.Revert(), 0u);
-    EXPECT_EQ(Take(), "create;settings;level 3;save;");
+    EXPECT_EQ(Take(), "init;create;settings;level 3;save;uninit;");
     PostponeAutomaticUpdateParams next = Params(3, true);
     EXPECT_EQ(action.Update(&next), 0u);
-    EXPECT_EQ(Take(), "create;settings;settings2;recommended -1;save;") << "it wanted what it had found";
+    EXPECT_EQ(Take(), "init;create;settings;settings2;recommended -1;save;uninit;")
+        << "it wanted what it had found";
     EXPECT_EQ(action.Update(&next), 0u);
-    EXPECT_EQ(Take(), "create;");
+    EXPECT_EQ(Take(), "init;create;uninit;");
+    g_errors = {{"init", RPC_E_CHANGED_MODE}};
+    EXPECT_EQ(action.Update(&next), 0u);
+    EXPECT_EQ(Take(), "init;create;") << "a thread of somebody else's mode serves, and is left as it is";
 }
 
 TEST_F(PostponeUpdate, FailuresBeforeAndSinceVista) {
@@ -128,6 +139,7 @@ TEST_F(PostponeUpdate, FailuresBeforeAndSinceVista) {
         uint32_t legacyResult;
         const wchar_t* trace;
     } cases[] = {
+        {"init", 31, 31, nullptr},
         {"create", 31, 31, nullptr},
         {"settings", 31, 31, L"Unable to set automatic updates"},
         {"level 2", 31, 31, nullptr},
