@@ -7,6 +7,7 @@
 
 #include "tests/actions/simulated_system.h"
 #include "tests/support/simulated_log.h"
+#include "tests/support/update_agent.h"
 
 #include <objbase.h>
 
@@ -14,55 +15,10 @@ namespace {
 
 std::string g_calls;                      // what the agent was asked for
 std::map<std::string, HRESULT> g_errors;  // and what of it fails
-int g_references = 0;
 
 HRESULT Do(const std::string& step) {
-    if (!step.empty()) g_calls += step + ";";
+    g_calls += step + ";";
     return g_errors.contains(step) ? g_errors[step] : S_OK;
-}
-
-/// One object for all: the class, the agent and its settings use different slots.
-void* g_table[19];
-struct Object {
-    void** table = g_table;
-} g_object;
-
-HRESULT Give(const std::string& step, void** out) {
-    const HRESULT result = Do(step);
-    const bool isGiven = result == S_OK;
-    *out = isGiven ? &g_object : nullptr;
-    g_references += isGiven ? 1 : 0;
-    return result;
-}
-
-template <class Function>
-void Put(size_t slot, Function* function) {
-    g_table[slot] = reinterpret_cast<void*>(function);
-}
-
-void FillTable() {
-    Put(
-        0, +[](void*, const GUID* iid, void** out) {  // QueryInterface
-            return Give(iid->Data1 == 0x6ABC136A ? "settings2" : "", out);
-        });
-    Put(
-        1, +[](void*) { return ++g_references; });
-    Put(
-        2, +[](void*) { return --g_references; });
-    Put(
-        3, +[](void*, void*, const GUID*, void** out) { return Give("create", out); });
-    Put(
-        7, +[](void*, int* level) { return *level = 3, Do("get"); });
-    Put(
-        8, +[](void*, int level) { return Do("level " + std::to_string(level)); });
-    Put(
-        11, +[](void*, void** out) { return Give("settings", out); });
-    Put(
-        16, +[](void*) { return Do("save"); });
-    Put(
-        17, +[](void*, short* included) { return *included = 0, S_OK; });
-    Put(
-        18, +[](void*, short included) { return Do("recommended " + std::to_string(included)); });
 }
 
 }  // namespace
@@ -85,24 +41,24 @@ PostponeAutomaticUpdateParams Params(int32_t level, bool recommended) {
 class PostponeUpdate : public testing::Test {
 protected:
     PostponeUpdate() {
-        FillTable();
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);  // to the end of the program
         constexpr CLSID kAgent = {
             0xBFE18E9C, 0x6D87, 0x4450, {0xB3, 0x7C, 0xE0, 0x2F, 0x0B, 0x37, 0x38, 0x03}};
-        EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&g_object), CLSCTX_INPROC_SERVER,
-                                        REGCLS_MULTIPLEUSE, &m_registration),
+        EXPECT_EQ(CoRegisterClassObject(kAgent, agent.AsUnknown(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                        &m_registration),
                   S_OK);
-        m_references = g_references;
+        m_references = agent.references;
     }
     ~PostponeUpdate() override {
-        EXPECT_EQ(g_references, m_references) << "every object is released";
+        EXPECT_EQ(agent.references, m_references) << "every object is released";
         CoRevokeClassObject(m_registration);
-        CoUninitialize();
         g_errors.clear();
         test_support::g_isOlderThanVista = false;
     }
     static std::string Take() { return std::exchange(g_calls, {}); }
 
+    test_support::SimulatedPower store;
+    test_support::UpdateAgent agent{&Do};
     test_support::TraceRecorder traces;
 
 private:

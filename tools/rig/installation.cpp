@@ -9,6 +9,19 @@
 
 namespace rig {
 
+namespace {
+
+/// The library of the update agent's class, as the registry names it.
+constexpr const wchar_t* kUpdateAgentKey =
+    L"Software\\Classes\\CLSID\\{BFE18E9C-6D87-4450-B37C-E02F0B373803}\\InprocServer32";
+
+void SetUpdateAgent(const std::wstring& library) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kUpdateAgentKey, nullptr, REG_SZ, library.c_str(),
+                    static_cast<DWORD>((library.size() + 1) * sizeof(wchar_t)));
+}
+
+}  // namespace
+
 Installation::Installation(const std::string& profiles) {
     namespace fs = std::filesystem;
     // Test programs lie in build/.../tests/NAME, the product's in build/.../bin.
@@ -26,6 +39,7 @@ Installation::Installation(const std::string& profiles) {
 }
 
 Installation::~Installation() {
+    if (!m_updateAgent.empty()) SetUpdateAgent(m_updateAgent);
     try {
         if (FileExists(File(L"optimizeragent.exe"))) static_cast<void>(RunProgram(Agent(L"stop")));
     } catch (const std::exception&) {
@@ -39,6 +53,16 @@ void Installation::UseSimulatedPower() const {
     // Wine would take its own library otherwise; a service doesn't inherit the test's environment.
     RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\optimizerhost.exe\\DllOverrides",
                     L"powrprof", REG_SZ, kOrder, sizeof(kOrder));
+}
+
+void Installation::UseSimulatedUpdateAgent() {
+    const std::wstring library = File(L"updateagent.dll");
+    std::filesystem::copy_file(optimizer::GetModuleFolder() + L"updateagent.dll", library);
+    wchar_t before[MAX_PATH] = L"";
+    DWORD sizeBytes = sizeof(before);
+    RegGetValueW(HKEY_LOCAL_MACHINE, kUpdateAgentKey, nullptr, RRF_RT_ANY, nullptr, before, &sizeBytes);
+    m_updateAgent = before;
+    SetUpdateAgent(library);
 }
 
 std::wstring Installation::Host(const std::wstring& arguments) const {
