@@ -173,20 +173,6 @@ TEST_F(Devices, RemovableDisksAreEjectedAndEverythingElseIsLeftAlone) {
     EXPECT_EQ(g_machine.ejected, (std::vector<DEVINST>{102, 102, 100}));
 }
 
-TEST_F(Devices, TheStateFoundIsThatOfTheFirstUsableClass) {
-    const std::pair<std::vector<Adapter>, BluetoothStatus> cases[] = {
-        {{}, None},  // a machine without an adapter
-        {{{2, 1}, {1, 2}, {1, 1}}, On},
-        {{{1, 0, true}, {1, 0}, {2, 3}}, Off},
-    };
-    for (const auto& [adapters, found] : cases) {
-        g_machine.adapters = adapters;
-        CBluetoothAction action = MakeAction(None);
-        EXPECT_EQ(action.Start() + action.Revert(), 0u);
-        EXPECT_EQ(dynamic_cast<BluetoothParams&>(*action.GetRevertParameters()).status, found);
-    }
-}
-
 TEST_F(Devices, ARefusalStopsNothingAndACancelTakesEffectAfterTheAdapterInHand) {
     g_machine.adapters = {{}, {.refuses = true}, {}};
     CBluetoothAction action = MakeAction(Off);

@@ -42,15 +42,16 @@ class PostponeUpdate : public testing::Test {
 protected:
     PostponeUpdate() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);  // to the end of the program
+        test_support::g_updateStep = &Do;
         constexpr CLSID kAgent = {
             0xBFE18E9C, 0x6D87, 0x4450, {0xB3, 0x7C, 0xE0, 0x2F, 0x0B, 0x37, 0x38, 0x03}};
-        EXPECT_EQ(CoRegisterClassObject(kAgent, agent.AsUnknown(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                                        &m_registration),
+        EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&test_support::g_updateAgent),
+                                        CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_registration),
                   S_OK);
-        m_references = agent.references;
+        m_references = test_support::g_updateReferences;
     }
     ~PostponeUpdate() override {
-        EXPECT_EQ(agent.references, m_references) << "every object is released";
+        EXPECT_EQ(test_support::g_updateReferences, m_references) << "every object is released";
         CoRevokeClassObject(m_registration);
         g_errors.clear();
         test_support::g_isOlderThanVista = false;
@@ -58,7 +59,6 @@ protected:
     static std::string Take() { return std::exchange(g_calls, {}); }
 
     test_support::SimulatedPower store;
-    test_support::UpdateAgent agent{&Do};
     test_support::TraceRecorder traces;
 
 private:

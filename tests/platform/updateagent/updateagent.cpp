@@ -2,6 +2,5 @@
 #include "tests/support/update_agent.h"
 
 extern "C" __declspec(dllexport) HRESULT WINAPI DllGetClassObject(const CLSID*, const IID*, void** object) {
-    static test_support::UpdateAgent agent([](const std::string&) { return S_OK; });
-    return agent.Give("", object);
+    return test_support::GiveUpdateAgent(nullptr, object);
 }
