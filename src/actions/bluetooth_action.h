@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
 
 #include "actions/action_with.h"
 #include "actions/bluetooth_params.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "actions/action_with.h"
 #include "actions/power_functions.h"
 #include "actions/power_plan_params.h"

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include "frame/handles.h"
 #include "frame/module_path.h"
 #include "tools/rig/child_process.h"
 
@@ -63,6 +64,21 @@ void Installation::UseSimulatedUpdateAgent() {
     RegGetValueW(HKEY_LOCAL_MACHINE, kUpdateAgentKey, nullptr, RRF_RT_ANY, nullptr, before, &sizeBytes);
     m_updateAgent = before;
     SetUpdateAgent(library);
+}
+
+bool Installation::StartAgent() const {
+    std::wstring commandLine = Agent(L"run");
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION started = {};
+    // Without any handle of this process: the session's desktop, which comes with the first window, would
+    // keep it open long after the agent.
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
+                        nullptr, &startup, &started))
+        return false;
+    const optimizer::KernelHandle process(started.hProcess);
+    const optimizer::KernelHandle thread(started.hThread);
+    return true;
 }
 
 std::wstring Installation::Host(const std::wstring& arguments) const {

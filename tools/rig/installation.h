@@ -20,6 +20,8 @@ public:
     void UseSimulatedPower() const;
     /// Likewise for the simulated update agent, whose library stands in the system's class until the end.
     void UseSimulatedUpdateAgent();
+    /// Runs an agent in this session until the end. False when it can't be started.
+    [[nodiscard]] bool StartAgent() const;
 
     std::wstring File(const std::wstring& name) const { return m_folder.File(name); }
     std::wstring SettingsFile(const std::wstring& name) const {

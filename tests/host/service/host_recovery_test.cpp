@@ -195,7 +195,7 @@ private:
 
 TEST_F(HostRecovery, EveryActionRunsInOneChangeAndComesBackAlsoAfterAKill) {
     UseEveryAction();
-    const ChildProcess agent(m_installation->Agent(L"run"));
+    ASSERT_TRUE(m_installation->StartAgent());
     auto host = StartConsole();
     EnterGame();
     ASSERT_TRUE(Enter(L"Disabled"));
