@@ -2,24 +2,20 @@
 
 #include <string>
 
-#include "actions/optimizer_action.h"
+#include "actions/action_with.h"
 
 namespace optimizer {
 
 /// Stands in on systems older than Windows 8, which know no such notifications. Does nothing.
-class CBlockWinNotificationsDummy final : public IOptimizerAction {
+class CBlockWinNotificationsDummy final : public ActionWithoutValues {
 public:
     explicit CBlockWinNotificationsDummy(const wchar_t* name) : m_name(name) {}
 
     uint32_t Start() override { return 0; }
-    uint32_t Stop() override { return 0; }
     uint32_t Revert() override { return 0; }
-    uint32_t Update(IOptimizerActionSettings*) override { return 0; }
-    bool HasSameParameters(IOptimizerActionSettings*) override { return true; }
-    IOptimizerActionSettings* GetParameters() override { return nullptr; }
-    IOptimizerActionSettings* GetRevertParameters() override { return nullptr; }
-    uint32_t SetRevertParameters(IOptimizerActionSettings*) override { return 0; }
     const wchar_t* GetName() override { return m_name.c_str(); }
+    /// A policy that is to be put back waits for a system that knows it.
+    bool HasTakenEffect() override { return false; }
 
 private:
     std::wstring m_name;

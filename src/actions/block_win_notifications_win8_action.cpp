@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include "actions/action_support.h"
 #include "actions/agent_message.h"
 #include "actions/user_sid.h"
 #include "frame/handles.h"
@@ -15,7 +14,7 @@ namespace optimizer {
 CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(const wchar_t* name,
                                                                    BlockWinNotificationsParams parameters,
                                                                    IServMain* main)
-    : m_name(name), m_parameters(std::move(parameters)), m_main(main) {}
+    : ActionWith(std::move(parameters)), m_name(name), m_main(main) {}
 
 uint32_t CBlockWinNotificationsWin8Action::Start() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Start");
@@ -141,15 +140,6 @@ uint32_t CBlockWinNotificationsWin8Action::Update(IOptimizerActionSettings* para
     // A status that couldn't be set isn't stored, so that the next update tries again. It is no failure.
     if (_DoAction(wanted->blockStatus) == ERROR_SUCCESS) m_parameters = *wanted;
     return ERROR_SUCCESS;
-}
-
-bool CBlockWinNotificationsWin8Action::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CBlockWinNotificationsWin8Action::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CBlockWinNotificationsWin8Action::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters);
 }
 
 }  // namespace optimizer

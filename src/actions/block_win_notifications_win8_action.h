@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
+#include "actions/action_with.h"
 #include "actions/block_win_notifications_params.h"
 #include "border/host.h"
 
@@ -10,7 +10,7 @@ namespace optimizer {
 
 /// Sets the user's policy on notifications, on Windows 8 and later, and has the agents tell the session of
 /// it. One thread at a time.
-class CBlockWinNotificationsWin8Action final : public IOptimizerAction {
+class CBlockWinNotificationsWin8Action final : public ActionWith<BlockWinNotificationsParams> {
 public:
     CBlockWinNotificationsWin8Action(const wchar_t* name, BlockWinNotificationsParams parameters,
                                      IServMain* main);
@@ -18,15 +18,10 @@ public:
     /// 31 when the user can't be found; otherwise the code of the agents' message, or of the registry where
     /// there are no agents to tell.
     uint32_t Start() override;
-    uint32_t Stop() override { return 0; }
     /// 31, always.
     uint32_t Revert() override;
     /// 87 for parameters of another type, 0 otherwise.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
-    bool HasSameParameters(IOptimizerActionSettings* parameters) override;
-    IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
-    IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
-    uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
 
 private:
@@ -44,8 +39,6 @@ private:
     // takes the whole key.
     std::wstring m_policyDeleteValue = L"**del.NoToastApplicationNotification";
     std::wstring m_name;
-    BlockWinNotificationsParams m_parameters;
-    std::unique_ptr<BlockWinNotificationsParams> m_revertParameters;  // what was found before the change
     IServMain* m_main;
 };
 

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "actions/action_support.h"
 #include "actions/device_set.h"
 #include "frame/trace.h"
 
@@ -140,7 +139,7 @@ bool ChangeDevice(const DeviceSet& set, SP_DEVINFO_DATA& device, bool enable) {
 }  // namespace
 
 CBluetoothAction::CBluetoothAction(BluetoothParams parameters)
-    : m_parameters(std::move(parameters)), m_idle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
+    : ActionWith(std::move(parameters)), m_idle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
 
 uint32_t CBluetoothAction::Start() {
     TRACE_SCOPE("CBluetoothAction::Start");
@@ -181,15 +180,6 @@ uint32_t CBluetoothAction::Update(IOptimizerActionSettings* parameters) {
     m_parameters = *wanted;
     _Change(m_parameters.status);
     return 0;
-}
-
-bool CBluetoothAction::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CBluetoothAction::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CBluetoothAction::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters);
 }
 
 uint32_t CBluetoothAction::_Change(BluetoothStatus status) {

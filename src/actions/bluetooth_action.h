@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
 
+#include "actions/action_with.h"
 #include "actions/bluetooth_params.h"
 #include "frame/handles.h"
 
@@ -11,7 +11,7 @@ namespace optimizer {
 /// Turns the machine's Bluetooth adapters on or off. Start and Update run on the caller's thread and may take
 /// long, since each device is changed in turn; Stop comes from another thread and takes effect after the
 /// device in hand.
-class CBluetoothAction final : public IOptimizerAction {
+class CBluetoothAction final : public ActionWith<BluetoothParams> {
 public:
     explicit CBluetoothAction(BluetoothParams parameters);
 
@@ -23,10 +23,6 @@ public:
     uint32_t Revert() override;
     /// 0, whatever became of the devices; runs for the same status again, too.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
-    bool HasSameParameters(IOptimizerActionSettings* parameters) override;
-    IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
-    IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
-    uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"Bluetooth"; }
 
 private:
@@ -34,10 +30,8 @@ private:
     uint32_t _Change(BluetoothStatus status);
     uint32_t _ChangeDevices(bool enable);
 
-    BluetoothParams m_parameters;
-    std::unique_ptr<BluetoothParams> m_revertParameters;  // what was found at the first Start
-    std::atomic<uint32_t> m_cancelRequested = 0;          // 1 while Stop waits
-    KernelHandle m_idle;                                  // manual-reset: signalled when no operation runs
+    std::atomic<uint32_t> m_cancelRequested = 0;  // 1 while Stop waits
+    KernelHandle m_idle;                          // manual-reset: signalled when no operation runs
 };
 
 }  // namespace optimizer

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "actions/action_support.h"
 #include "actions/vista_hibernate.h"
 #include "actions/xp_hibernate.h"
 #include "frame/errors.h"
@@ -12,7 +11,7 @@
 namespace optimizer {
 
 CHibernateAction::CHibernateAction(const wchar_t* name, bool onBattery, HibernateParams parameters)
-    : m_name(name), m_onBattery(onBattery), m_parameters(std::move(parameters)) {}
+    : ActionWith(std::move(parameters)), m_name(name), m_onBattery(onBattery) {}
 
 CHibernateAction::~CHibernateAction() {
     if (m_hibernate != nullptr) m_hibernate->Uninit();
@@ -80,15 +79,6 @@ uint32_t CHibernateAction::Update(IOptimizerActionSettings* parameters) {
     if (wanted == nullptr || *wanted == m_parameters) return 0;
     m_parameters = *wanted;
     return Start();
-}
-
-bool CHibernateAction::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CHibernateAction::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CHibernateAction::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters);
 }
 
 }  // namespace optimizer

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "actions/action_with.h"
 #include "actions/hibernate.h"
 #include "actions/hibernate_params.h"
 
@@ -10,22 +11,17 @@ namespace optimizer {
 
 /// Sets when the machine hibernates by itself on one power source. Two of them live in a profile,
 /// "HibernateOnBattery" and "HibernateOnCable", each with its own values. One thread at a time.
-class CHibernateAction final : public IOptimizerAction {
+class CHibernateAction final : public ActionWith<HibernateParams> {
 public:
     CHibernateAction(const wchar_t* name, bool onBattery, HibernateParams parameters);
     ~CHibernateAction() override;
 
     /// 0; 775 (ERROR_NOT_CAPABLE) on a machine that can't hibernate; 31 (ERROR_GEN_FAILURE).
     uint32_t Start() override;
-    uint32_t Stop() override { return 0; }
     /// 1 when the old values were put back, 0 otherwise.
     uint32_t Revert() override;
     /// Does nothing with parameters of another type.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
-    bool HasSameParameters(IOptimizerActionSettings* parameters) override;
-    IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
-    IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
-    uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
 
 private:
@@ -33,9 +29,7 @@ private:
 
     std::wstring m_name;
     bool m_onBattery;
-    HibernateParams m_parameters;
-    std::unique_ptr<HibernateParams> m_revertParameters;  // what was found before the first change
-    std::unique_ptr<IHibernate> m_hibernate;              // null until the first Start that got through
+    std::unique_ptr<IHibernate> m_hibernate;  // null until the first Start that got through
 };
 
 }  // namespace optimizer

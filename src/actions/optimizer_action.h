@@ -35,9 +35,13 @@ public:
     virtual IOptimizerActionSettings* GetParameters() = 0;
     /// The values to return to; null while nothing has been recorded.
     virtual IOptimizerActionSettings* GetRevertParameters() = 0;
-    /// Hands the action values that an earlier run saved. 87 for a null or wrong argument.
+    /// Hands the action values that an earlier run saved: they count as what Start found. Which code a null
+    /// or wrong argument gives is the action's own choice; it changes nothing in any case.
     virtual uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) = 0;
     virtual const wchar_t* GetName() = 0;
+    /// Whether the last Start got through to what the action changes, where its result doesn't tell. Blocks
+    /// for as long as an answer may take to come.
+    virtual bool HasTakenEffect() { return true; }
 };
 
 /// What an action has just done.

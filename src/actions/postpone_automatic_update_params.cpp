@@ -20,8 +20,8 @@ void PostponeAutomaticUpdateParams::ToJson(picojson::value* out) const {
 
 void PostponeAutomaticUpdateParams::FromJson(const picojson::value* in) {
     notificationLevel = json::ToInt32(json::Find(*in, kLevelKey)).value_or(notificationLevel);
-    const auto recommended = json::ToInt32(json::Find(*in, kRecommendedKey));
-    if (recommended) recommendedUpdates = *recommended != 0;
+    const auto recommended = json::ToDouble(json::Find(*in, kRecommendedKey));
+    if (recommended) recommendedUpdates = *recommended != 0.0;  // also for a fraction
 }
 
 }  // namespace optimizer

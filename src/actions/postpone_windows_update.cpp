@@ -2,12 +2,9 @@
 
 #include <utility>
 
-#include "actions/action_support.h"
 #include "actions/automatic_updates.h"
 #include "frame/trace.h"
 #include "frame/version.h"
-
-#include <objbase.h>
 
 namespace optimizer {
 
@@ -33,12 +30,9 @@ uint32_t RecommendedResult(const trace::LogScope& traceScope, uint32_t error, co
 }  // namespace
 
 CPostponeWindowsUpdate::CPostponeWindowsUpdate(PostponeAutomaticUpdateParams parameters)
-    : m_comResult(CoInitialize(nullptr)), m_parameters(std::move(parameters)) {}
+    : ActionWith(std::move(parameters), ERROR_SUCCESS) {}
 
-CPostponeWindowsUpdate::~CPostponeWindowsUpdate() {
-    _Disconnect();
-    if (SUCCEEDED(m_comResult)) CoUninitialize();
-}
+CPostponeWindowsUpdate::~CPostponeWindowsUpdate() = default;
 
 uint32_t CPostponeWindowsUpdate::Start() {
     TRACE_SCOPE("CPostponeWindowsUpdate::Start");
@@ -63,18 +57,10 @@ uint32_t CPostponeWindowsUpdate::Update(IOptimizerActionSettings* parameters) {
     return wanted != nullptr ? _MoveTo(*wanted) : 0;
 }
 
-bool CPostponeWindowsUpdate::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CPostponeWindowsUpdate::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CPostponeWindowsUpdate::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters, ERROR_SUCCESS);
-}
-
 uint32_t CPostponeWindowsUpdate::_Connect() {
     TRACE_SCOPE("CPostponeWindowsUpdate::_Connect");
-    if (FAILED(m_comResult)) return ERROR_GEN_FAILURE;
+    m_apartment.emplace();
+    if (!m_apartment->IsReady()) return ERROR_GEN_FAILURE;
     // The name only tells that the class is there; what is created is always the same class.
     CLSID named = {};
     if (CLSIDFromProgID(L"Microsoft.Update.AutoUpdate", &named) != S_OK) return ERROR_GEN_FAILURE;
@@ -86,6 +72,7 @@ uint32_t CPostponeWindowsUpdate::_Connect() {
 
 void CPostponeWindowsUpdate::_Disconnect() {
     m_automaticUpdates.Reset();
+    m_apartment.reset();
 }
 
 /// Whatever can't be read stays at its default.
@@ -173,6 +160,7 @@ uint32_t CPostponeWindowsUpdate::_UpdateAutomaticUpdatesSettings(const Params* w
 }
 
 uint32_t CPostponeWindowsUpdate::_MoveTo(const Params& wanted) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_MoveTo");
     uint32_t result = _Connect();
     if (result == ERROR_SUCCESS) {
         result = _UpdateAutomaticUpdatesSettings(&wanted, &m_parameters);

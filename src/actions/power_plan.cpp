@@ -5,7 +5,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "actions/action_support.h"
 #include "frame/trace.h"
 #include "frame/version.h"
 
@@ -97,7 +96,7 @@ uint32_t ToResult(bool succeeded) {
 }  // namespace
 
 CPowerPlan::CPowerPlan(PowerPlanParams parameters)
-    : m_parameters(std::move(parameters)),
+    : ActionWith(std::move(parameters), ERROR_GEN_FAILURE),
       m_legacy(!IsWindows6OrLater(kVistaMinor)),
       m_bound(m_legacy || m_functions.Bind()) {}
 
@@ -109,7 +108,7 @@ CPowerPlan::~CPowerPlan() {
 uint32_t CPowerPlan::Start() {
     TRACE_SCOPE("CPowerPlan::Start");
     if (!m_bound || !_ReadActiveScheme()) return ERROR_GEN_FAILURE;
-    m_revertReady = m_revertParameters != nullptr || (m_legacy ? _SnapshotLegacy() : _Snapshot());
+    m_revertReady = _PrepareRevert();
     if (!m_revertReady) return ERROR_GEN_FAILURE;
     if (!m_legacy && m_parameters.onBattery != 0) {
         // The display never gets brighter than the user had it: "left alone" becomes the user's value too,
@@ -141,15 +140,6 @@ uint32_t CPowerPlan::Update(IOptimizerActionSettings* parameters) {
     return Start();
 }
 
-bool CPowerPlan::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CPowerPlan::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CPowerPlan::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters, ERROR_GEN_FAILURE);
-}
-
 bool CPowerPlan::_ReadActiveScheme() {
     if (m_legacy) return GetActivePwrScheme(&m_legacySchemeIndex) != FALSE;
 
@@ -160,6 +150,19 @@ bool CPowerPlan::_ReadActiveScheme() {
     if (error == ERROR_SUCCESS) return true;
     static_cast<void>(m_activeScheme.Release());
     return false;
+}
+
+bool CPowerPlan::_PrepareRevert() {
+    if (m_revertParameters == nullptr) return m_legacy ? _SnapshotLegacy() : _Snapshot();
+    // A legacy policy is written as a whole: one that was never read would clear what the action leaves
+    // alone.
+    return !m_legacy || m_hasLegacyPolicy || _ReadLegacyPolicy();
+}
+
+bool CPowerPlan::_ReadLegacyPolicy() {
+    GLOBAL_POWER_POLICY globalPolicy = {};
+    m_hasLegacyPolicy = GetCurrentPowerPolicies(&globalPolicy, &m_legacyPolicy) != FALSE;
+    return m_hasLegacyPolicy;
 }
 
 bool CPowerPlan::_Snapshot() {
@@ -182,8 +185,7 @@ bool CPowerPlan::_Snapshot() {
 
 bool CPowerPlan::_SnapshotLegacy() {
     TRACE_SCOPE("CPowerPlan::_SnapshotLegacy");
-    GLOBAL_POWER_POLICY globalPolicy = {};
-    if (!GetCurrentPowerPolicies(&globalPolicy, &m_legacyPolicy)) return false;
+    if (!_ReadLegacyPolicy()) return false;
     // The record's power source stays the cable, on purpose: on these systems what was found for the battery
     // goes back into the cable's values.
     m_revertParameters.reset(new (std::nothrow) PowerPlanParams);

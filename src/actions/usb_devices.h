@@ -1,22 +1,16 @@
 #pragma once
 
-#include "actions/optimizer_action.h"
+#include "actions/action_with.h"
 
 namespace optimizer {
 
 /// Ejects removable storage. There is nothing to set and nothing to put back: what was ejected stays out
 /// until somebody plugs it in again. One thread at a time; Start blocks while the system ejects.
-class CUsbDevices final : public IOptimizerAction {
+class CUsbDevices final : public ActionWithoutValues {
 public:
     /// 0, whatever happened: a drive that fails or refuses is skipped.
     uint32_t Start() override;
-    uint32_t Stop() override { return 0; }
     uint32_t Revert() override { return 0; }
-    uint32_t Update(IOptimizerActionSettings*) override { return 0; }
-    bool HasSameParameters(IOptimizerActionSettings*) override { return true; }
-    IOptimizerActionSettings* GetParameters() override { return nullptr; }
-    IOptimizerActionSettings* GetRevertParameters() override { return nullptr; }
-    uint32_t SetRevertParameters(IOptimizerActionSettings*) override { return 0; }
     const wchar_t* GetName() override { return L"UsbDevices"; }
 };
 

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "actions/action_support.h"
 #include "actions/agent_message.h"
 #include "actions/user_sid.h"
 #include "frame/guarded.h"
@@ -31,7 +30,7 @@ void WriteValues(CByteStream& command, const VisualFXParams& values) {
 }  // namespace
 
 VisualFX::VisualFX(VisualFXParams parameters, IServMain* main)
-    : m_parameters(std::move(parameters)),
+    : ActionWith(std::move(parameters)),
       m_main(main),
       m_revertReceived(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
     _Connect();
@@ -62,6 +61,10 @@ uint32_t VisualFX::Start() {
     if (userError != ERROR_SUCCESS) return userError;
     const uint32_t settingError = _SetVisualFXSettingToCustom(sid);
     if (settingError != ERROR_SUCCESS) return settingError;
+    {
+        const CriticalSectionGuard guard(m_lock);
+        m_hasReport = false;
+    }
     CByteStream command;
     WriteHead(command, VisualEffectsCommand::Start);
     WriteValues(command, m_parameters);
@@ -125,10 +128,6 @@ uint32_t VisualFX::_Send(const CByteStream& command) {
     return m_agentServer->RunAction(&id, command.Data(), command.SizeBytes());
 }
 
-bool VisualFX::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
 IOptimizerActionSettings* VisualFX::GetRevertParameters() {
     TRACE_SCOPE("VisualFX::GetRevertParameters");
     if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
@@ -138,10 +137,18 @@ IOptimizerActionSettings* VisualFX::GetRevertParameters() {
     return &m_handedOut;
 }
 
+bool VisualFX::HasTakenEffect() {
+    TRACE_SCOPE("VisualFX::HasTakenEffect");
+    // An action that was handed its values has them without any agent: only a report tells.
+    if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
+    const CriticalSectionGuard guard(m_lock);
+    return m_hasReport;
+}
+
 uint32_t VisualFX::SetRevertParameters(IOptimizerActionSettings* parameters) {
     TRACE_SCOPE("VisualFX::SetRevertParameters");
     const CriticalSectionGuard guard(m_lock);
-    return CopyRevertParameters(m_revertParameters, parameters);
+    return ActionWith::SetRevertParameters(parameters);
 }
 
 void VisualFX::OnAgentData(const void* payload, int32_t sizeBytes) {
@@ -159,6 +166,7 @@ void VisualFX::_Load(const void* payload, int32_t sizeBytes) {
     if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<VisualFXParams>();
     // What is there already stays: it was supplied by an earlier run, or an agent told it before the change.
     m_revertParameters->effects.merge(found.effects);
+    m_hasReport = true;
 }
 
 }  // namespace optimizer

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "actions/action_support.h"
 #include "actions/windows_service.h"
 #include "frame/trace.h"
 #include "frame/work_item.h"
@@ -34,7 +33,7 @@ bool IsPending(uint32_t state) {
 }  // namespace
 
 CWindowsServicesAction::CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain)
-    : m_parameters(std::move(parameters)),
+    : ActionWith(std::move(parameters)),
       m_service(std::make_unique<CWindowsService>()),
       m_servMain(servMain) {
     TRACE_SCOPE("CWindowsServicesAction::CWindowsServicesAction");
@@ -328,15 +327,6 @@ uint32_t CWindowsServicesAction::Update(IOptimizerActionSettings* parameters) {
     }
     m_parameters = *wantedParameters;
     return 0;
-}
-
-bool CWindowsServicesAction::HasSameParameters(IOptimizerActionSettings* parameters) {
-    return HasSameValues(m_parameters, parameters);
-}
-
-uint32_t CWindowsServicesAction::SetRevertParameters(IOptimizerActionSettings* parameters) {
-    TRACE_SCOPE("CWindowsServicesAction::SetRevertParameters");
-    return CopyRevertParameters(m_revertParameters, parameters);
 }
 
 }  // namespace optimizer

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "actions/action_with.h"
 #include "actions/iwindows_service.h"
 #include "actions/windows_services_params.h"
 #include "border/host.h"
@@ -17,7 +18,7 @@ namespace optimizer {
 /// execution; nobody waits for them. The destructor ends the serial execution and finishes what is still
 /// queued on its own thread, so that a status put back by Revert is never lost: it blocks for as long as the
 /// Service Control Manager takes to answer.
-class CWindowsServicesAction final : public IOptimizerAction {
+class CWindowsServicesAction final : public ActionWith<WindowsServicesParams> {
 public:
     /// `servMain` outlives the action. With a null one, or when a part can't be had, Start does nothing.
     CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain);
@@ -31,11 +32,8 @@ public:
     /// since stays as it is.
     uint32_t Revert() override;
     uint32_t Update(IOptimizerActionSettings* parameters) override;
-    bool HasSameParameters(IOptimizerActionSettings* parameters) override;
-    IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
-    IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
-    uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"WindowsServices"; }
+    bool HasTakenEffect() override { return m_initialized; }
 
     // What the operations above are made of.
     bool SetServiceStartup(const std::wstring& name, ServiceStartup startup);
@@ -87,10 +85,8 @@ private:
     template <class Value>
     void _RestoreUntouched(const ServiceRecord& current, Value ServiceRecord::*field);
 
-    WindowsServicesParams m_parameters;
     std::unique_ptr<IWindowsService> m_service;
     bool m_initialized = false;
-    std::unique_ptr<WindowsServicesParams> m_revertParameters;  // what was found, one record per service
     IServMain* m_servMain;
     IEventQueue* m_eventQueue = nullptr;
     ISerialExecution* m_serialExecution = nullptr;

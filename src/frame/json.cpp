@@ -1,9 +1,11 @@
 #include "frame/json.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <limits>
+#include <stdexcept>
 
 namespace optimizer::json {
 
@@ -11,13 +13,37 @@ namespace {
 
 template <class Integer>
 std::optional<Integer> ToInteger(const picojson::value* value) {
-    if (value == nullptr || !value->is<double>()) return std::nullopt;
-    const double number = value->get<double>();
+    const std::optional<double> number = ToDouble(value);
     // Written so that a NaN fails it too.
-    const bool fits = number >= static_cast<double>(std::numeric_limits<Integer>::min()) &&
-                      number <= static_cast<double>(std::numeric_limits<Integer>::max());
+    const bool fits = number && *number >= static_cast<double>(std::numeric_limits<Integer>::min()) &&
+                      *number <= static_cast<double>(std::numeric_limits<Integer>::max());
     if (!fits) return std::nullopt;
-    return static_cast<Integer>(number);
+    return static_cast<Integer>(*number);
+}
+
+using Place = std::string::const_iterator;
+
+/// "... at line 3 near: " with the rest of that line.
+std::string Complain(const char* what, const std::string& text, Place place) {
+    const auto line = 1 + std::count(text.begin(), place, '\n');
+    return what + (" at line " + std::to_string(line)) +
+           " near: " + std::string(place, std::find(place, text.end(), '\n'));
+}
+
+/// The first number beyond a double, in a text that is well-formed up to there.
+Place FindHugeNumber(const std::string& text) {
+    bool isInText = false;
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '"') isInText = !isInText;
+        if (isInText) {
+            if (text[at] == '\\') ++at;
+        } else if (text[at] >= '0' && text[at] <= '9') {
+            char* end = nullptr;
+            if (std::isinf(std::strtod(&text[at], &end))) return text.begin() + static_cast<ptrdiff_t>(at);
+            at = static_cast<size_t>(end - text.data()) - 1;
+        }
+    }
+    return text.end();
 }
 
 }  // namespace
@@ -27,13 +53,9 @@ bool Parse(const std::string& text, picojson::value& out, std::string& error) {
         const auto end = picojson::parse(out, text.begin(), text.end(), &error);
         const auto rest =
             std::find_if_not(end, text.end(), [](char c) { return std::strchr(" \t\r\n", c) != nullptr; });
-        if (error.empty() && rest != text.end()) {
-            const auto line = 1 + std::count(text.begin(), rest, '\n');
-            error = "syntax error at line " + std::to_string(line) + " near: ";
-            error.append(rest, std::find(rest, text.end(), '\n'));
-        }
-    } catch (const std::exception&) {
-        error = "a number is out of range";  // beyond a double
+        if (error.empty() && rest != text.end()) error = Complain("syntax error", text, rest);
+    } catch (const std::overflow_error&) {
+        error = Complain("number too large", text, FindHugeNumber(text));
     }
     return error.empty();
 }
@@ -51,6 +73,11 @@ std::optional<uint32_t> ToUint32(const picojson::value* value) {
 
 std::optional<int32_t> ToInt32(const picojson::value* value) {
     return ToInteger<int32_t>(value);
+}
+
+std::optional<double> ToDouble(const picojson::value* value) {
+    if (value == nullptr || !value->is<double>()) return std::nullopt;
+    return value->get<double>();
 }
 
 std::optional<bool> ToBool(const picojson::value* value) {

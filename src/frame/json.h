@@ -10,7 +10,7 @@
 namespace optimizer::json {
 
 /// Parses a text. On a syntax error the result is false and `error` tells the line and the rest of that line;
-/// so it is for a number that no double can hold.
+/// so it does for a number that no double can hold.
 bool Parse(const std::string& text, picojson::value& out, std::string& error);
 
 /// The member of an object; null when the value isn't an object or has no such key.
@@ -19,6 +19,7 @@ const picojson::value* Find(const picojson::value& value, const std::string& key
 /// A number as a 32-bit value; nothing when the value isn't a number or doesn't fit.
 std::optional<uint32_t> ToUint32(const picojson::value* value);
 std::optional<int32_t> ToInt32(const picojson::value* value);
+std::optional<double> ToDouble(const picojson::value* value);
 std::optional<bool> ToBool(const picojson::value* value);
 std::optional<std::string> ToText(const picojson::value* value);
 

@@ -106,7 +106,10 @@ bool ActionManager::PutBack(ActionMap& saved, const Ended& ended) {
     for (auto& [name, action] : saved) {
         if (m_active.contains(name)) continue;
         _SetCurrent(action.get());
-        const bool done = action->Start() == ERROR_SUCCESS && action->GetRevertParameters() != nullptr;
+        // What is put back is also what there is to return to: an action that keeps within the values it
+        // found must not take those that the profile left behind for them.
+        static_cast<void>(action->SetRevertParameters(action->GetParameters()));
+        const bool done = action->Start() == ERROR_SUCCESS && action->HasTakenEffect();
         _SetCurrent(nullptr);
         // From here on no Cancel reaches the action, and one that did has set the flag.
         if (m_cancel != 0) return false;

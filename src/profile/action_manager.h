@@ -40,7 +40,7 @@ public:
     /// Told of an action by its name, when it has ended and all it had to do is done.
     using Ended = std::function<void(const std::wstring& name)>;
     /// Starts and ends each action of `saved` that isn't active, whose parameters are the values to return
-    /// to. False when one of them failed or a Cancel came; `ended` isn't told of those.
+    /// to. False when one of them failed, didn't get through or a Cancel came; `ended` isn't told of those.
     [[nodiscard]] bool PutBack(ActionMap& saved, const Ended& ended);
 
 private:

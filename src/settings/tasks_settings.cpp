@@ -23,7 +23,7 @@ std::string TaskName(int task) {
 
 bool ReadTask(const std::wstring& file, const std::string& name, std::string& text) {
     picojson::value document;
-    if (ReadJsonFile(file, document) != JsonFileState::Ok) return false;
+    if (name.empty() || ReadJsonFile(file, document) != JsonFileState::Ok) return false;
     const picojson::value* const settings = json::Find(document, name);
     if (settings == nullptr || settings->is<picojson::null>()) return false;
     text = settings->serialize();

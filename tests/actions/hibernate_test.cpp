@@ -58,6 +58,13 @@ TEST_F(Hibernate, EachSourceChangesAndRevertsItsOwnValuesOnly) {
 
         Put(onBattery, 1, 777);
         EXPECT_EQ(either.Start(), 0u) << "doesn't note the values a second time";
+        const uint32_t writes = power.Calls(L"PowerWriteACValueIndex");
+        HibernateParams next = Params(true, 120);
+        EXPECT_EQ(either.Update(&next), 0u);
+        EXPECT_EQ(power.Calls(L"PowerWriteACValueIndex"), writes) << "nothing new";
+        next.time = 121;
+        EXPECT_EQ(either.Update(&next), 0u);
+        EXPECT_EQ(Values(onBattery), Pair(1, 121));
         EXPECT_EQ(either.Revert(), 1u) << "a revert that worked gives 1";
         EXPECT_EQ(Values(onBattery), Pair(0, 900));
     }
@@ -93,19 +100,6 @@ TEST_F(Hibernate, FailuresStopWhatTheyMustAndNoMore) {
     EXPECT_EQ(Values(false), Pair(1, 120)) << "the timeout isn't written after a failed enabled value";
     EXPECT_NE(action.GetRevertParameters(), nullptr);
     EXPECT_EQ(action.Revert(), 0u) << "a revert that failed is silent";
-}
-
-TEST_F(Hibernate, UpdateTakesOtherValuesAndKeepsTheFirstToReturnTo) {
-    ASSERT_EQ(action.Start(), 0u);
-    const uint32_t writes = power.Calls(L"PowerWriteACValueIndex");
-    HibernateParams same = Params(true, 120);
-    EXPECT_EQ(action.Update(&same), 0u);
-    EXPECT_EQ(power.Calls(L"PowerWriteACValueIndex"), writes);
-    HibernateParams other = Params(true, 121);
-    EXPECT_EQ(action.Update(&other), 0u);
-    EXPECT_EQ(Values(false), Pair(1, 121));
-    EXPECT_EQ(action.Revert(), 1u);
-    EXPECT_EQ(Values(false), Pair(0, 900));
 }
 
 }  // namespace

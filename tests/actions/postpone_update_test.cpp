@@ -7,6 +7,7 @@
 
 #include "tests/actions/simulated_system.h"
 #include "tests/support/simulated_log.h"
+#include "tests/support/update_agent.h"
 
 #include <objbase.h>
 
@@ -14,58 +15,18 @@ namespace {
 
 std::string g_calls;                      // what the agent was asked for
 std::map<std::string, HRESULT> g_errors;  // and what of it fails
-int g_references = 0;
 
 HRESULT Do(const std::string& step) {
-    if (!step.empty()) g_calls += step + ";";
+    g_calls += step + ";";
     return g_errors.contains(step) ? g_errors[step] : S_OK;
 }
 
-/// One object for all: the class, the agent and its settings use different slots.
-void* g_table[19];
-struct Object {
-    void** table = g_table;
-} g_object;
-
-HRESULT Give(const std::string& step, void** out) {
-    const HRESULT result = Do(step);
-    const bool isGiven = result == S_OK;
-    *out = isGiven ? &g_object : nullptr;
-    g_references += isGiven ? 1 : 0;
-    return result;
-}
-
-template <class Function>
-void Put(size_t slot, Function* function) {
-    g_table[slot] = reinterpret_cast<void*>(function);
-}
-
-void FillTable() {
-    Put(
-        0, +[](void*, const GUID* iid, void** out) {  // QueryInterface
-            return Give(iid->Data1 == 0x6ABC136A ? "settings2" : "", out);
-        });
-    Put(
-        1, +[](void*) { return ++g_references; });
-    Put(
-        2, +[](void*) { return --g_references; });
-    Put(
-        3, +[](void*, void*, const GUID*, void** out) { return Give("create", out); });
-    Put(
-        7, +[](void*, int* level) { return *level = 3, Do("get"); });
-    Put(
-        8, +[](void*, int level) { return Do("level " + std::to_string(level)); });
-    Put(
-        11, +[](void*, void** out) { return Give("settings", out); });
-    Put(
-        16, +[](void*) { return Do("save"); });
-    Put(
-        17, +[](void*, short* included) { return *included = 0, S_OK; });
-    Put(
-        18, +[](void*, short included) { return Do("recommended " + std::to_string(included)); });
-}
-
 }  // namespace
+
+extern "C" {
+decltype(&CoInitialize) __imp_CoInitialize = [](void*) { return Do("init"); };
+decltype(&CoUninitialize) __imp_CoUninitialize = [] { g_calls += "uninit;"; };
+}
 
 namespace optimizer {
 namespace {
@@ -80,24 +41,24 @@ PostponeAutomaticUpdateParams Params(int32_t level, bool recommended) {
 class PostponeUpdate : public testing::Test {
 protected:
     PostponeUpdate() {
-        FillTable();
-        CoInitialize(nullptr);
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);  // to the end of the program
+        test_support::g_updateStep = &Do;
         constexpr CLSID kAgent = {
             0xBFE18E9C, 0x6D87, 0x4450, {0xB3, 0x7C, 0xE0, 0x2F, 0x0B, 0x37, 0x38, 0x03}};
-        EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&g_object), CLSCTX_INPROC_SERVER,
-                                        REGCLS_MULTIPLEUSE, &m_registration),
+        EXPECT_EQ(CoRegisterClassObject(kAgent, reinterpret_cast<IUnknown*>(&test_support::g_updateAgent),
+                                        CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_registration),
                   S_OK);
-        m_references = g_references;
+        m_references = test_support::g_updateReferences;
     }
     ~PostponeUpdate() override {
-        EXPECT_EQ(g_references, m_references) << "every object is released";
+        EXPECT_EQ(test_support::g_updateReferences, m_references) << "every object is released";
         CoRevokeClassObject(m_registration);
-        CoUninitialize();
         g_errors.clear();
         test_support::g_isOlderThanVista = false;
     }
     static std::string Take() { return std::exchange(g_calls, {}); }
 
+    test_support::SimulatedPower store;
     test_support::TraceRecorder traces;
 
 private:
@@ -108,17 +69,23 @@ private:
 TEST_F(PostponeUpdate, StartChangesBothAndRevertOnlyWhatDiffers) {
     CPostponeWindowsUpdate action(Params(2, false));
     EXPECT_EQ(action.Start(), 0u);
-    EXPECT_EQ(Take(),
-              "create;settings;get;settings2;settings;level 2;save;settings;settings2;recommended 0;save;");
+    EXPECT_EQ(
+        Take(),
+        "init;create;settings;get;settings2;settings;level 2;save;settings;settings2;recommended 0;save;"
+        "uninit;");
     EXPECT_TRUE(dynamic_cast<PostponeAutomaticUpdateParams&>(*action.GetRevertParameters()) ==
                 Params(3, false));
     EXPECT_EQ(action.Revert(), 0u);
-    EXPECT_EQ(Take(), "create;settings;level 3;save;");
+    EXPECT_EQ(Take(), "init;create;settings;level 3;save;uninit;");
     PostponeAutomaticUpdateParams next = Params(3, true);
     EXPECT_EQ(action.Update(&next), 0u);
-    EXPECT_EQ(Take(), "create;settings;settings2;recommended -1;save;") << "it wanted what it had found";
+    EXPECT_EQ(Take(), "init;create;settings;settings2;recommended -1;save;uninit;")
+        << "it wanted what it had found";
     EXPECT_EQ(action.Update(&next), 0u);
-    EXPECT_EQ(Take(), "create;");
+    EXPECT_EQ(Take(), "init;create;uninit;");
+    g_errors = {{"init", RPC_E_CHANGED_MODE}};
+    EXPECT_EQ(action.Update(&next), 0u);
+    EXPECT_EQ(Take(), "init;create;") << "a thread of somebody else's mode serves, and is left as it is";
 }
 
 TEST_F(PostponeUpdate, FailuresBeforeAndSinceVista) {
@@ -128,6 +95,7 @@ TEST_F(PostponeUpdate, FailuresBeforeAndSinceVista) {
         uint32_t legacyResult;
         const wchar_t* trace;
     } cases[] = {
+        {"init", 31, 31, nullptr},
         {"create", 31, 31, nullptr},
         {"settings", 31, 31, L"Unable to set automatic updates"},
         {"level 2", 31, 31, nullptr},

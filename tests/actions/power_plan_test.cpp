@@ -114,6 +114,31 @@ TEST_F(PowerPlan, AnotherSourceGetsASnapshotOfItsOwn) {
     EXPECT_EQ(action.Update(nullptr), 31u);
 }
 
+TEST_F(PowerPlan, OlderSystemsReturnTheBatterysValuesToTheCable) {
+    const auto now = [] {
+        const auto p = test_support::ReadPowerRecord(test_support::kLegacyPolicy, USER_POWER_POLICY{});
+        return Values{p.VideoTimeoutAc, p.VideoTimeoutDc, p.OptimizeForPowerDc, p.IdleTimeoutDc};
+    };
+    USER_POWER_POLICY found = {};
+    found.VideoTimeoutAc = 1;
+    found.VideoTimeoutDc = 2;
+    found.IdleTimeoutDc = 3;
+    test_support::WritePowerRecord(test_support::kLegacyPolicy, found);
+    test_support::g_isOlderThanVista = true;
+    g_missingExport = "PowerGetActiveScheme";
+    CPowerPlan action(Params(R"({"OnBattery":1,"DisplayOffTime":60,"CoolingPolicy":257})"));
+    power.Set(L"FailPolicies", 5);
+    EXPECT_EQ(action.Start(), 31u);
+    power.Remove(L"FailPolicies");
+    EXPECT_EQ(action.Start(), 0u);
+    EXPECT_EQ(now(), (Values{1, 60, 1, 3}));
+    EXPECT_EQ(action.Revert(), 0u);
+    EXPECT_EQ(now(), (Values{2, 60, 1, 3}));
+    CPowerPlan later(Params(R"({"DisplayOffTime":7})"));
+    EXPECT_EQ(later.SetRevertParameters(action.GetParameters()) + later.Start(), 0u);
+    EXPECT_EQ(now(), (Values{7, 60, 1, 3})) << "what it doesn't set stays, whoever noted the values";
+}
+
 TEST_F(PowerPlan, ALibraryWithoutOneOfTheFunctionsIsNotUsed) {
     for (const char* name : {"PowerGetActiveScheme", "PowerSetActiveScheme", "PowerReadDCValueIndex",
                              "PowerWriteDCValueIndex", "PowerReadACValueIndex", "PowerWriteACValueIndex"}) {

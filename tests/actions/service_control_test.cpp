@@ -73,7 +73,6 @@ TEST_F(WindowsService, EachCommandInEachStateAndItsFailures) {
         scm.errors.clear();
         scm.calls.clear();
         EXPECT_EQ(run(L"a"), test.result);
-        std::vector<std::wstring> expected = {test.command.open};
         EXPECT_EQ(scm.calls.front(), test.command.open);
         EXPECT_EQ(scm.calls.size() > 1 ? scm.calls.back() : L"", test.control);
     }

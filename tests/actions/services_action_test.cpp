@@ -210,8 +210,8 @@ TEST_F(WindowsServices, TheChangeInFlightIsNotLostWhenTheActionGoes) {
 TEST_F(WindowsServices, WithoutItsPartsItChangesNothing) {
     const auto expectNothing = [&] {
         auto action = Make({{L"a", Stopped, Startup::Disabled}});
-        EXPECT_EQ(action->Start(), 0u);
-        EXPECT_EQ(action->Revert(), 0u);
+        EXPECT_EQ(action->Start() + action->Revert(), 0u);
+        EXPECT_FALSE(action->HasTakenEffect());
         WindowsServicesParams saved = Params({{L"a", Stopped, Startup::Disabled}});
         EXPECT_EQ(action->SetRevertParameters(&saved), 0u);
         EXPECT_EQ(action->Revert(), 31u);

@@ -10,7 +10,7 @@ namespace {
 TEST(TasksSettings, CurrentValuesComeBeforeShippedOnesAndCanBeReset) {
     const rig::TemporaryFolder folder;
     const std::wstring current = folder.File(L"current_tasks.json");
-    rig::WriteFileText(folder.File(L"tasks.json"), R"({"DiskCleaner": {"b": 1, "a": 2}})");
+    rig::WriteFileText(folder.File(L"tasks.json"), R"({"DiskCleaner": {"b": 1, "a": 2}, "": 1})");
     optimizer::CTasksSettings store(folder.File(L"tasks.json"), current);
     constexpr int kDiskCleaner = 0;
     constexpr int kUnknown = 1;

@@ -26,7 +26,7 @@ inline constexpr GUID kDefaultScheme = {
 ///   "FailLegacyScheme", "FailPolicies", "FailSetPolicies"  the errors of GetActivePwrScheme,
 ///                                                    GetCurrentPowerPolicies, SetActivePwrScheme
 ///   "NoS4"                                           1: the machine can't hibernate
-///   "KillOnCapabilities", "KillOnWrite"              n: the nth such call of a process ends it at once
+///   "KillOnWrite"                                    n: the nth write of a process ends it at once
 ///   "Calls:<export>"                                 how often it was called, all processes together
 /// Beside them, by the names below, the active scheme and the users' part of the legacy policies.
 class SimulatedPower {

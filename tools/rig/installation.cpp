@@ -4,10 +4,24 @@
 
 #include <windows.h>
 
+#include "frame/handles.h"
 #include "frame/module_path.h"
 #include "tools/rig/child_process.h"
 
 namespace rig {
+
+namespace {
+
+/// The library of the update agent's class, as the registry names it.
+constexpr const wchar_t* kUpdateAgentKey =
+    L"Software\\Classes\\CLSID\\{BFE18E9C-6D87-4450-B37C-E02F0B373803}\\InprocServer32";
+
+void SetUpdateAgent(const std::wstring& library) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kUpdateAgentKey, nullptr, REG_SZ, library.c_str(),
+                    static_cast<DWORD>((library.size() + 1) * sizeof(wchar_t)));
+}
+
+}  // namespace
 
 Installation::Installation(const std::string& profiles) {
     namespace fs = std::filesystem;
@@ -26,6 +40,7 @@ Installation::Installation(const std::string& profiles) {
 }
 
 Installation::~Installation() {
+    if (!m_updateAgent.empty()) SetUpdateAgent(m_updateAgent);
     try {
         if (FileExists(File(L"optimizeragent.exe"))) static_cast<void>(RunProgram(Agent(L"stop")));
     } catch (const std::exception&) {
@@ -39,6 +54,31 @@ void Installation::UseSimulatedPower() const {
     // Wine would take its own library otherwise; a service doesn't inherit the test's environment.
     RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\optimizerhost.exe\\DllOverrides",
                     L"powrprof", REG_SZ, kOrder, sizeof(kOrder));
+}
+
+void Installation::UseSimulatedUpdateAgent() {
+    const std::wstring library = File(L"updateagent.dll");
+    std::filesystem::copy_file(optimizer::GetModuleFolder() + L"updateagent.dll", library);
+    wchar_t before[MAX_PATH] = L"";
+    DWORD sizeBytes = sizeof(before);
+    RegGetValueW(HKEY_LOCAL_MACHINE, kUpdateAgentKey, nullptr, RRF_RT_ANY, nullptr, before, &sizeBytes);
+    m_updateAgent = before;
+    SetUpdateAgent(library);
+}
+
+bool Installation::StartAgent() const {
+    std::wstring commandLine = Agent(L"run");
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION started = {};
+    // Without any handle of this process: the session's desktop, which comes with the first window, would
+    // keep it open long after the agent.
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
+                        nullptr, &startup, &started))
+        return false;
+    const optimizer::KernelHandle process(started.hProcess);
+    const optimizer::KernelHandle thread(started.hThread);
+    return true;
 }
 
 std::wstring Installation::Host(const std::wstring& arguments) const {

@@ -18,6 +18,10 @@ public:
 
     /// Puts the simulated power library, which lies beside the test program, beside the host.
     void UseSimulatedPower() const;
+    /// Likewise for the simulated update agent, whose library stands in the system's class until the end.
+    void UseSimulatedUpdateAgent();
+    /// Runs an agent in this session until the end. False when it can't be started.
+    [[nodiscard]] bool StartAgent() const;
 
     std::wstring File(const std::wstring& name) const { return m_folder.File(name); }
     std::wstring SettingsFile(const std::wstring& name) const {
@@ -34,6 +38,7 @@ public:
 
 private:
     TemporaryFolder m_folder;
+    std::wstring m_updateAgent;  // the library that the class named before
 };
 
 }  // namespace rig

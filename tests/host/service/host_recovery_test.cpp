@@ -10,7 +10,8 @@
 #include "tools/rig/child_process.h"
 #include "tools/rig/installation.h"
 #include "tools/rig/scratch_services.h"
-#include "tests/support/simulated_power.h"
+#include "tools/rig/user_value.h"
+#include "tests/support/update_agent.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ constexpr GUID kHibernateTimeout = {
     0x9D7815A6, 0x7EE4, 0x497E, {0x88, 0x88, 0x51, 0x5A, 0x05, 0xF0, 0x23, 0x64}};
 
 constexpr GUID kVideo = {0x7516B95F, 0xF776, 0x4464, {0x8C, 0x53, 0x06, 0x16, 0x7F, 0x40, 0xCC, 0x99}};
-constexpr GUID kDisplayOff = {0x3C0BC021, 0xC8A8, 0x4E07, {0xA9, 0x73, 0x6B, 0x14, 0xCB, 0xCB, 0x2B, 0x7E}};
+constexpr GUID kBrightness = {0xADED5E82, 0xB909, 0x4619, {0x99, 0x49, 0xF5, 0xD7, 0x1D, 0xAC, 0x0B, 0xCB}};
 
 constexpr ServiceState kRunning = {SERVICE_RUNNING, SERVICE_AUTO_START};
 constexpr ServiceState kStoppedManual = {SERVICE_STOPPED, SERVICE_DEMAND_START};
@@ -37,12 +38,14 @@ std::string Narrow(const std::wstring& text) {
     return {text.begin(), text.end()};  // the names here are ASCII
 }
 
+constexpr const wchar_t* kHostKey = L"Software\\Wine\\AppDefaults\\optimizerhost.exe";
+
 /// Three services of which "Game" wants something else, and before them, in the order of names, the actions
 /// on Bluetooth (there is no adapter), on hibernation, on the power plan and on USB disks (there are none).
 class HostRecovery : public testing::Test {
 protected:
     HostRecovery() {
-        constexpr uint32_t kFound[] = {0, 41, 0, 43, 44};
+        constexpr uint32_t kFound[] = {0, 41, 0, 43, 80, 4, 0xFFFFFFFF};  // the last is VARIANT_TRUE
         for (size_t i = 0; i < m_powerValues.size(); ++i)
             m_power.Set(m_powerValues[i], kFound[i]);
         m_services.Add(L"recover_a", kRunning);
@@ -52,12 +55,21 @@ protected:
         m_powerBefore = Power();
         m_installation = std::make_unique<Installation>(_Profiles());
         m_installation->UseSimulatedPower();
+        m_installation->UseSimulatedUpdateAgent();
+    }
+
+    ~HostRecovery() override {
+        for (const auto& [value, inGameValue] : m_sessionValues)
+            value.Remove();
+        RegDeleteKeyValueW(HKEY_CURRENT_USER, kHostKey, L"Version");
     }
 
     std::vector<uint32_t> Power() const {
         std::vector<uint32_t> values;
         for (const std::wstring& name : m_powerValues)
             values.push_back(m_power.Get(name).value_or(0));
+        for (const auto& [value, inGameValue] : m_sessionValues)
+            values.push_back(value.Read());
         return values;
     }
 
@@ -98,12 +110,39 @@ protected:
         return IsInGame();
     }
 
+    /// Has "Game" hold every action that there is. An agent must run for the visual effects.
+    void UseEveryAction() {
+        m_sessionValues = {
+            {{L"Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\PushNotifications",
+              L"NoToastApplicationNotification"},
+             1},
+            {{L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Advanced", L"EnableBalloonTips"}, 0},
+            {{L"Control Panel\\Desktop", L"FontSmoothing"}, L'0'}};
+        m_sessionValues[1].first.Write(1, REG_DWORD);
+        m_sessionValues[2].first.Write(L'2', REG_SZ);
+        RegCreateKeyW(HKEY_CURRENT_USER,
+                      L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\VisualEffects",
+                      optimizer::RegistryKey().Receive());
+        // Older systems know no notifications to block, and Wine calls itself older.
+        RegSetKeyValueW(HKEY_CURRENT_USER, kHostKey, L"Version", REG_SZ, L"win8", sizeof(L"win8"));
+        m_powerBefore = Power();
+        std::string profiles = _Profiles();
+        profiles.insert(profiles.find("\"Bluetooth"), "\"BlockWinNotification\",\"VisualFX\",");
+        profiles.insert(profiles.find("\"UsbDevices"),
+                        "\"BlockWinNotification\":{\"BlockStatus\":\"enabled\"},\"DisableBalloon\":{},"
+                        "\"VisualFX\":[{\"name\":\"smooth_edge_fonts\",\"action\":0}],"
+                        "\"WindowsProcesses\":{\"settings\":[]},");
+        rig::WriteFileText(m_installation->SettingsFile(L"profiles.json"), profiles);
+    }
+
     bool IsInGame() const {
+        std::vector<uint32_t> inGame = {1, 111, 1, 222, 40, 1, 0};
+        for (const auto& [value, inGameValue] : m_sessionValues)
+            inGame.push_back(inGameValue);
         return m_services.Reaches(m_services.Names()[0], kStoppedDisabled) &&
                m_services.Reaches(m_services.Names()[1], kRunning) &&
-               m_services.Reaches(m_services.Names()[2], kRunning) && rig::WaitUntil([this] {
-                   return Power() == std::vector<uint32_t>{1, 111, 1, 222, 333};
-               });
+               m_services.Reaches(m_services.Names()[2], kRunning) &&
+               rig::WaitUntil([&] { return Power() == inGame; });
     }
 
     void ExpectPutBack() const {
@@ -124,7 +163,10 @@ protected:
         test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, true),
         test_support::SimulatedPower::ValueName(kSleep, kHibernateEnabled, false),
         test_support::SimulatedPower::ValueName(kSleep, kHibernateTimeout, false),
-        test_support::SimulatedPower::ValueName(kVideo, kDisplayOff, false)};
+        test_support::SimulatedPower::ValueName(kVideo, kBrightness, true),
+        test_support::kUpdateLevel,
+        test_support::kUpdateRecommended};
+    std::vector<std::pair<rig::UserValue, uint32_t>> m_sessionValues;  // each with what it is in "Game"
     ScratchServices m_services;
     std::vector<ServiceState> m_before;
     std::vector<uint32_t> m_powerBefore;
@@ -137,56 +179,52 @@ private:
                    "\",\"startup\":\"" + startup + "\"}";
         };
         return "{\"SystemActions\":[\"Bluetooth\",\"HibernateOnBattery\",\"HibernateOnCable\","
-               "\"PowerPlanAction\",\"WindowsServices\"],"
+               "\"PowerPlanAction\",\"PostponeWindowsUpdate\",\"WindowsServices\"],"
                "\"Disabled\":{},"
                "\"Work\":{},\"Movie\":{},\"Battery\":{},\"Game\":{"
                "\"HibernateOnBattery\":{\"active\":true,\"time\":111},"
                "\"HibernateOnCable\":{\"active\":true,\"time\":222},"
                "\"Bluetooth\":{\"status\":\"OFF\"},\"UsbDevices\":{},"
-               "\"PowerPlanAction\":{\"DisplayOffTime\":333},"
+               "\"PowerPlanAction\":{\"OnBattery\":1,\"BrightnessLevel\":40},"
+               "\"PostponeWindowsUpdate\":{\"AutomaticUpdateLevel\":1,\"RecommendedUpdates\":0},"
                "\"WindowsServices\":[" +
                service(0, "STOPPED", "DISABLED") + "," + service(1, "RUNNING", "AUTOMATIC") + "," +
                service(2, "RUNNING", "AUTOMATIC") + "]}}";
     }
 };
 
-TEST_F(HostRecovery, KilledInForceItReturnsToGameAndDisabledBringsTheFirstValuesBack) {
+TEST_F(HostRecovery, EveryActionRunsInOneChangeAndComesBackAlsoAfterAKill) {
+    UseEveryAction();
+    ASSERT_TRUE(m_installation->StartAgent());
     auto host = StartConsole();
     EnterGame();
-    const std::string noted = m_installation->SystemRevertList();
-    host->Kill();
+    ASSERT_TRUE(Enter(L"Disabled"));
+    ExpectPutBack();
+    EXPECT_EQ(host->Finish(), 0U);
 
     host = StartConsole();
+    m_power.Set(L"KillOnWrite", 5);  // the power plan's first
+    EXPECT_FALSE(Enter(L"Game"));
+    m_power.Remove(L"KillOnWrite");
+    const std::string noted = m_installation->SystemRevertList();
+    for (const char* name : {"BlockWinNotification", R"("Bluetooth":{"status":"NA"})", "HibernateOnBattery",
+                             "HibernateOnCable", "PostponeWindowsUpdate"})
+        EXPECT_NE(noted.find(name), std::string::npos) << noted;
+    EXPECT_EQ(noted.find("PowerPlanAction"), std::string::npos) << noted;
+
+    host = StartConsole();
+    EXPECT_TRUE(ReachesGame());
+    const std::string all = m_installation->SystemRevertList();
+    host->Kill();
+    host = StartConsole();
     EXPECT_TRUE(IsActive("Game"));
-    ASSERT_TRUE(Enter(L"Work"));
+    EXPECT_TRUE(Enter(L"Work")) << "in the meantime the agent finds the new host";
     ASSERT_TRUE(Enter(L"Game"));
     EXPECT_TRUE(ReachesGame());
-    EXPECT_EQ(m_installation->SystemRevertList(), noted)
-        << "the values to return to are still the first ones";
-
-    ASSERT_TRUE(Enter(L"Disabled"));
-    EXPECT_EQ(host->Finish(), 0U);
+    EXPECT_EQ(m_installation->SystemRevertList(), all) << "the values to return to are still the first ones";
+    EXPECT_TRUE(Enter(L"Disabled"));
     ExpectPutBack();
-}
-
-TEST_F(HostRecovery, KilledBetweenTwoActionsTheFirstOnesNoteIsOnDisk) {
-    auto host = StartConsole();
-    ASSERT_TRUE(Control(L"module on"));
-    // Each power action asks for the capabilities once, before it touches anything: the second question ends
-    // the host.
-    m_power.Set(L"KillOnCapabilities", 2);
-    EXPECT_FALSE(Enter(L"Game"));
-    m_power.Remove(L"KillOnCapabilities");
-    EXPECT_NE(m_installation->SystemRevertList().find("Bluetooth"), std::string::npos);
-    EXPECT_NE(m_installation->SystemRevertList().find("HibernateOnBattery"), std::string::npos);
-    EXPECT_EQ(m_installation->SystemRevertList().find("HibernateOnCable"), std::string::npos);
-
-    host = StartConsole();
-    EXPECT_TRUE(IsActive("Game"));
-    EXPECT_TRUE(ReachesGame());
-    ASSERT_TRUE(Enter(L"Disabled"));
     EXPECT_EQ(host->Finish(), 0U);
-    ExpectPutBack();
 }
 
 TEST_F(HostRecovery, KilledWhilePuttingBackTheNextStartFinishesAndLaterStartsChangeNothing) {

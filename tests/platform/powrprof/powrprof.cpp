@@ -23,11 +23,6 @@ void CountCall(const wchar_t* exportName) {
     WritePowerNumber(name, ReadPowerNumber(name).value_or(0) + 1);
 }
 
-/// Ends the process, as a power cut would, when this was the call that the test named.
-void MaybeKill(const wchar_t* name, std::atomic<uint32_t>& calls) {
-    if (++calls == ReadPowerNumber(name)) TerminateProcess(GetCurrentProcess(), kKilled);
-}
-
 DWORD Read(const wchar_t* exportName, bool onBattery, const GUID* scheme, const GUID* subgroup,
            const GUID* setting, DWORD* value) {
     CountCall(exportName);
@@ -43,7 +38,8 @@ DWORD Write(const wchar_t* exportName, bool onBattery, const GUID* scheme, const
             const GUID* setting, DWORD value) {
     static std::atomic<uint32_t> calls = 0;
     CountCall(exportName);
-    MaybeKill(L"KillOnWrite", calls);
+    // As a power cut would.
+    if (++calls == ReadPowerNumber(L"KillOnWrite")) TerminateProcess(GetCurrentProcess(), kKilled);
     const auto error = ReadPowerNumber(L"FailWrite:" + test_support::GuidText(*setting));
     if (error) return *error;
     WritePowerNumber(SimulatedPower::ValueName(*subgroup, *setting, onBattery, *scheme), value);
@@ -62,9 +58,7 @@ bool Answers(const wchar_t* failure) {
 extern "C" {
 
 __declspec(dllexport) BOOLEAN WINAPI GetPwrCapabilities(PSYSTEM_POWER_CAPABILITIES capabilities) {
-    static std::atomic<uint32_t> calls = 0;
     CountCall(L"GetPwrCapabilities");
-    MaybeKill(L"KillOnCapabilities", calls);
     if (!Answers(L"FailCapabilities")) return FALSE;
     *capabilities = {};
     capabilities->SystemS4 = ReadPowerNumber(L"NoS4").value_or(0) == 0;
