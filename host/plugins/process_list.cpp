@@ -72,8 +72,8 @@ uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out) {
     return ERROR_SUCCESS;
 }
 
-std::vector<std::shared_ptr<const RunningProcess>> MissingIn(const ProcessList& to, const ProcessList& from) {
-    std::vector<std::shared_ptr<const RunningProcess>> missing;
+RunningProcesses MissingIn(const ProcessList& to, const ProcessList& from) {
+    RunningProcesses missing;
     for (const auto& [pid, running] : from) {
         const auto found = to.find(pid);
         if (found == to.end() || found->second != running) missing.push_back(running);

@@ -20,6 +20,8 @@ struct RunningProcess {
     optimizer::KernelHandle process;
 };
 
+using RunningProcesses = std::vector<std::shared_ptr<const RunningProcess>>;
+
 /// What runs, by process id. A process is the same object in each list that it is in.
 using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
 
@@ -28,6 +30,6 @@ using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
 [[nodiscard]] uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out);
 
 /// What `from` has and `to` hasn't.
-std::vector<std::shared_ptr<const RunningProcess>> MissingIn(const ProcessList& to, const ProcessList& from);
+RunningProcesses MissingIn(const ProcessList& to, const ProcessList& from);
 
 }  // namespace host
