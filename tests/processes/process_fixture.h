@@ -28,6 +28,7 @@ extern Machine* g_machine;
 
 struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     bool RegisterProcessNotifyCallback(ProcessNotifyFunction* f, void* c, uint64_t) override {
+        if (isShortOfMemory) throw std::bad_alloc();
         if (!refuses) function = f, context = c;
         return !refuses;
     }
@@ -44,6 +45,7 @@ struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     ProcessNotifyFunction* function = nullptr;
     void* context = nullptr;
     bool refuses = false;
+    bool isShortOfMemory = false;
 };
 
 /// Knows which names each list includes, and how often it was asked.
@@ -79,11 +81,15 @@ struct FakeEngine final : FakePlugin<IOptimizer> {
     uint32_t StartTask(const int32_t*) override { return 0; }
     void CancelTask(const int32_t*) override {}
     uint32_t SetProfile(const profile*) override { return 0; }
-    uint32_t GetProfile(profile* out) override { return *out = active, error; }
+    uint32_t GetProfile(profile* out) override {
+        *out = active;
+        if (active != meanwhile) Change(active = meanwhile);
+        return error;
+    }
     uint32_t SetProfileConfig(const profile*, vx::String*) override { return 0; }
     uint32_t GetProfileConfig(const profile*, vx::String*) override { return 0; }
     uint32_t SetModuleEnable(bool) override { return 0; }
-    uint32_t GetModuleEnable(bool*) override { return 0; }
+    uint32_t GetModuleEnable(bool* out) override { return *out = on, 0; }
     uint32_t AddEventsObserver(IOptimizerEvents* o) override { return observer = o, 0; }
     uint32_t RemoveEventsObserver(IOptimizerEvents*) override { return observer = nullptr, 0; }
     void* DeletingDestructor(uint32_t) override { return nullptr; }
@@ -91,6 +97,8 @@ struct FakeEngine final : FakePlugin<IOptimizer> {
     void Change(profile next) const { observer->OnProfileChanged(L"", &next); }
 
     profile active = profile::Disabled;
+    profile meanwhile = profile::Disabled;  // becomes active while somebody asks
+    bool on = true;
     uint32_t error = 0;
     IOptimizerEvents* observer = nullptr;
 };
