@@ -93,5 +93,7 @@ Figure QueueBatch();
 Figure PipeCall();
 Figure PipeBroadcast();
 Figure HostMemory();
+Figure ProcessPicture();
+Figure KnownAnswer();
 
 }  // namespace bench

@@ -17,9 +17,12 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {"site", &bench::TraceSite},        {"scope", &bench::TraceScope},        {"lock", &bench::ReadLock},
-    {"profile", &bench::ProfileChange}, {"queue", &bench::QueueOneByOne},     {"batch", &bench::QueueBatch},
-    {"call", &bench::PipeCall},         {"broadcast", &bench::PipeBroadcast}, {"memory", &bench::HostMemory},
+    {"site", &bench::TraceSite},      {"scope", &bench::TraceScope},
+    {"lock", &bench::ReadLock},       {"profile", &bench::ProfileChange},
+    {"queue", &bench::QueueOneByOne}, {"batch", &bench::QueueBatch},
+    {"call", &bench::PipeCall},       {"broadcast", &bench::PipeBroadcast},
+    {"memory", &bench::HostMemory},   {"processes", &bench::ProcessPicture},
+    {"answer", &bench::KnownAnswer},
 };
 
 const Row* FindRow(std::string_view name) {
