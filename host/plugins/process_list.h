@@ -22,7 +22,8 @@ struct RunningProcess {
 
 using RunningProcesses = std::vector<std::shared_ptr<const RunningProcess>>;
 
-/// What runs, by process id. A process is the same object in each list that it is in.
+/// What runs, by process id. A process is the same object in each list that it is in, but for one that gets
+/// its path later: it becomes another one then.
 using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
 
 /// The list of now, with the objects of an earlier one for what is still there. 0 or the system's error, with
