@@ -49,11 +49,4 @@ size_t PrivateBytes(DWORD processId) {
     return counters.PagefileUsage;
 }
 
-DWORD HandleCount(DWORD processId) {
-    DWORD count = 0;
-    if (!GetProcessHandleCount(Open(processId).Get(), &count))
-        throw std::runtime_error("the system doesn't tell a process's handles");
-    return count;
-}
-
 }  // namespace rig

@@ -14,6 +14,5 @@ DWORD PriorityClass(DWORD processId);
 /// "NORMAL" and the like.
 std::wstring PriorityText(DWORD priorityClass);
 size_t PrivateBytes(DWORD processId);
-DWORD HandleCount(DWORD processId);
 
 }  // namespace rig
