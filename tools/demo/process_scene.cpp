@@ -39,11 +39,12 @@ ProcessScene::ProcessScene(const rig::Installation& installation, RunShown runSh
     runShown(
         installation.Control(std::wstring(L"apps add Game ") + kProgram + L" --product \"Scratch Product\""));
     _Start(L"runs all the time");
-    m_foundClass = rig::PriorityClass(m_programs.front().process->Id());
+    const DWORD id = m_programs.front().process->Id();
+    m_foundClass = rig::PriorityClass(id);  // NOLINT(cppcoreguidelines-prefer-member-initializer): not before
     host::PrintLine(L"");
     host::PrintLine(
         L"a program of that name, its process id, and the priority class that the system reports");
-    PrintProgram(m_programs.front().process->Id(), m_foundClass, m_programs.front().remark);
+    PrintProgram(id, m_foundClass, m_programs.front().remark);
 }
 
 void ProcessScene::_Start(const wchar_t* remark) {
