@@ -96,5 +96,7 @@ Figure HostMemory();
 Figure BootPass();
 Figure BootMemory();
 Figure WholeBoot();
+Figure ProcessPicture();
+Figure KnownAnswer();
 
 }  // namespace bench

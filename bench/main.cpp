@@ -17,10 +17,20 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {"site", &bench::TraceSite},        {"scope", &bench::TraceScope},        {"lock", &bench::ReadLock},
-    {"profile", &bench::ProfileChange}, {"queue", &bench::QueueOneByOne},     {"batch", &bench::QueueBatch},
-    {"call", &bench::PipeCall},         {"broadcast", &bench::PipeBroadcast}, {"memory", &bench::HostMemory},
-    {"bootpass", &bench::BootPass},     {"sample", &bench::BootMemory},       {"boot", &bench::WholeBoot},
+    {"site", &bench::TraceSite},
+    {"scope", &bench::TraceScope},
+    {"lock", &bench::ReadLock},
+    {"profile", &bench::ProfileChange},
+    {"queue", &bench::QueueOneByOne},
+    {"batch", &bench::QueueBatch},
+    {"call", &bench::PipeCall},
+    {"broadcast", &bench::PipeBroadcast},
+    {"memory", &bench::HostMemory},
+    {"bootpass", &bench::BootPass},
+    {"sample", &bench::BootMemory},
+    {"boot", &bench::WholeBoot},
+    {"processes", &bench::ProcessPicture},
+    {"answer", &bench::KnownAnswer},
 };
 
 const Row* FindRow(std::string_view name) {

@@ -16,7 +16,9 @@ DWORD WriteWhole(const std::wstring& path, const std::string& text) {
     const bool succeeded =
         file && WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
         FlushFileBuffers(file.Get());
-    return succeeded ? ERROR_SUCCESS : GetLastError();
+    if (!succeeded) return GetLastError();
+    // A full disk may take a part and call it a success; the old file is worth more than that.
+    return written == text.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
 }
 
 }  // namespace

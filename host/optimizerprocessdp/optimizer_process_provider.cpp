@@ -1,7 +1,8 @@
 #include "optimizerprocessdp/optimizer_process_provider.h"
 
-#include <algorithm>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
@@ -32,6 +33,27 @@ void Fill(ProcessEntryList& list, const Applications& applications) {
 }
 
 }  // namespace
+
+/// What observers hear of one profile's list.
+struct COptimizerProcessProvider::Change {
+    /// Null when nothing changed.
+    static std::unique_ptr<Change> Find(profile which, const Applications& before, const Applications& now) {
+        const Applications addedOnes = EntriesMissingIn(before, now);
+        Applications goneOnes = EntriesMissingIn(now, before);
+        if (addedOnes.empty() && goneOnes.empty()) return nullptr;
+        // An entry that went while another one covers it is still included.
+        std::erase_if(goneOnes, [&](const Application& one) { return Includes(now, one.name, one.product); });
+        auto change = std::make_unique<Change>();
+        change->which = which;
+        Fill(change->added, addedOnes);
+        Fill(change->gone, goneOnes);
+        return change;
+    }
+
+    profile which = profile::Disabled;
+    ProcessEntryList added;
+    ProcessEntryList gone;
+};
 
 COptimizerProcessProvider::COptimizerProcessProvider() : m_stop(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     m_log.Get();
@@ -126,42 +148,36 @@ bool COptimizerProcessProvider::_Read() {
     const SettingsFileState state = ReadApplications(m_folder + kApplicationsFile, fresh, failure);
     if (failure != m_failure && !failure.empty()) TRACE_LINE(trace::kWarning, L"%s", failure.c_str());
     m_failure = failure;
-    if (state == SettingsFileState::Ok || state == SettingsFileState::Absent) _Take(fresh);
+    if (state == SettingsFileState::Ok || state == SettingsFileState::Absent) _Take(std::move(fresh));
     return state != SettingsFileState::Unreadable;
 }
 
-void COptimizerProcessProvider::_Take(const ApplicationLists& fresh) {
-    ApplicationLists before;
+void COptimizerProcessProvider::_Take(ApplicationLists fresh) {
+    // The whole news before the exchange: a shortage of memory in here leaves the old lists, and the next
+    // reading finds the same change.
+    std::vector<std::unique_ptr<Change>> changes;
     {
         const CriticalSectionGuard guard(m_lock);
-        before = std::exchange(m_lists, fresh);
+        for (const profile which : kListedProfiles) {
+            if (auto change = Change::Find(which, *m_lists.Of(which), *fresh.Of(which)))
+                changes.push_back(std::move(change));
+        }
+        std::swap(m_lists, fresh);
     }
-    for (const profile which : kListedProfiles)
-        _TellChanges(which, *before.Of(which), *fresh.Of(which));
+    for (const auto& change : changes)
+        _Tell(*change);
 }
 
-void COptimizerProcessProvider::_TellChanges(profile which, const Applications& before,
-                                             const Applications& now) {
-    TRACE_SCOPE("COptimizerProcessProvider::_TellChanges");
-    const Applications addedOnes = EntriesMissingIn(before, now);
-    const Applications removedOnes = EntriesMissingIn(now, before);
-    if (addedOnes.empty() && removedOnes.empty()) return;
-    TRACE_LINE(trace::kInformation, L"profile=%u added=%u removed=%u", which,
-               static_cast<uint32_t>(addedOnes.size()), static_cast<uint32_t>(removedOnes.size()));
-
-    // An entry that went while another one covers it is still included.
-    Applications goneOnes;
-    std::copy_if(removedOnes.begin(), removedOnes.end(), std::back_inserter(goneOnes),
-                 [&](const Application& one) { return !Includes(now, one.name, one.product); });
-    ProcessEntryList added;
-    ProcessEntryList gone;
-    Fill(added, addedOnes);
-    Fill(gone, goneOnes);
+void COptimizerProcessProvider::_Tell(Change& change) {
+    TRACE_SCOPE("COptimizerProcessProvider::_Tell");
+    const profile which = change.which;
+    TRACE_LINE(trace::kInformation, L"profile=%u added=%u gone=%u", which,
+               static_cast<uint32_t>(change.added.GetCount()), static_cast<uint32_t>(change.gone.GetCount()));
     constexpr auto kEntries = ProcessEventKind::Entries;
     constexpr auto kList = ProcessEventKind::List;
     m_detailsObservers.ForEach([&](IOptimizerProcessDPDetailsEvents* observer) {
-        if (!addedOnes.empty()) observer->OnProcessesAdded(&kEntries, &which, &added);
-        if (!goneOnes.empty()) observer->OnProcessesRemoved(&kEntries, &which, &gone);
+        if (change.added.GetCount() != 0) observer->OnProcessesAdded(&kEntries, &which, &change.added);
+        if (change.gone.GetCount() != 0) observer->OnProcessesRemoved(&kEntries, &which, &change.gone);
     });
     m_listObservers.ForEach(
         [&](IOptimizerProcessDPEvents* observer) { observer->OnProcessesListChanged(&kList, &which); });

@@ -49,10 +49,12 @@ public:
     uint32_t UnregisterListEvents(IOptimizerProcessDPEvents* observer) override;
 
 private:
+    struct Change;
+
     void _Run();
     bool _Read();
-    void _Take(const ApplicationLists& fresh);
-    void _TellChanges(profile which, const Applications& before, const Applications& now);
+    void _Take(ApplicationLists fresh);
+    void _Tell(Change& change);
 
     optimizer::trace::LogHolder m_log;
     std::wstring m_folder;

@@ -58,12 +58,15 @@ uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out) {
     for (BOOL found = Process32FirstW(snapshot.Get(), &entry); found;
          found = Process32NextW(snapshot.Get(), &entry)) {
         const auto known = earlier.find(entry.th32ProcessID);
-        if (known != earlier.end() && IsStill(*known->second, entry)) {
+        const bool isKnown = known != earlier.end() && IsStill(*known->second, entry);
+        // One that was met while the system still made it has no path at first. Asked again, it becomes
+        // another object: without a path it was of no use to anybody.
+        auto opened = !isKnown || known->second->path.empty() ? Open(entry) : nullptr;
+        if (isKnown && (opened == nullptr || opened->path.empty())) {
             now.insert(*known);
             continue;
         }
         // Somebody's handle may keep an ended process in the system's list.
-        auto opened = Open(entry);
         if (!HasEnded(*opened)) now.emplace(entry.th32ProcessID, std::move(opened));
     }
     const DWORD error = GetLastError();
@@ -72,8 +75,8 @@ uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out) {
     return ERROR_SUCCESS;
 }
 
-std::vector<std::shared_ptr<const RunningProcess>> MissingIn(const ProcessList& to, const ProcessList& from) {
-    std::vector<std::shared_ptr<const RunningProcess>> missing;
+RunningProcesses MissingIn(const ProcessList& to, const ProcessList& from) {
+    RunningProcesses missing;
     for (const auto& [pid, running] : from) {
         const auto found = to.find(pid);
         if (found == to.end() || found->second != running) missing.push_back(running);

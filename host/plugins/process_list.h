@@ -20,7 +20,10 @@ struct RunningProcess {
     optimizer::KernelHandle process;
 };
 
-/// What runs, by process id. A process is the same object in each list that it is in.
+using RunningProcesses = std::vector<std::shared_ptr<const RunningProcess>>;
+
+/// What runs, by process id. A process is the same object in each list that it is in, but for one that gets
+/// its path later: it becomes another one then.
 using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
 
 /// The list of now, with the objects of an earlier one for what is still there. 0 or the system's error, with
@@ -28,6 +31,6 @@ using ProcessList = std::map<uint32_t, std::shared_ptr<const RunningProcess>>;
 [[nodiscard]] uint32_t TakeProcessList(const ProcessList& earlier, ProcessList& out);
 
 /// What `from` has and `to` hasn't.
-std::vector<std::shared_ptr<const RunningProcess>> MissingIn(const ProcessList& to, const ProcessList& from);
+RunningProcesses MissingIn(const ProcessList& to, const ProcessList& from);
 
 }  // namespace host

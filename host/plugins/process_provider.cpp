@@ -78,6 +78,7 @@ uint32_t CProcessProvider::Start() {
     return optimizer::Guarded([this] {
         ResetEvent(m_stop.Get());
         m_thread = std::thread([this] { _Run(); });
+        SetEvent(m_registered.Get());  // for the registrations that outlived a Stop
         return uint32_t{ERROR_SUCCESS};
     });
 }
@@ -162,16 +163,19 @@ void CProcessProvider::_Compare() {
     }
     _Look();
     const auto now = m_last;
-    // Copies: a function may take its own registration back.
-    const std::vector<Registration> registrations = m_registrations;
+    // All of it before anything is told: a shortage of memory in here leaves every registration with what it
+    // has seen, and the next comparison makes up for it. Copies, as a function may take its registration
+    // back.
+    std::vector<News> news;
+    for (const Registration& one : m_registrations)
+        news.push_back({one, MissingIn(*now, *one.seen), MissingIn(*one.seen, *now)});
     for (Registration& one : m_registrations)
         one.seen = now;
-    for (const Registration& one : registrations) {
-        if (one.seen == now) continue;
-        for (const auto& ended : MissingIn(*now, *one.seen))
-            _Tell(one, *ended, _PROCESS_NOTIF::kEnded);
-        for (const auto& started : MissingIn(*one.seen, *now))
-            _Tell(one, *started, 0);
+    for (const News& one : news) {
+        for (const auto& ended : one.ended)
+            _Tell(one.registration, *ended, _PROCESS_NOTIF::kEnded);
+        for (const auto& started : one.started)
+            _Tell(one.registration, *started, 0);
     }
 }
 

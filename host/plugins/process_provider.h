@@ -32,7 +32,8 @@ public:
     uint32_t Init(IServMain* main) override;
     void UnInit() override;
     uint32_t Start() override;
-    /// Blocks until the thread has ended. Registrations stay, and hear of nothing.
+    /// Blocks until the thread has ended. Registrations stay and hear of nothing until the next Start, which
+    /// tells them what changed meanwhile.
     uint32_t Stop() override;
     bool RegisterProcessNotifyCallback(ProcessNotifyFunction* function, void* context,
                                        uint64_t reserved) override;
@@ -43,6 +44,12 @@ private:
         ProcessNotifyFunction* function;
         void* context;
         std::shared_ptr<const ProcessList> seen;
+    };
+    /// What one registration is to be told.
+    struct News {
+        Registration registration;
+        RunningProcesses ended;
+        RunningProcesses started;
     };
 
     void _Run();

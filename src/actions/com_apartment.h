@@ -4,7 +4,7 @@
 
 namespace optimizer {
 
-/// Has COM ready on the thread that makes and ends it.
+/// Has COM ready on the thread that makes and ends it. Not on one that somebody has initialised the other way.
 class ComApartment {
 public:
     ComApartment() : m_result(CoInitialize(nullptr)) {}
@@ -14,8 +14,7 @@ public:
     ComApartment(const ComApartment&) = delete;
     ComApartment& operator=(const ComApartment&) = delete;
 
-    /// A thread on which somebody has initialised COM the other way serves as well.
-    bool IsReady() const { return SUCCEEDED(m_result) || m_result == RPC_E_CHANGED_MODE; }
+    bool IsReady() const { return SUCCEEDED(m_result); }
 
 private:
     HRESULT m_result;

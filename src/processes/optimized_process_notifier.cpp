@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <utility>
 
+#include "frame/guarded.h"
 #include "frame/trace.h"
 #include "frame/work_item.h"
 
@@ -29,14 +30,16 @@ void COptimizedProcessNotifier::Stop() {
 uint32_t COptimizedProcessNotifier::Notify(const wchar_t* name, uint32_t count) {
     TRACE_SCOPE("COptimizedProcessNotifier::Notify");
     if (m_serial == nullptr) return ERROR_INVALID_HANDLE;
-    const Name copy(_wcsdup(name), &std::free);
-    if (copy == nullptr) return ERROR_OUTOFMEMORY;
-    using Item = EqWorkItemMember2<void, COptimizedProcessNotifier, Name, uint32_t>;
-    auto* const item = new Item(this, copy, count, &COptimizedProcessNotifier::_Deliver);
-    const uint32_t error =
-        m_serial->Post(L"COptimizedProcessNotifier_NewOptimizedProcess", nullptr, item, 0, 0, 0);
-    if (error != ERROR_SUCCESS) item->Dispose();
-    return error;
+    return Guarded([&] {
+        const Name copy(_wcsdup(name), &std::free);
+        if (copy == nullptr) return uint32_t{ERROR_OUTOFMEMORY};
+        using Item = EqWorkItemMember2<void, COptimizedProcessNotifier, Name, uint32_t>;
+        auto* const item = new Item(this, copy, count, &COptimizedProcessNotifier::_Deliver);
+        const uint32_t error =
+            m_serial->Post(L"COptimizedProcessNotifier_NewOptimizedProcess", nullptr, item, 0, 0, 0);
+        if (error != ERROR_SUCCESS) item->Dispose();
+        return error;
+    });
 }
 
 uint32_t COptimizedProcessNotifier::RegisterObserver(IOptimizedProcessesObserver* observer) {
@@ -50,8 +53,11 @@ uint32_t COptimizedProcessNotifier::UnregisterObserver(IOptimizedProcessesObserv
 void COptimizedProcessNotifier::_Deliver(Name name, uint32_t count) {
     TRACE_SCOPE("COptimizedProcessNotifier::_Deliver");
     TRACE_LINE(trace::kInformation, L"name=%s count=%d", name.get(), count);
-    m_observers.ForEach(
-        [&](IOptimizedProcessesObserver* observer) { observer->OnProcessOptimized(name.get(), count); });
+    static_cast<void>(Guarded([&] {
+        m_observers.ForEach(
+            [&](IOptimizedProcessesObserver* observer) { observer->OnProcessOptimized(name.get(), count); });
+        return uint32_t{ERROR_SUCCESS};
+    }));
 }
 
 }  // namespace optimizer

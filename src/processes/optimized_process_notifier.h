@@ -10,7 +10,8 @@ namespace optimizer {
 class IOptimizedProcessesObserver {
 public:
     /// `count` processes of the application `name` were raised; 0 is told too. On the notifier's serial
-    /// execution; an observer must not register or unregister from inside.
+    /// execution. An observer that wants to leave unregisters on another thread: from inside it would wait
+    /// for itself.
     virtual void OnProcessOptimized(const wchar_t* name, uint32_t count) = 0;
 
 protected:
@@ -19,7 +20,8 @@ protected:
 
 class IOptimizedProcessNotifier {
 public:
-    /// Posts the news and returns; 0 or an error of the queue.
+    /// Posts the news and returns; 0, 6 (ERROR_INVALID_HANDLE) while it isn't started, 14
+    /// (ERROR_OUTOFMEMORY) or an error of the queue. Throws nothing.
     virtual uint32_t Notify(const wchar_t* name, uint32_t count) = 0;
     virtual uint32_t RegisterObserver(IOptimizedProcessesObserver* observer) = 0;
     /// Blocks while a delivery is in flight.

@@ -92,16 +92,12 @@ bool COptimizerProcesses::_GetStatus(const std::wstring& name, const std::wstrin
         TRACE_LINE(trace::kInformation, L"invalid profile %d", m_profile);
         return false;
     }
-    const bool* const known = _FindKnown(name, product);
-    if (known == nullptr) return _Ask(name, product);
-    TRACE_LINE(trace::kInformation, L"cached result=%s", TrueFalse(*known));
-    return *known;
-}
-
-/// Still under the lock, so that the answer is kept for the list that it was given for.
-bool COptimizerProcesses::_Ask(const std::wstring& name, const std::wstring& product) {
-    TRACE_SCOPE("COptimizerProcesses::GetStatus");
+    if (const bool* const known = _FindKnown(name, product)) {
+        TRACE_LINE(trace::kInformation, L"cached result=%s", TrueFalse(*known));
+        return *known;
+    }
     if (m_provider == nullptr) return false;
+    // Still under the lock, so that the answer is kept for the list that it was given for.
     const vx::String vxName(name.c_str());
     const vx::String vxProduct(product.c_str());
     bool result = false;

@@ -53,7 +53,6 @@ private:
     // Under the lock.
     const bool* _FindKnown(const std::wstring& name, const std::wstring& product) const;
     bool _GetStatus(const std::wstring& name, const std::wstring& product);
-    bool _Ask(const std::wstring& name, const std::wstring& product);
     void _Store(profile which, OptimizerProcessList* entries, bool included);
     void _Tell();
 

@@ -38,9 +38,11 @@ bool CProcessDP::Init() {
     m_processDp = RequestPlugin<IProcessProvider>(m_main->GetComponentManager(), kProcessDp);
     if (m_processDp == nullptr) return false;
     if (m_queue != nullptr) m_queue->CreateSerialExecution(&m_serial);
-    if (m_serial == nullptr) TRACE_LINE(trace::kError, L"Could not create serial execution!");
-    if (m_processDp->RegisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this, 0)) return true;
-    TRACE_LINE(trace::kError, L"RegisterProcessNotifyCallback failed");
+    // Without a serial execution every notification would be dropped: better not to ask for them.
+    if (m_serial != nullptr) {
+        if (m_processDp->RegisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this, 0)) return true;
+        TRACE_LINE(trace::kError, L"RegisterProcessNotifyCallback failed");
+    }
     m_main->GetComponentManager()->ReleasePlugin(kProcessDp);
     m_processDp = nullptr;
     return false;
@@ -90,7 +92,11 @@ void CProcessDP::_OnProcessNotify(const _PROCESS_NOTIF* record) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param): a work item's argument comes by value
 void CProcessDP::ProcessNotifyWorkItem(ProcessNotification record) {
     TRACE_SCOPE("CProcessDP::ProcessNotifyWorkItem");
-    if (m_observer != nullptr) m_observer->OnProcessNotify(record.get());
+    if (m_observer == nullptr) return;
+    static_cast<void>(Guarded([&] {
+        m_observer->OnProcessNotify(record.get());
+        return uint32_t{0};
+    }));
 }
 
 }  // namespace optimizer

@@ -74,15 +74,40 @@ void CProfileMonitor::Stop() {
 
 void CProfileMonitor::_GetProfile() {
     TRACE_SCOPE("CProfileMonitor::_GetProfile");
-    profile current = profile::Disabled;
-    if (m_optimizer->GetProfile(&current) != ERROR_SUCCESS) return;
-    OnProfileChanged(L"", &current);
+    // A change that is told during the read may be newer than what was read, so that it is read again. The
+    // read takes the engine's locks, which whoever tells a change holds already: none of ours meanwhile.
+    for (;;) {
+        const uint32_t changes = m_changes;
+        profile current = profile::Disabled;
+        if (m_optimizer->GetProfile(&current) != ERROR_SUCCESS) return;
+        const profile inForce = _InForce(current);
+        CriticalSectionGuard guard(m_deliveryLock);
+        if (changes != m_changes) continue;
+        _Deliver(inForce);
+        return;
+    }
 }
 
 void CProfileMonitor::OnProfileChanged(const wchar_t*, const profile* changed) {
     TRACE_SCOPE("CProfileMonitor::OnProfileChanged");
+    const profile inForce = _InForce(*changed);
+    CriticalSectionGuard guard(m_deliveryLock);
+    ++m_changes;
+    _Deliver(inForce);
+}
+
+/// A module that is off remembers the choice of a profile and changes nothing on the machine for it, so that
+/// no process may be raised for it either. Off, the engine still names the choice as its profile.
+CProfileMonitor::profile CProfileMonitor::_InForce(profile named) const {
+    bool on = true;
+    const bool isKnown = m_optimizer->GetModuleEnable(&on) == ERROR_SUCCESS;
+    return isKnown && !on ? profile::Disabled : named;
+}
+
+/// Under the delivery lock, so that the newest one comes last.
+void CProfileMonitor::_Deliver(profile next) {
     static_cast<void>(Guarded([&] {
-        m_observer->OnProfileChanged(changed);
+        m_observer->OnProfileChanged(&next);
         return uint32_t{ERROR_SUCCESS};
     }));
 }

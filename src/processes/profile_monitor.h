@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "border/host.h"
 #include "border/optimizer.h"
 #include "frame/critical_section.h"
@@ -16,8 +18,9 @@ protected:
     ~IProfileMonitorObserver() = default;
 };
 
-/// Tells which profile is current: once after the start, by asking the engine, and then with every change.
-/// Owned by CWindowsProcessesAction. Start and Stop from any thread.
+/// Tells which profile is current: once after the start, by asking the engine, and then with every change;
+/// "Disabled" while the module is off. Of two deliveries the later one is the newer. Owned by
+/// CWindowsProcessesAction. Start and Stop from any thread, without the engine's locks.
 class CProfileMonitor final : public IOptimizerEvents {
 public:
     CProfileMonitor(IServMain* main, IProfileMonitorObserver* observer)
@@ -43,6 +46,8 @@ private:
     void _Unbind();
     void _PostGetProfile();
     void _GetProfile();
+    profile _InForce(profile named) const;
+    void _Deliver(profile next);
 
     IServMain* const m_main;
     IEventQueue* m_queue = nullptr;
@@ -50,7 +55,9 @@ private:
     IProfileMonitorObserver* const m_observer;
     IOptimizer* m_optimizer = nullptr;
     int32_t m_started = 0;
-    CCriticalSection m_lock;  // over Start and Stop, not over deliveries
+    CCriticalSection m_lock;              // over Start and Stop, not over deliveries
+    CCriticalSection m_deliveryLock;      // behind the engine's locks, before the observer's
+    std::atomic<uint32_t> m_changes = 0;  // told since the start; written under m_deliveryLock
 };
 
 }  // namespace optimizer

@@ -29,8 +29,11 @@ CSnapshot::~CSnapshot() {
 
 bool CSnapshot::Start() {
     TRACE_SCOPE("CSnapshot::Start");
-    Stop();  // a feed of an earlier start would touch the map meanwhile
-    m_processes.clear();
+    Stop();  // a feed of an earlier start would go on about a picture that is gone
+    {
+        CriticalSectionGuard guard(m_lock);
+        m_processes.clear();
+    }
     TakeSnapshot();
     if (m_processDp->Init()) return true;
     m_processDp->Uninit();
@@ -44,7 +47,6 @@ void CSnapshot::Stop() {
 
 void CSnapshot::TakeSnapshot() {
     TRACE_SCOPE("CSnapshot::TakeSnapshot");
-    // No lock: nobody is told of processes yet.
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     if (!snapshot) {
         const DWORD error = GetLastError();
@@ -58,16 +60,20 @@ void CSnapshot::TakeSnapshot() {
         TRACE_LINE(trace::kError, L"Process32First error 0x%x", error);
         return;
     }
+    // No lock over the slow part: those who ask meanwhile find what was there before.
+    ProcessMap running;
     do {
         SnapshotKey key(ToLower(entry.szExeFile), std::wstring());
         std::wstring product;
         if (GetProductName(entry.th32ProcessID, product)) key.second = ToLower(std::move(product));
-        m_processes[std::move(key)].push_back(entry.th32ProcessID);
+        running[std::move(key)].push_back(entry.th32ProcessID);
     } while (Process32NextW(snapshot.Get(), &entry));
     const DWORD error = GetLastError();
     if (error != ERROR_SUCCESS && error != ERROR_NO_MORE_FILES) {
         TRACE_LINE(trace::kError, L"Process32Next error 0x%x", error);
     }
+    CriticalSectionGuard guard(m_lock);
+    m_processes.swap(running);
 }
 
 bool CSnapshot::GetProductName(uint32_t pid, std::wstring& product) {

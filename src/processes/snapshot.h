@@ -40,6 +40,8 @@ public:
     bool Start();
     /// Cuts the feed and leaves the picture. Blocks until an observer's call has ended.
     void Stop();
+    /// Puts a new picture in the place of the one before, at once and whole; leaves that one when the system
+    /// doesn't list its processes.
     void TakeSnapshot();
 
     /// Appends every key, in order.
@@ -54,13 +56,15 @@ public:
     void OnProcessNotify(const _PROCESS_NOTIF* record) override;
 
 private:
+    /// At least one pid each; a pid may stand twice.
+    using ProcessMap = std::map<SnapshotKey, std::vector<uint32_t>, SnapshotKeyLess>;
+
     void _AddStarted(const SnapshotKey& key, uint32_t pid);
     bool _RemoveEnded(const SnapshotKey& key, uint32_t pid);
 
     ISnapshotObserver* const m_observer;
     std::unique_ptr<CProcessDP> m_processDp;
-    /// At least one pid each; a pid may stand twice. Guarded by m_lock.
-    std::map<SnapshotKey, std::vector<uint32_t>, SnapshotKeyLess> m_processes;
+    ProcessMap m_processes;  // guarded by m_lock
     CCriticalSection m_lock;
 };
 

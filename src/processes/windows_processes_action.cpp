@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/guarded.h"
 #include "frame/trace.h"
 #include "frame/work_item.h"
 #include "processes/optimized_process_notifier.h"
@@ -36,6 +37,7 @@ CWindowsProcessesAction::~CWindowsProcessesAction() {
     TRACE_SCOPE("CWindowsProcessesAction::~CWindowsProcessesAction");
     m_profileMonitor->Stop();
     if (_IsRunning()) Stop();
+    _EndSerial();  // without the system's event there is no mark, and yet work in flight
     m_optimizerProcesses.reset();
     m_snapshot.reset();
     m_profileMonitor.reset();
@@ -50,6 +52,14 @@ uint32_t CWindowsProcessesAction::Start() {
     if (m_starting != 0 || _IsRunning()) return 0;
     m_starting.exchange(1);
     if (m_main == nullptr) return 0;  // the flag stays set: nothing will ever run here
+    const uint32_t error = Guarded([this] { return _Bind(), uint32_t{ERROR_SUCCESS}; });
+    // Whoever waits in Stop must get through also after a failure; it takes back what was bound.
+    if (error != ERROR_SUCCESS) SetEvent(m_running.Get());
+    m_starting.exchange(0);
+    return error;
+}
+
+void CWindowsProcessesAction::_Bind() {
     if (m_eventQueue == nullptr) m_eventQueue = m_main->GetEventQueue();
     if (m_eventQueue != nullptr) {
         CriticalSectionGuard guard(m_serialLock);
@@ -57,36 +67,47 @@ uint32_t CWindowsProcessesAction::Start() {
     }
     m_optimizerProcesses->Init();
     m_snapshot->Start();
-    {
-        CriticalSectionGuard guard(m_lock);
-        m_snapshot->GetProcesses(m_queue);
-    }
+    // In one go with the mark: a change of profile in between would empty the queue and leave it so.
+    CriticalSectionGuard guard(m_lock);
+    m_snapshot->GetProcesses(m_queue);
     _QueueProcessQueue();
     SetEvent(m_running.Get());
-    m_starting.exchange(0);
-    return 0;
 }
 
 uint32_t CWindowsProcessesAction::Stop() {
     TRACE_SCOPE("CWindowsProcessesAction::Stop");
     if (m_starting == 0 && !_IsRunning()) return 0;
     WaitForSingleObject(m_running.Get(), INFINITE);
-    {
-        // What was raised stays so.
-        CriticalSectionGuard guard(m_lock);
-        m_queue.clear();
-        m_raised.clear();
-    }
+    _Forget();  // what was raised stays so
     m_snapshot->Stop();
     m_optimizerProcesses->Uninit();
+    _EndSerial();
+    // Once more: what was in flight until here may have left something, and a process id that is remembered
+    // beyond this could be another process's by the next start.
+    CriticalSectionGuard guard(m_lock);
+    _Forget();
+    ResetEvent(m_running.Get());
+    return 0;
+}
+
+void CWindowsProcessesAction::_Forget() {
+    CriticalSectionGuard guard(m_lock);
+    m_queue.clear();
+    m_raised.clear();
+}
+
+void CWindowsProcessesAction::_EndSerial() {
     ISerialExecution* serial = nullptr;
     {
         CriticalSectionGuard guard(m_serialLock);
         serial = std::exchange(m_serial, nullptr);
     }
     if (serial != nullptr) m_eventQueue->DestroySerialExecution(serial);
-    ResetEvent(m_running.Get());
-    return 0;
+}
+
+uint32_t CWindowsProcessesAction::Update(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CWindowsProcessesAction::Update");
+    return _IsRunning() ? 0 : Start();
 }
 
 uint32_t CWindowsProcessesAction::Revert() {
@@ -184,13 +205,14 @@ void CWindowsProcessesAction::_Raise(const SnapshotKey& key, profile answeredFor
     m_snapshot->GetProcessIds(key, pids);
     // The line names the normal class although the one above it is set; readers of the log know it so.
     TRACE_LINE(trace::kInformation, L"Set priority 0x%x %s", NORMAL_PRIORITY_CLASS, key.first.c_str());
+    // Noted first, so that nothing is raised that can't be put back. Also those that can't be raised: a later
+    // way back does no harm.
+    m_raised.insert(pids.begin(), pids.end());
     for (const uint32_t pid : pids)
         WindowsProcess::SetPriority(pid, ABOVE_NORMAL_PRIORITY_CLASS);
     if (IOptimizedProcessNotifier* const notifier = COptimizedProcessNotifier::Instance()) {
         notifier->Notify(key.first.c_str(), static_cast<uint32_t>(pids.size()));
     }
-    // Also those that couldn't be raised: a later way back does no harm.
-    m_raised.insert(pids.begin(), pids.end());
 }
 
 void CWindowsProcessesAction::_PutBack(const SnapshotKey& key) {

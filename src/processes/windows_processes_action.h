@@ -38,11 +38,15 @@ public:
     CWindowsProcessesAction(const CWindowsProcessesAction&) = delete;
     CWindowsProcessesAction& operator=(const CWindowsProcessesAction&) = delete;
 
+    /// 0 also when it runs already and when something of the host's is missing; 14 (ERROR_OUTOFMEMORY) when
+    /// memory ran short on the way, and then it watches what it got hold of until it is stopped.
     uint32_t Start() override;
     /// Waits without limit for a start that runs.
     uint32_t Stop() override;
     uint32_t Revert() override;
-    uint32_t Update(IOptimizerActionSettings*) override { return 0; }
+    /// Starts again after a Stop, which a Cancel leaves behind while the action counts as active. The new
+    /// values change nothing.
+    uint32_t Update(IOptimizerActionSettings*) override;
     bool HasSameParameters(IOptimizerActionSettings*) override { return false; }
     IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
     IOptimizerActionSettings* GetRevertParameters() override { return nullptr; }
@@ -58,6 +62,9 @@ public:
     void ProcessQueue();
 
 private:
+    void _Bind();
+    void _Forget();
+    void _EndSerial();
     bool _IsRunning() const;
     void _QueueProcessQueue();
     bool _TakeKey(SnapshotKey& key, profile& current);

@@ -42,9 +42,10 @@ uint32_t ProfileManager::Start() {
         m_components = m_main != nullptr ? m_main->GetComponentManager() : nullptr;
         m_settings = RequestPlugin<IOptimizerSettings>(m_components, kSettingsPlugin);
     }
-    _RestoreLastProfile();
     {
+        // In one go: whoever asks in between would find a profile in force and a module that is off.
         CriticalSectionGuard guard(m_lock);
+        _RestoreLastProfile();
         _AdoptStoredModuleState();
     }
     CUserLogon::Instance().Observers().Add(this);

@@ -13,7 +13,7 @@ namespace {
 class ProcessesAction : public test_support::ProcessFixture {
 protected:
     std::unique_ptr<CWindowsProcessesAction> Started(profile active) {
-        m_engine.active = active;
+        m_engine.active = m_engine.meanwhile = active;
         auto action = std::make_unique<CWindowsProcessesAction>(WindowsProcessesParams{}, &m_host);
         EXPECT_EQ(action->Start(), 0U);
         m_host.queue.RunAll();
@@ -94,6 +94,25 @@ TEST_F(ProcessesAction, FollowsProfilesAndLists) {
     EXPECT_EQ(m_lists.questions, before + 3) << "asked anew";
 }
 
+TEST_F(ProcessesAction, FollowsTheNewestProfileAndNoneWhileTheModuleIsOff) {
+    auto action = Started(profile::Work);
+    EXPECT_EQ(TakeSets(), "11+ ");
+    m_engine.on = false;
+    for (const profile next : {profile::Disabled, profile::Game}) {
+        m_engine.Change(next);
+        m_host.queue.RunAll();
+    }
+    EXPECT_EQ(TakeSets(), "11- 11- ") << "a choice that is only remembered raises nothing";
+    m_engine.on = true;
+    action.reset();
+    m_engine.active = profile::Work;
+    m_engine.meanwhile = profile::Game;
+    action = std::make_unique<CWindowsProcessesAction>(WindowsProcessesParams{}, &m_host);
+    action->Start();
+    m_host.queue.RunAll();
+    EXPECT_EQ(TakeSets(), "10+ 12+ ") << "the profile changed while the first one was read";
+}
+
 TEST_F(ProcessesAction, AnAnswerForAProfileThatIsOverIsDropped) {
     std::thread change;
     m_lists.onQuestion = [&] {
@@ -125,7 +144,7 @@ TEST_F(ProcessesAction, AFailingProviderIsAskedAgainAndAFailedPriorityIsRemember
     EXPECT_EQ(TakeSets(), "") << "a stop puts nothing back";
     action->Revert();
     EXPECT_EQ(TakeSets(), "") << "and forgets";
-    EXPECT_EQ(action->Start(), 0U);
+    EXPECT_EQ(action->Update(nullptr), 0U) << "a cancel stops an action that goes on as active";
     m_host.queue.RunAll();
     EXPECT_EQ(TakeSets(), "10+ 12+ 77+ ");
 }
@@ -152,6 +171,16 @@ TEST_F(ProcessesAction, GoesOnWithWhatTheHostGives) {
         action->Stop();
         m_host.manager.plugins = plugins;
     }
+    m_host.queue.refuseSerial = true;
+    {
+        auto action = Started(profile::Game);
+        EXPECT_EQ(m_processes.function, nullptr) << "told of nothing, since it could do nothing with it";
+    }
+    m_host.queue.refuseSerial = false;
+    m_processes.isShortOfMemory = true;
+    CWindowsProcessesAction half({}, &m_host);
+    EXPECT_EQ(half.Start(), uint32_t{ERROR_OUTOFMEMORY});
+    EXPECT_EQ(half.Stop(), 0U) << "waits for nothing";
     CWindowsProcessesAction alone({}, nullptr);
     EXPECT_EQ(alone.Start(), 0U) << "never finishes; its end doesn't wait for it";
 }

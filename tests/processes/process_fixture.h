@@ -59,11 +59,15 @@ struct FakeEngine final : FakePlugin<IOptimizer> {
     uint32_t StartTask(const int32_t*) override { return 0; }
     void CancelTask(const int32_t*) override {}
     uint32_t SetProfile(const profile*) override { return 0; }
-    uint32_t GetProfile(profile* out) override { return *out = active, error; }
+    uint32_t GetProfile(profile* out) override {
+        *out = active;
+        if (active != meanwhile) Change(active = meanwhile);
+        return error;
+    }
     uint32_t SetProfileConfig(const profile*, vx::String*) override { return 0; }
     uint32_t GetProfileConfig(const profile*, vx::String*) override { return 0; }
     uint32_t SetModuleEnable(bool) override { return 0; }
-    uint32_t GetModuleEnable(bool*) override { return 0; }
+    uint32_t GetModuleEnable(bool* out) override { return *out = on, 0; }
     uint32_t AddEventsObserver(IOptimizerEvents* o) override { return observer = o, 0; }
     uint32_t RemoveEventsObserver(IOptimizerEvents*) override { return observer = nullptr, 0; }
     void* DeletingDestructor(uint32_t) override { return nullptr; }
@@ -71,6 +75,8 @@ struct FakeEngine final : FakePlugin<IOptimizer> {
     void Change(profile next) const { observer->OnProfileChanged(L"", &next); }
 
     profile active = profile::Disabled;
+    profile meanwhile = profile::Disabled;  // becomes active while somebody asks
+    bool on = true;
     uint32_t error = 0;
     IOptimizerEvents* observer = nullptr;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <new>
+
 #include <gtest/gtest.h>
 
 #include "border/process_provider.h"
@@ -10,6 +12,7 @@ namespace test_support {
 /// "processdp", which tells what the test wants.
 struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     bool RegisterProcessNotifyCallback(ProcessNotifyFunction* f, void* c, uint64_t) override {
+        if (isShortOfMemory) throw std::bad_alloc();
         if (!refuses) function = f, context = c;
         return !refuses;
     }
@@ -26,6 +29,7 @@ struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
     ProcessNotifyFunction* function = nullptr;
     void* context = nullptr;
     bool refuses = false;
+    bool isShortOfMemory = false;
 };
 
 }  // namespace test_support

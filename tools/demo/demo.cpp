@@ -1,6 +1,6 @@
-// Shows the main job on this machine: services of its own are switched through the profiles by the real host,
-// installed as a service and told by the command line tool, and put back. What is printed of a service is
-// what the service manager says of it.
+// Shows the main job on this machine: services and programs of its own are switched through the profiles by
+// the real host, installed as a service and told by the command line tool, and put back. What is printed of
+// them is what the system says of them.
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -11,6 +11,7 @@
 #include "frame/json.h"
 #include "frame/text.h"
 #include "host/terminal/terminal.h"
+#include "tools/demo/process_scene.h"
 #include "tools/rig/child_process.h"
 #include "tools/rig/installation.h"
 #include "tools/rig/scratch_services.h"
@@ -72,10 +73,12 @@ picojson::value ProfileOf(const rig::ScratchServices& services, Column wanted) {
 std::string Profiles(const rig::ScratchServices& services) {
     const picojson::value none{picojson::object()};
     const picojson::array systemActions{picojson::value("WindowsServices")};
+    picojson::value game = ProfileOf(services, &DemoService::inGame);
+    game.get<picojson::object>()["WindowsProcesses"] = demo::ProcessScene::Settings();
     return picojson::value(picojson::object{{"SystemActions", picojson::value(systemActions)},
                                             {"Disabled", none},
                                             {"Work", ProfileOf(services, &DemoService::inWork)},
-                                            {"Game", ProfileOf(services, &DemoService::inGame)},
+                                            {"Game", game},
                                             {"Movie", none},
                                             {"Battery", none}})
         .serialize();
@@ -146,7 +149,8 @@ public:
     static void Run(const std::wstring& commandLine) {
         const size_t program = commandLine.rfind(L'\\');
         std::wstring shown = commandLine.substr(program == std::wstring::npos ? 0 : program + 1);
-        shown.erase(std::remove(shown.begin(), shown.end(), L'"'), shown.end());
+        const size_t quote = program == std::wstring::npos ? std::wstring::npos : shown.find(L'"');
+        if (quote != std::wstring::npos) shown.erase(quote, 1);
         PrintLine(L"");
         PrintLine(L"> " + shown);
         const rig::ProgramRun run = rig::RunProgram(commandLine);
@@ -160,7 +164,8 @@ private:
     bool m_removed = false;
 };
 
-/// Whether the watching client heard, for each step, of the change and then of the executed actions.
+/// Prints what the watching client heard. Whether that was, for each step, the change and then the executed
+/// actions; news of programs come when they come.
 bool HeardInOrder(const std::vector<std::string>& lines) {
     std::vector<std::string> wanted;
     for (const Step& step : kSteps) {
@@ -174,8 +179,8 @@ bool HeardInOrder(const std::vector<std::string>& lines) {
         if (!optimizer::json::Parse(line, event, error)) continue;
         const std::string name = optimizer::json::ToText(optimizer::json::Find(event, "event")).value_or("");
         const auto profile = optimizer::json::ToText(optimizer::json::Find(event, "profile"));
-        if (name != "profileChanged" && name != "actionsExecuted") continue;
         PrintLine(L"  " + Widen(line));
+        if (name != "profileChanged" && name != "actionsExecuted") continue;
         heard.push_back(name + " " + profile.value_or(""));
     }
     return heard == wanted;
@@ -210,6 +215,7 @@ bool RunDemo() {
     if (!StepsWithoutService(services, installation)) return false;
     InstalledService service(installation);
     InstalledService::Run(installation.Control(L"module on"));
+    demo::ProcessScene programs(installation, &InstalledService::Run);
     rig::ChildProcess watch(installation.Control(L"watch --json"));
     if (!watch.WaitForLine("watching")) return Fail(L"The client that watches did not connect.");
     for (const Step& step : kSteps) {
@@ -217,15 +223,17 @@ bool RunDemo() {
         if (!watch.WaitForLine(R"({"event":"actionsExecuted")")) return Fail(L"The event did not come.");
         if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
         PrintServices(L"profile " + Widen(step.profile), services);
+        if (!programs.Follow(step.profile)) return Fail(L"The programs did not follow.");
         PrintRevertList(installation);
     }
     PrintLine(L"");
     PrintLine(L"what \"optimizerctl watch --json\" printed meanwhile");
     if (!HeardInOrder(watch.Lines())) return Fail(L"The events were not those of the steps, in their order.");
+    if (!programs.WasTold(watch.Lines())) return Fail(L"The programs were not told of.");
     watch.Kill();
     service.Remove();
 
-    const bool same = services.QueryAll() == before;
+    const bool same = services.QueryAll() == before && programs.AreAsFound();
     PrintLine(L"");
     PrintLine(same ? L"after equals before" : L"after DIFFERS from before");
     return same;

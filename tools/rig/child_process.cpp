@@ -48,6 +48,7 @@ ChildProcess::ChildProcess(const std::wstring& commandLine)
     }
     const optimizer::KernelHandle thread(information.hThread);
     m_process.Reset(information.hProcess);
+    m_id = information.dwProcessId;
     m_input = std::move(input.write);
     m_output = std::move(output.read);
     output.write.Reset();

@@ -27,12 +27,14 @@ public:
     /// Closes the input and waits for the end; the exit code, or ~0 when it doesn't come.
     DWORD Finish();
     std::vector<std::string> Lines();
+    DWORD Id() const { return m_id; }
 
 private:
     void _Read();
     bool _HasEnded();
 
     optimizer::KernelHandle m_process;
+    DWORD m_id = 0;
     optimizer::FileHandle m_input;
     optimizer::FileHandle m_output;
     optimizer::CCriticalSection m_lock;

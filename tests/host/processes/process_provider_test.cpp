@@ -66,6 +66,10 @@ TEST(ProcessProvider, EachRegistrationHearsWhatStartsAndEndsFromThenOn) {
     EXPECT_TRUE(first.Hears(L"-" + before.pid)) << "nothing after its removal";
     EXPECT_EQ(provider.Stop(), 0U);
     EXPECT_EQ(provider.Stop(), 0U);
+    const Scratch meanwhile;
+    ASSERT_EQ(provider.Start(), 0U);
+    EXPECT_TRUE(second.Hears(L"+" + meanwhile.pid)) << "a registration outlives a stop";
+    EXPECT_EQ(provider.Stop(), 0U);
     EXPECT_TRUE(remove(second)) << "also when nothing will be told any more";
 }
 

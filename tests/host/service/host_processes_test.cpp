@@ -51,6 +51,18 @@ protected:
         });
     }
 
+    /// Whether an application is raised within a second of what `act` does. A busy machine may be late now
+    /// and then, so that three tries count as one.
+    template <class Prepare, class Act>
+    static bool IsRaisedInASecond(Prepare prepare, Act act) {
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            prepare();
+            const ULONGLONG beginMs = GetTickCount64();
+            if (Reaches(act(), kRaised) && GetTickCount64() - beginMs <= 1000) return true;
+        }
+        return false;
+    }
+
     rig::Installation m_installation{kProfiles};
     std::unique_ptr<ChildProcess> m_host;
     std::unique_ptr<ChildProcess> m_watch;
@@ -74,9 +86,15 @@ TEST_F(HostProcesses, WhatRunsAndWhatStartsLaterIsRaisedAndComesBack) {
     WriteApplications(R"({"Game":[{"name":"scratch_process.exe"}]})");
     EXPECT_TRUE(Reaches(*late, kRaised)) << "without a product any is meant";
 
-    SwitchTo(L"Disabled");
-    EXPECT_TRUE(Reaches(*early, kNormal));
-    EXPECT_TRUE(Reaches(*late, kNormal));
+    const auto disable = [&] {
+        SwitchTo(L"Disabled");
+        EXPECT_TRUE(Reaches(*early, kNormal));
+        EXPECT_TRUE(Reaches(*late, kNormal));
+    };
+    std::unique_ptr<ChildProcess> another;
+    EXPECT_TRUE(IsRaisedInASecond([] {}, [&]() -> ChildProcess& { return *(another = StartApplication()); }));
+    EXPECT_TRUE(IsRaisedInASecond(disable, [&]() -> ChildProcess& { return SwitchTo(L"Game"), *early; }));
+    disable();
     EXPECT_EQ(m_host->Finish(), 0U);
 }
 
