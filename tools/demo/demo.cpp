@@ -1,6 +1,6 @@
-// Shows the main job on this machine: services of its own are switched through the profiles by the real host,
-// installed as a service and told by the command line tool, and put back. What is printed of a service is
-// what the service manager says of it.
+// Shows the main job on this machine: services of its own and the user's session are switched through the
+// profiles by the real host, installed as a service and told by the command line tool, and put back. What is
+// printed is what the system says: the service manager of a service, and of the session as its scene tells.
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -11,6 +11,7 @@
 #include "frame/json.h"
 #include "frame/text.h"
 #include "host/terminal/terminal.h"
+#include "tools/demo/session_scene.h"
 #include "tools/rig/child_process.h"
 #include "tools/rig/installation.h"
 #include "tools/rig/scratch_services.h"
@@ -69,13 +70,16 @@ picojson::value ProfileOf(const rig::ScratchServices& services, Column wanted) {
     return picojson::value(picojson::object{{"WindowsServices", picojson::value(list)}});
 }
 
-std::string Profiles(const rig::ScratchServices& services) {
+std::string Profiles(const rig::ScratchServices& services, const demo::SessionScene& session) {
     const picojson::value none{picojson::object()};
-    const picojson::array systemActions{picojson::value("WindowsServices")};
+    const picojson::array systemActions{picojson::value("BlockWinNotification"), picojson::value("VisualFX"),
+                                        picojson::value("WindowsServices")};
+    picojson::value game = ProfileOf(services, &DemoService::inGame);
+    session.AddActions(game.get<picojson::object>());
     return picojson::value(picojson::object{{"SystemActions", picojson::value(systemActions)},
                                             {"Disabled", none},
                                             {"Work", ProfileOf(services, &DemoService::inWork)},
-                                            {"Game", ProfileOf(services, &DemoService::inGame)},
+                                            {"Game", game},
                                             {"Movie", none},
                                             {"Battery", none}})
         .serialize();
@@ -190,11 +194,14 @@ bool RunDemo() {
     rig::ScratchServices services;
     for (const DemoService& service : kServices)
         services.Add(service.name, service.found);
-    const rig::Installation installation(Profiles(services));
+    const demo::SessionScene session;
+    const rig::Installation installation(Profiles(services, session));
     const std::vector<ServiceState> before = services.QueryAll();
-    PrintServices(L"before, as the service manager says", services);
+    PrintServices(L"before, as the system says", services);
+    demo::SessionScene::Print();
 
     InstalledService service(installation);
+    if (!demo::SessionScene::WaitForAgent()) return false;
     InstalledService::Run(installation.Control(L"module on"));
     rig::ChildProcess watch(installation.Control(L"watch --json"));
     if (!watch.WaitForLine("watching")) return Fail(L"The client that watches did not connect.");
@@ -202,7 +209,9 @@ bool RunDemo() {
         InstalledService::Run(installation.Control(L"profile set --wait " + Widen(step.profile)));
         if (!watch.WaitForLine(R"({"event":"actionsExecuted")")) return Fail(L"The event did not come.");
         if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
+        if (!session.HasFollowed(step.wanted == &DemoService::inGame)) return false;
         PrintServices(L"profile " + Widen(step.profile), services);
+        demo::SessionScene::Print();
         PrintRevertList(installation);
     }
     PrintLine(L"");
@@ -211,7 +220,7 @@ bool RunDemo() {
     watch.Kill();
     service.Remove();
 
-    const bool same = services.QueryAll() == before;
+    const bool same = services.QueryAll() == before && session.IsAsFound();
     PrintLine(L"");
     PrintLine(same ? L"after equals before" : L"after DIFFERS from before");
     return same;
