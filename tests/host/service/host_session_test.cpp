@@ -1,6 +1,5 @@
 // The user's session through the real host and agent: visual effects as the system tells them to a process
 // that asks anew, notifications as the registry has them.
-#include <iostream>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -50,10 +49,7 @@ protected:
     ~HostSession() override { UserSession::ForgetNotifications(); }
 
     bool Control(const std::wstring& arguments) const {
-        const rig::ProgramRun run = RunProgram(m_installation.Control(arguments));
-        for (const std::string& line : run.lines)
-            std::cout << "optimizerctl: " << line << "\n";
-        return run.exitCode == 0;
+        return RunProgram(m_installation.Control(arguments)).exitCode == 0;
     }
     bool Enter(const std::wstring& profile) const { return Control(L"profile set --wait " + profile); }
     /// An agent that has just been started may miss the first change; the note tells that it answered.
