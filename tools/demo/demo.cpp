@@ -108,7 +108,10 @@ void PrintRevertList(const rig::Installation& installation) {
     if (list->get<picojson::object>().empty()) PrintLine(L"    nothing to return to");
     for (const auto& [action, values] : list->get<picojson::object>()) {
         PrintLine(L"    " + Widen(action));
-        if (!values.is<picojson::array>()) continue;
+        if (!values.is<picojson::array>()) {
+            PrintLine(L"      " + Widen(values.serialize()));
+            continue;
+        }
         for (const picojson::value& value : values.get<picojson::array>()) {
             PrintLine(L"      " + Widen(value.serialize()));
         }

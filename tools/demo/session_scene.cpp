@@ -13,7 +13,6 @@ namespace {
 
 using host::PrintLine;
 
-const std::vector<std::string> kEffects = {"flat_menus", "gradient_captions"};
 constexpr int kBlocked = 1;
 constexpr size_t kNameWidth = 24;
 
@@ -63,7 +62,7 @@ bool SessionScene::HasFollowed(bool inGame) const {
 }
 
 SessionScene::State SessionScene::_Look() {
-    return {rig::UserSession::Effects(kEffects), rig::UserSession::ToastPolicy()};
+    return {rig::UserSession::Effects({"flat_menus", "gradient_captions"}), rig::UserSession::ToastPolicy()};
 }
 
 }  // namespace demo
