@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "comm/boot_time_comm.h"
+#include "comm/boot_time_comm_client.h"
 #include "comm/optimizer_agent.h"
 #include "comm/optimizer_agent_server.h"
 #include "comm/optimizer_al_comm.h"
@@ -33,6 +35,9 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
+    optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"),
+    optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
+        L"boottimecommclient"),
 };
 
 /// Null when it can't be made.
