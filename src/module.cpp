@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include "boottime/boot_time_plugin.h"
 #include "comm/boot_time_comm.h"
 #include "comm/boot_time_comm_client.h"
 #include "comm/optimizer_agent.h"
@@ -27,7 +28,17 @@ CRITICAL_SECTION g_lock;               // made at process attach; held only arou
 int32_t g_count = 0;                   // references to the plugin
 COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 
-/// Components of which each call makes a new object. The host frees them without a destructor.
+constexpr optimizer::CreationTraces kBootTimeTraces = {L"Created pOptimizerBootTimer object",
+                                                       L"Got pOptimizerBootTimer interface",
+                                                       L"OptimizerBootTimer interface not found"};
+constexpr optimizer::CreationTraces kBootTimeCommTraces = {L"Created pOptimizerBootTimerComm object",
+                                                           L"Got pOptimizerBootTimerComm interface",
+                                                           L"OptimizerBootTimerComm interface not found"};
+constexpr optimizer::CreationTraces kBootTimeCommClientTraces = {
+    L"Created pOptimizerBootTimerCommClient object", L"Got pOptimizerBootTimerCommClient interface",
+    L"OptimizerBootTimerCommClient interface not found"};
+
+/// Components of which each call makes a new object. The host frees all but "boottime" without a destructor.
 const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerALComm>(L"optimizeralcomm"),
     optimizer::RawComponent<optimizer::COptimizerCommClient, IOptimizerALCommClient>(L"optimizercommclient"),
@@ -35,9 +46,12 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
-    optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"),
-    optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
-        L"boottimecommclient"),
+    optimizer::Traced(optimizer::OwnedComponent<boottime::CBootTimePlugin>(L"boottime"), kBootTimeTraces),
+    optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"), kBootTimeCommTraces),
+    optimizer::Traced(
+        optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
+            L"boottimecommclient"),
+        kBootTimeCommClientTraces),
 };
 
 /// Null when it can't be made.

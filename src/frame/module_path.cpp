@@ -13,13 +13,11 @@ HMODULE ThisModule() {
     return module;
 }
 
-}  // namespace
-
-std::wstring GetModuleFolder() {
+std::wstring FolderOf(HMODULE module) {
     constexpr size_t kLongestPath = 32768;
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
-        const DWORD length = GetModuleFileNameW(ThisModule(), path.data(), static_cast<DWORD>(path.size()));
+        const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
         if (length == 0) return {};
         if (length < path.size()) {
             path.resize(length);
@@ -28,6 +26,16 @@ std::wstring GetModuleFolder() {
         if (path.size() >= kLongestPath) return {};
         path.resize(path.size() * 2);
     }
+}
+
+}  // namespace
+
+std::wstring GetModuleFolder() {
+    return FolderOf(ThisModule());
+}
+
+std::wstring GetProgramFolder() {
+    return FolderOf(nullptr);
 }
 
 }  // namespace optimizer

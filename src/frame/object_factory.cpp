@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "frame/guarded.h"
+#include "frame/trace.h"
 
 namespace optimizer {
 
@@ -15,6 +16,12 @@ const ComponentEntry* Find(const ComponentEntry* table, size_t count, const wcha
         if (_wcsicmp(table[i].name, name) == 0) return &table[i];
     }
     return nullptr;
+}
+
+void Trace(const ComponentEntry& entry, int32_t level, const wchar_t* CreationTraces::*text) {
+    if (entry.traces == nullptr) return;
+    TRACE_SCOPE("VxCreateObject");
+    TRACE_LINE(level, entry.traces->*text);
 }
 
 }  // namespace
@@ -31,11 +38,14 @@ uint32_t CreateComponent(const ComponentEntry* table, size_t count, const wchar_
     IVxBaseInterface* object = nullptr;
     // The allocation doesn't throw, but a constructor may.
     const uint32_t error = Guarded([&] { return object = entry->create(), uint32_t{ERROR_SUCCESS}; });
+    Trace(*entry, trace::kInformation, &CreationTraces::created);
     if (error != ERROR_SUCCESS) return error;
     if (object == nullptr) return ERROR_OUTOFMEMORY;
     *out = object->QueryInterface(&wanted);
+    Trace(*entry, trace::kInformation, &CreationTraces::asked);
     if (*out != nullptr) return ERROR_SUCCESS;
     entry->discard(object);
+    Trace(*entry, trace::kError, &CreationTraces::notFound);
     return ERROR_NOT_FOUND;
 }
 

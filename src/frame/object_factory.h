@@ -7,6 +7,13 @@
 
 namespace optimizer {
 
+/// What the creation of a component traces.
+struct CreationTraces {
+    const wchar_t* created;   // also when the memory was short
+    const wchar_t* asked;     // whether or not the object has the interface
+    const wchar_t* notFound;  // the object lacks the interface
+};
+
 /// One row of a library's component table: how a component is made by its name, and how it ends.
 struct ComponentEntry {
     const wchar_t* name;
@@ -16,7 +23,15 @@ struct ComponentEntry {
     void (*discard)(IVxBaseInterface* object);
     /// Ends an object for VxDestroyObject; never gets null.
     void (*destroy)(void* object);
+    /// Null for most.
+    const CreationTraces* traces = nullptr;
 };
+
+/// The row, whose component's creation is traced.
+constexpr ComponentEntry Traced(ComponentEntry entry, const CreationTraces& traces) noexcept {
+    entry.traces = &traces;
+    return entry;
+}
 
 /// Makes a component of the table. The names' case doesn't matter. 13 (ERROR_INVALID_DATA) for null
 /// arguments, 14 (ERROR_OUTOFMEMORY), or 1168 (ERROR_NOT_FOUND) for a name that isn't there or an object that

@@ -10,11 +10,21 @@
 
 namespace optimizer {
 
+namespace {
+
+constexpr const wchar_t* kOwnFolder = L"settings\\optimizer\\";
+
+}  // namespace
+
 std::wstring SettingsFolder(const std::wstring& dataFolder) {
-    if (dataFolder.empty()) return GetModuleFolder() + L"settings\\optimizer\\";
+    if (dataFolder.empty()) return GetModuleFolder() + kOwnFolder;
     const bool complete = dataFolder.back() == L'\\';
     const std::wstring folder = dataFolder + (complete ? L"" : L"\\") + L"optimizer\\";
     return PathIsRelativeW(folder.c_str()) ? GetModuleFolder() + folder : folder;
+}
+
+std::wstring HostSettingsFolder() {
+    return GetProgramFolder() + kOwnFolder;
 }
 
 std::wstring SettingsFolder(IComponentManager* components) {

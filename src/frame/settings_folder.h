@@ -11,7 +11,11 @@ namespace optimizer {
 /// told.
 std::wstring SettingsFolder(const std::wstring& dataFolder);
 
-/// The same for a plug-in, which asks "productinfo" for the data folder; without one it counts as not told.
+/// Where results lie when no data folder is told: below the folder of the process's own program.
+std::wstring HostSettingsFolder();
+
+/// The same as the first for a plug-in, which asks "productinfo" for the data folder; without one it counts
+/// as not told.
 std::wstring SettingsFolder(IComponentManager* components);
 
 }  // namespace optimizer

@@ -63,14 +63,15 @@ JsonFileState ReadText(const std::wstring& path, std::string& text) {
 
 }  // namespace
 
-JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out) {
+JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out, std::string* error) {
     TRACE_SCOPE("ReadJsonFile");
     std::string text;
     const JsonFileState state = ReadText(path, text);
     if (state != JsonFileState::Ok) return state;
-    std::string error;
-    if (json::Parse(text, out, error)) return JsonFileState::Ok;
-    TRACE_LINE(trace::kWarning, L"%s: %S", path.c_str(), error.c_str());
+    std::string place;
+    if (json::Parse(text, out, place)) return JsonFileState::Ok;
+    TRACE_LINE(trace::kWarning, L"%s: %S", path.c_str(), place.c_str());
+    if (error != nullptr) *error = place;
     return JsonFileState::Broken;
 }
 

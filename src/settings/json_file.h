@@ -14,8 +14,9 @@ enum class JsonFileState {
     Broken,      // doesn't parse
 };
 
-/// Reads and parses a whole file. Broken ones are traced with the place of the error.
-JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out);
+/// Reads and parses a whole file. Broken ones are traced with the place of the error, which `error` receives
+/// too.
+JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out, std::string* error = nullptr);
 
 /// Replaces the file's content by the compact text and has it on disk at the return.
 bool WriteJsonFile(const std::wstring& path, const picojson::value& value);

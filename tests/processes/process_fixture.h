@@ -9,11 +9,11 @@
 #include <gtest/gtest.h>
 
 #include "border/optimizer_process_provider.h"
-#include "border/process_provider.h"
 #include "frame/vx_string.h"
 #include "processes/optimized_process_notifier.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_plugin.h"
+#include "tests/support/fake_process_provider.h"
 #include "tests/support/simulated_log.h"
 
 namespace test_support {
@@ -25,26 +25,6 @@ struct Machine {
     std::string sets;  // what was set, such as "7+ 7- " for pid 7 raised and put back
 };
 extern Machine* g_machine;
-
-struct FakeProcessProvider final : FakePlugin<IProcessProvider> {
-    bool RegisterProcessNotifyCallback(ProcessNotifyFunction* f, void* c, uint64_t) override {
-        if (!refuses) function = f, context = c;
-        return !refuses;
-    }
-    bool UnregisterProcessNotifyCallback(ProcessNotifyFunction* f, void* c) override {
-        const bool known = function == f && context == c;
-        if (known) function = nullptr;
-        return known;
-    }
-    void Tell(uint32_t pid, const wchar_t* path, uint32_t flags) const {
-        _PROCESS_NOTIF record = {pid, 0, 0, 0, flags, 0, path};
-        EXPECT_EQ(function(&record, context), 0U);
-    }
-
-    ProcessNotifyFunction* function = nullptr;
-    void* context = nullptr;
-    bool refuses = false;
-};
 
 /// Knows which names each list includes, and how often it was asked.
 struct FakeLists final : FakePlugin<IOptimizerProcessDP> {
