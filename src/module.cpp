@@ -48,10 +48,9 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
     optimizer::Traced(optimizer::OwnedComponent<boottime::CBootTimePlugin>(L"boottime"), kBootTimeTraces),
     optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"), kBootTimeCommTraces),
-    optimizer::Traced(
-        optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
-            L"boottimecommclient"),
-        kBootTimeCommClientTraces),
+    optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
+                          L"boottimecommclient"),
+                      kBootTimeCommClientTraces),
 };
 
 /// Null when it can't be made.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/vx_list.h"
+
 namespace boottime {
 
 namespace {
@@ -41,17 +43,6 @@ std::wstring NamedValues(const Record& record, const Field (&fields)[Count]) {
     return text;
 }
 
-/// Calls `visit` for each element; false when the list can't be walked.
-template <class Visit>
-bool ForEach(ImpactList& list, Visit visit) {
-    vx::IListEnum<ProcessImpact>* const walk = list.CreateEnum();
-    if (walk == nullptr) return false;
-    for (; walk->HasCurrent(); walk->MoveNext())
-        visit(*walk->Current());
-    walk->Release();
-    return true;
-}
-
 }  // namespace
 
 void Write(CByteStream& stream, const ProcessCounters& counters) {
@@ -71,7 +62,7 @@ void WriteFilter(CByteStream& stream, const ProcessImpact& filter) {
 void Write(CByteStream& stream, ImpactList& list) {
     CByteStream elements;
     uint32_t count = 0;
-    ForEach(list, [&](const ProcessImpact& impact) {
+    vx::ForEach(list, [&](const ProcessImpact& impact) {
         WriteFilter(elements, impact);
         Write(elements, impact.counters);
         ++count;
@@ -119,7 +110,7 @@ std::wstring TextOf(const DiskSpeed& speed) {
 
 std::wstring TextOf(ImpactList& list) {
     std::wstring text;
-    ForEach(list, [&](const ProcessImpact& impact) {
+    vx::ForEach(list, [&](const ProcessImpact& impact) {
         text += L"ppid=" + std::to_wstring(impact.ppid) + L" pid=" + std::to_wstring(impact.pid) + L" name=" +
                 impact.name.Text() + L' ' + TextOf(impact.counters) + L", ";
     });

@@ -167,8 +167,7 @@ void COptimizerALComm::_CancelTask(const ConnectorMessage* message) {
     const auto task = static_cast<int32_t>(NumberOf(message));
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerCancelTask %d", task);
     m_engine->CancelTask(&task);
-    m_server.AnswerStatus(message, ERROR_SUCCESS,
-                          static_cast<uint32_t>(NpcMsg::OptimizerCancelTaskAnswer));
+    m_server.AnswerStatus(message, ERROR_SUCCESS, static_cast<uint32_t>(NpcMsg::OptimizerCancelTaskAnswer));
 }
 
 template <class... Numbers>

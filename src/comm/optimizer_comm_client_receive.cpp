@@ -56,7 +56,8 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
             m_connection.ReplyStatus(message, ERROR_SUCCESS);
             return ERROR_SUCCESS;
         default:
-            m_connection.ReplyStatus(message, _DeliverEvent(message->id, payload) ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
+            m_connection.ReplyStatus(message,
+                                     _DeliverEvent(message->id, payload) ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
             return ERROR_SUCCESS;
     }
 }
@@ -98,7 +99,8 @@ void COptimizerCommClient::_OnGetProfile(profile active) {
 void COptimizerCommClient::_OnGetProfileConfig(profile which, const wchar_t* config) {
     TRACE_SCOPE("COptimizerCommClient::OnGetProfileConfig");
     TRACE_LINE(trace::kInformation, L"profile=%d setts=%s", which, config);
-    m_observers.NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
+    m_observers.NotifyResponses(
+        [&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
 }
 
 void COptimizerCommClient::_OnGetModuleEnable(bool enabled) {
@@ -111,7 +113,8 @@ void COptimizerCommClient::_OnTaskFinished(const wchar_t* user, uint32_t task, u
     TRACE_SCOPE("COptimizerCommClient::OnTaskFinished");
     TRACE_LINE(trace::kInformation, L"user=%s task=%d status=%d", user, task, status);
     if (!IsForObservers(user)) return;
-    m_observers.NotifyEvents([&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
 }
 
 void COptimizerCommClient::_OnProfileChanged(const wchar_t* user, profile which) {
@@ -132,7 +135,8 @@ void COptimizerCommClient::_OnProfileConfigChanged(const wchar_t* user, profile 
     TRACE_SCOPE("COptimizerCommClient::OnProfileConfigChanged");
     TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
     if (!IsForObservers(user)) return;
-    m_observers.NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileConfigChanged(user, &which); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnProfileConfigChanged(user, &which); });
 }
 
 void COptimizerCommClient::_OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
@@ -146,7 +150,8 @@ void COptimizerCommClient::_OnOptimizerModuleEnableChanged(const wchar_t* user, 
 void COptimizerCommClient::_OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
     TRACE_SCOPE("COptimizerCommClient::OnOptimizerProcessOptimized");
     TRACE_LINE(trace::kInformation, L"process=%s count=%d", process, count);
-    m_observers.NotifyEvents([&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
 }
 
 uint32_t COptimizerCommClient::AddEventsObserver(IOptimizerEvents* observer) {

@@ -136,9 +136,8 @@ TEST_F(BootTimePipe, RequestsThatDoNotWaitAndTheEventComeAsMessages) {
                             L"disk 0 " + TextOf(m_bootTime.speed)));
     m_bootTime.result = m_bootTime.diskResult = kStillMeasuring;
     askAll();
-    EXPECT_THAT(m_listener.heard.Take(4),
-                ElementsAre(L"time 1 0", L"total 1 " + TextOf(ProcessCounters{}), L"list 1 ",
-                            L"disk 1 " + TextOf(DiskSpeed{})));
+    EXPECT_THAT(m_listener.heard.Take(4), ElementsAre(L"time 1 0", L"total 1 " + TextOf(ProcessCounters{}),
+                                                      L"list 1 ", L"disk 1 " + TextOf(DiskSpeed{})));
     m_bootTime.events.ForEach([](IBootTimeEvents* events) { events->OnDataAnalysed(2); });
     EXPECT_THAT(m_listener.heard.Take(1), ElementsAre(L"analysed 2"));
 }

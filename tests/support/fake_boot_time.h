@@ -23,9 +23,10 @@ public:
         if (result == 0) *out = total;
         return result;
     }
-    uint32_t GetBootImpact(vx::IList<boottime::ProcessImpact>* list, boottime::ProcessImpact* filter) override {
-        filtered = std::to_wstring(filter->ppid) + L"/" + std::to_wstring(filter->pid) + L"/" +
-                   filter->name.Text();
+    uint32_t GetBootImpact(vx::IList<boottime::ProcessImpact>* list,
+                           boottime::ProcessImpact* filter) override {
+        filtered =
+            std::to_wstring(filter->ppid) + L"/" + std::to_wstring(filter->pid) + L"/" + filter->name.Text();
         for (const boottime::ProcessImpact& process : processes) {
             if (result == 0 && (filter->pid == 0 || filter->pid == process.pid)) list->PushBack(process);
         }

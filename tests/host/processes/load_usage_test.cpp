@@ -15,34 +15,35 @@ PDH_STATUS g_added = ERROR_SUCCESS;
 std::deque<double> g_values;  // what is read from now on
 int g_open = 0;
 
-PDH_STATUS WINAPI FakeOpen(LPCWSTR, DWORD_PTR, PDH_HQUERY* query) {
+}  // namespace
+
+// In place of the system's library.
+extern "C" {
+
+PDH_STATUS WINAPI PdhOpenQueryW(LPCWSTR, DWORD_PTR, PDH_HQUERY* query) {
     *query = &g_open;
     return ++g_open, ERROR_SUCCESS;
 }
-PDH_STATUS WINAPI FakeClose(PDH_HQUERY) {
+
+PDH_STATUS WINAPI PdhCloseQuery(PDH_HQUERY) {
     return --g_open, ERROR_SUCCESS;
 }
-PDH_STATUS WINAPI FakeAdd(PDH_HQUERY, LPCWSTR, DWORD_PTR, PDH_HCOUNTER*) {
+
+PDH_STATUS WINAPI PdhAddEnglishCounterW(PDH_HQUERY, LPCWSTR, DWORD_PTR, PDH_HCOUNTER*) {
     return g_added;
 }
-PDH_STATUS WINAPI FakeCollect(PDH_HQUERY) {
+
+PDH_STATUS WINAPI PdhCollectQueryData(PDH_HQUERY) {
     return ERROR_SUCCESS;
 }
-PDH_STATUS WINAPI FakeRead(PDH_HCOUNTER, DWORD, LPDWORD, PPDH_FMT_COUNTERVALUE value) {
+
+PDH_STATUS WINAPI PdhGetFormattedCounterValue(PDH_HCOUNTER, DWORD, LPDWORD, PPDH_FMT_COUNTERVALUE value) {
     if (g_values.empty()) return static_cast<PDH_STATUS>(PDH_INVALID_DATA);
     value->doubleValue = g_values.front();
     return g_values.pop_front(), ERROR_SUCCESS;
 }
 
-}  // namespace
-
-extern "C" {
-decltype(&PdhOpenQueryW) __imp_PdhOpenQueryW = &FakeOpen;
-decltype(&PdhCloseQuery) __imp_PdhCloseQuery = &FakeClose;
-decltype(&PdhAddEnglishCounterW) __imp_PdhAddEnglishCounterW = &FakeAdd;
-decltype(&PdhCollectQueryData) __imp_PdhCollectQueryData = &FakeCollect;
-decltype(&PdhGetFormattedCounterValue) __imp_PdhGetFormattedCounterValue = &FakeRead;
-}
+}  // extern "C"
 
 namespace {
 

@@ -10,6 +10,7 @@
 
 #include "frame/text.h"
 #include "frame/vx_string.h"
+#include "tests/support/fake_boot_time.h"
 #include "tools/optimizerctl/cli.h"
 #include "tools/optimizerctl/failure.h"
 
@@ -81,6 +82,32 @@ private:
     IOptimizerEvents* m_observer = nullptr;
 };
 
+/// The service's measurement of the boot; `connection` is what the connector says of it.
+class FakeBoot final : public test_support::FakeBootTime<boottime::IBootTimeCommClient>,
+                       public boottime::IBootTimeCommClientAsync {
+public:
+    uint32_t connection = ERROR_SUCCESS;
+    /// What happens when somebody begins to listen.
+    std::function<void(boottime::IBootTimeEvents&)> onRegister = [](boottime::IBootTimeEvents&) {};
+
+    void* QueryInterface(const Identifier* iid) override {
+        return *iid == boottime::IBootTimeCommClientAsync::kIdentifier
+                   ? static_cast<boottime::IBootTimeCommClientAsync*>(this)
+                   : nullptr;
+    }
+    uint32_t AddEventsObserver(boottime::IBootTimeEvents* observer) override {
+        onRegister(*observer);
+        return FakeBootTime::AddEventsObserver(observer);
+    }
+    void* DeletingDestructor(uint32_t) override { return nullptr; }
+    uint32_t GetBootTimeAsync() override { return connection; }
+    uint32_t GetTotalBootImpactAsync() override { return connection; }
+    uint32_t GetBootImpactAsync(boottime::ProcessImpact*) override { return connection; }
+    uint32_t GetDiskSpeedAsync() override { return connection; }
+    uint32_t AddResponseObserver(boottime::IBootTimeResponse*) override { return ERROR_SUCCESS; }
+    uint32_t RemoveResponseObserver(boottime::IBootTimeResponse*) override { return ERROR_SUCCESS; }
+};
+
 struct Outcome {
     int exitCode;
     std::string out;
@@ -91,6 +118,7 @@ struct Outcome {
 class Person final : ctl::ITerminal, ctl::IEngineSource, ctl::IMachine {
 public:
     FakeEngine engine;
+    FakeBoot boot;
     bool serviceIsThere = true;
     bool readerIsThere = true;
     std::string input;
@@ -100,7 +128,8 @@ public:
         m_out.clear();
         m_err.clear();
         InProcess inProcess(engine);
-        ctl::Surroundings surroundings{*this, *this, inProcess, *this};
+        BootSource bootSource(*this);
+        ctl::Surroundings surroundings{*this, *this, inProcess, bootSource, *this};
         const ctl::ExitCode code = ctl::RunCommandLine(arguments, surroundings);
         return {static_cast<int>(code), m_out, m_err};
     }
@@ -116,6 +145,17 @@ private:
         FakeEngine& m_engine;
     };
 
+    class BootSource final : public ctl::IBootSource {
+    public:
+        explicit BootSource(Person& person) : m_person(person) {}
+        boottime::IBootTimeCommClient& Open(std::optional<uint32_t>) override {
+            return m_person._Reach(m_person.boot);
+        }
+
+    private:
+        Person& m_person;
+    };
+
     bool PrintLine(const std::wstring& line) override {
         if (readerIsThere) m_out += optimizer::Narrow(line) + "\n";
         return readerIsThere;
@@ -123,12 +163,15 @@ private:
     void PrintErrorLine(const std::wstring& line) override { m_err += optimizer::Narrow(line) + "\n"; }
     void ShowProgress(const std::wstring&) override {}
     std::string ReadInput() override { return input; }
-    IOptimizer& Open(std::optional<uint32_t>) override {
+    template <class Component>
+    Component& _Reach(Component& component) const {
         if (!serviceIsThere) throw ctl::Unreachable(ERROR_NOT_ENOUGH_MEMORY, L"nobody is there");
-        return engine;
+        return component;
     }
+    IOptimizer& Open(std::optional<uint32_t>) override { return _Reach(engine); }
     ctl::ServiceState QueryService() override { return {0, true, false, L"stopped"}; }
     std::wstring SettingsFolder() override { return settingsFolder; }
+    std::wstring Name() override { return L"R&D"; }
 
     std::string m_out;
     std::string m_err;
