@@ -174,7 +174,7 @@ constexpr const wchar_t* kTableHead =
     L"<th scope=\"col\">Written, bytes</th><th scope=\"col\">Other, bytes</th></tr></thead>\n";
 
 std::wstring TableCell(int64_t value, bool isMarked) {
-    return L"<td>" + Grouped(value) + (isMarked ? L"*</td>" : L"</td>");
+    return L"<td>" + Grouped(value) + (isMarked ? L"<i>*</i></td>" : L"</td>");
 }
 
 std::wstring TableSection(std::vector<BootProcess> processes) {

@@ -63,6 +63,7 @@ table { border-collapse: collapse; width: 100%; font-size: 13px; }
 th, td { padding: 8px 0 8px 20px; text-align: right; white-space: nowrap; border-bottom: 1px solid var(--line);
   vertical-align: top; }
 td, .facts dd, .length, .bars span { font-variant-numeric: tabular-nums; }
+td i { position: absolute; font-style: normal; }
 th { font-weight: 500; }
 thead th { color: var(--soft); border-bottom-color: var(--soft); vertical-align: bottom; }
 th:first-child { text-align: left; padding-left: 0; }
@@ -75,6 +76,7 @@ footer p + p { margin-top: 6px; }
   main { padding: 24px 16px 40px; }
   .pair { grid-template-columns: minmax(0, 1fr); }
   .facts { grid-template-columns: 1fr 1fr; }
+  .facts dd { font-size: 17px; }
   .length { font-size: 48px; margin-top: 20px; }
   section { padding: 18px 16px 20px; }
   .scroll { margin: 12px -16px 0; padding: 0 16px 8px; }
