@@ -93,5 +93,8 @@ Figure QueueBatch();
 Figure PipeCall();
 Figure PipeBroadcast();
 Figure HostMemory();
+Figure BootPass();
+Figure BootMemory();
+Figure WholeBoot();
 
 }  // namespace bench

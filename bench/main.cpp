@@ -20,6 +20,7 @@ constexpr Row kRows[] = {
     {"site", &bench::TraceSite},        {"scope", &bench::TraceScope},        {"lock", &bench::ReadLock},
     {"profile", &bench::ProfileChange}, {"queue", &bench::QueueOneByOne},     {"batch", &bench::QueueBatch},
     {"call", &bench::PipeCall},         {"broadcast", &bench::PipeBroadcast}, {"memory", &bench::HostMemory},
+    {"bootpass", &bench::BootPass},     {"sample", &bench::BootMemory},       {"boot", &bench::WholeBoot},
 };
 
 const Row* FindRow(std::string_view name) {

@@ -23,9 +23,11 @@ static_assert(sizeof(ProcessCounters) == 20);
 
 /// How busy the disks were, as plug-in "LoadUsage" tells it.
 struct DiskSpeed {
+    // NOLINTBEGIN(readability-identifier-naming): so they are called in traces and by clients
     double min_hddUsage;
     double max_hddUsage;
     double average_hddUsage;
+    // NOLINTEND(readability-identifier-naming)
 };
 static_assert(sizeof(DiskSpeed) == 24);
 

@@ -14,12 +14,10 @@ BootingMachine* g_boot = nullptr;
 namespace {
 
 constexpr DWORD kPassMs = 1000;
-constexpr DWORD kPatienceMs = 10000;
 
-decltype(&WaitForSingleObject) RealWait() {
-    static const auto real = optimizer::GetExport<decltype(WaitForSingleObject)>(
-        LoadLibraryW(L"kernel32.dll"), "WaitForSingleObject");
-    return real;
+template <class Function>
+Function* ExportOf(const wchar_t* library, const char* name) {
+    return optimizer::GetExport<Function>(LoadLibraryW(library), name);
 }
 
 void Pass() {
@@ -27,15 +25,21 @@ void Pass() {
     g_boot->idleTicks += g_boot->idleTicksPerPass;
     for (auto& [pid, process] : g_boot->processes)
         process.kernelMs += process.cpuMsPerPass;
-    g_boot->onPass(++g_boot->passes);
+    if (++g_boot->passes == g_boot->logonPass) {
+        const auto logOn = [](auto* observer) { observer->OnLogon(SimulatedScm::s_current->tick, L"ann"); };
+        optimizer::CUserLogon::Instance().Observers().ForEach(logOn);
+    }
+    g_boot->onPass(g_boot->passes);
 }
 
 DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
     if (timeoutMs == kPassMs && g_boot != nullptr) {
+        g_boot->stopEvent = handle;
         Pass();
         timeoutMs = 0;
     }
-    return RealWait()(handle, timeoutMs);
+    static auto* const real = ExportOf<decltype(WaitForSingleObject)>(L"kernel32.dll", "WaitForSingleObject");
+    return real(handle, timeoutMs);
 }
 
 FILETIME ToFileTime(uint64_t ticks) {
@@ -47,21 +51,15 @@ void WINAPI SystemTime(FILETIME* time) {
     *time = ToFileTime(static_cast<uint64_t>(nowMs) * 10000);
 }
 
-void WINAPI System(SYSTEM_INFO* info) {
-    *info = {};
-    info->dwNumberOfProcessors = 2;
-}
-
 /// A handle is the pid; no real one is odd.
 HANDLE WINAPI Open(DWORD access, BOOL, DWORD pid) {
-    if (access != 0x410 || !g_boot->processes.contains(pid)) return nullptr;
+    if (access != 0x410 || !g_boot->processes.contains(pid) || pid == g_boot->refused) return nullptr;
     ++g_boot->openProcesses;
     return reinterpret_cast<HANDLE>(uintptr_t{pid} * 2 + 1);
 }
 
 BOOL WINAPI Close(HANDLE handle) {
-    static const auto real =
-        optimizer::GetExport<decltype(CloseHandle)>(LoadLibraryW(L"kernel32.dll"), "CloseHandle");
+    static auto* const real = ExportOf<decltype(CloseHandle)>(L"kernel32.dll", "CloseHandle");
     if ((reinterpret_cast<uintptr_t>(handle) & 1) == 0) return real(handle);
     --g_boot->openProcesses;
     return TRUE;
@@ -81,12 +79,8 @@ BOOL WINAPI Times(HANDLE handle, FILETIME*, FILETIME*, FILETIME* kernel, FILETIM
 }
 
 BOOL WINAPI Transfers(HANDLE handle, IO_COUNTERS* counters) {
-    const BootProcess* const process = Find(handle);
-    if (process == nullptr) return FALSE;
-    *counters = {};
-    counters->ReadTransferCount = process->bytes;
-    counters->WriteTransferCount = process->bytes / 2;
-    counters->OtherTransferCount = 1;
+    const uint64_t bytes = Find(handle)->bytes;
+    *counters = {0, 0, 0, bytes, bytes / 2, 1};
     return TRUE;
 }
 
@@ -98,17 +92,13 @@ HMODULE WINAPI ModuleHandle(const wchar_t* name) {
     return module;
 }
 
-template <class Function>
-Function* EventLog(const char* name) {
-    return optimizer::GetExport<Function>(LoadLibraryW(L"wevtapi.dll"), name);
-}
-
 }  // namespace
 
-BootFixture::BootFixture() : m_log(*EventLog<SimulatedEventsFunction>("SimulatedLog")()) {
+BootFixture::BootFixture() : m_log(*ExportOf<SimulatedEvents*()>(L"wevtapi.dll", "SimulatedLog")()) {
     m_log = {};
     g_boot = &m_machine;
     m_scm.tick = 20000;
+    m_scm.sleepTakesTime = false;
     m_scm.services[L"RpcSs"].state = SERVICE_RUNNING;
     optimizer::VxUsersLibrary::Instance().Bind();
     SetSimulatedUser(L"", L"");
@@ -127,23 +117,8 @@ BootFixture::~BootFixture() {
     g_boot = nullptr;
 }
 
-void BootFixture::OnDataAnalysed(uint32_t status) {
-    m_status = status;
-    SetEvent(m_ended.Get());
-}
-
-void BootFixture::LogOn() const {
-    optimizer::CUserLogon::Instance().Observers().ForEach(
-        [&](optimizer::IUserLogonObserver* observer) { observer->OnLogon(m_scm.tick, L"ann"); });
-}
-
-uint32_t BootFixture::AwaitEnd() {
-    EXPECT_EQ(WaitForSingleObject(m_ended.Get(), kPatienceMs), WAIT_OBJECT_0);
-    return m_status;
-}
-
-void BootFixture::Deliver(const SimulatedEvent& event) const {
-    EventLog<DeliverEventFunction>("DeliverEvent")(&event);
+void BootFixture::Deliver(const SimulatedEvent& event) {
+    ExportOf<void(const SimulatedEvent*)>(L"wevtapi.dll", "DeliverEvent")(&event);
 }
 
 }  // namespace test_support
@@ -155,7 +130,7 @@ extern "C" __declspec(dllexport) DWORD WINAPI
 /// Tells of the running service at once, and of nothing at the calls after that.
 DWORD WINAPI TellOfService(SC_HANDLE, DWORD mask, SERVICE_NOTIFYW* record) {
     EXPECT_TRUE(mask == 8 && record->dwVersion == 2);
-    if (test_support::g_boot->isAwaited.exchange(true)) return 0;
+    if (++test_support::g_boot->notices > 1) return SetEvent(test_support::g_boot->secondNotice.Get()) == 0;
     record->ServiceStatus.dwCurrentState = SERVICE_RUNNING;
     const auto call = [](ULONG_PTR told) {
         auto* const notification = reinterpret_cast<SERVICE_NOTIFYW*>(told);
@@ -189,7 +164,6 @@ DWORD WINAPI K32GetModuleFileNameExW(HANDLE handle, HMODULE, wchar_t* name, DWOR
 
 decltype(&WaitForSingleObject) __imp_WaitForSingleObject = &test_support::Wait;
 decltype(&GetSystemTimeAsFileTime) __imp_GetSystemTimeAsFileTime = &test_support::SystemTime;
-decltype(&GetSystemInfo) __imp_GetSystemInfo = &test_support::System;
 decltype(&OpenProcess) __imp_OpenProcess = &test_support::Open;
 decltype(&CloseHandle) __imp_CloseHandle = &test_support::Close;
 decltype(&GetProcessTimes) __imp_GetProcessTimes = &test_support::Times;

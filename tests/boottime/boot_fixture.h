@@ -31,14 +31,17 @@ struct BootProcess {
 struct BootingMachine {
     int64_t startedMs = 13'000'000'000'000;  // since 1601
     std::map<uint32_t, BootProcess> processes;
+    int logonPass = 1;
     std::function<void(int pass)> onPass = [](int) {};
     int passes = 0;
-    uint64_t idleTicks = 0;  // of both processors together
-    uint64_t idleTicksPerPass = 0;
+    HANDLE stopEvent = nullptr;  // that the pass waits for
+    uint64_t idleTicks = 0;
+    uint64_t idleTicksPerPass = uint64_t{1} << 40;  // more than any number of processors has
     int openProcesses = 0;
     bool notifies = true;  // the system has the function that tells of services
-    /// Set while a service's notification is awaited.
-    std::atomic<bool> isAwaited = false;
+    uint32_t refused = 0;  // the process that can't be opened
+    int notices = 0;       // of the service, asked for
+    optimizer::KernelHandle secondNotice{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
 };
 extern BootingMachine* g_boot;
 
@@ -58,16 +61,21 @@ class BootFixture : public testing::Test, public boottime::IBootTimeEvents {
 protected:
     BootFixture();
     ~BootFixture() override;
-    void OnDataAnalysed(uint32_t status) override;
-
-    void LogOn() const;
+    void OnDataAnalysed(uint32_t status) override {
+        m_status = status;
+        SetEvent(m_ended.Get());
+    }
     /// Until somebody hears of the end.
-    uint32_t AwaitEnd();
+    uint32_t AwaitEnd() {
+        Await(m_ended.Get());
+        return m_status;
+    }
+    static void Await(HANDLE event) { EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0); }
     std::wstring File(const wchar_t* name) const {
         return m_folder.File(std::wstring(L"optimizer\\") + name);
     }
     uint64_t NowTicks() const { return static_cast<uint64_t>(m_machine.startedMs + m_scm.tick) * 10000; }
-    void Deliver(const SimulatedEvent& event) const;
+    static void Deliver(const SimulatedEvent& event);
 
     SimulatedScm m_scm;
     BootingMachine m_machine;

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "border/boot_time.h"
 #include "border/optimizer.h"
 #include "frame/handles.h"
 #include "frame/vx_string.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_product_info.h"
 #include "tests/support/raw_slots.h"
+#include "tests/support/simulated_log.h"
 #include "tests/support/simulated_users.h"
 #include "tools/rig/temporary_folder.h"
 
@@ -107,6 +109,29 @@ TEST_F(Module, AHostDrivesItsComponentsByTheirSlots) {
     CallSlot<void>(settings, 2);
     EXPECT_EQ(CallSlot<void*>(settings, 5), nullptr);
     EXPECT_EQ(CallSlot<void*>(settings, 7, uint32_t{1}), settings) << "the deleting destructor frees it";
+}
+
+TEST_F(Module, TheMeasurementsCreationIsTraced) {
+    void* const plugin = Made(L"optimizeral");  // holds the log
+    {
+        const test_support::LogCalls log;
+        log.Take();
+        void* out = this;
+        EXPECT_EQ(m_create(L"boottime", &kStrange, &out), ERROR_NOT_FOUND);
+        std::wstring lines;
+        for (const std::wstring& line : log.Take())
+            lines += line + L"\n";
+        for (const wchar_t* const text :
+             {L"Created pOptimizerBootTimer object", L"Got pOptimizerBootTimer interface",
+              L"OptimizerBootTimer interface not found"})
+            EXPECT_NE(lines.find(text), std::wstring::npos) << text;
+        void* const measurement = Made(L"BootTime");
+        boottime::DiskSpeed speed = {};
+        EXPECT_EQ(CallSlot<uint32_t>(measurement, 8, &speed), 1U);
+        CallSlot<void>(measurement, 11, boottime::kNoResults);
+        m_destroy(L"boottime", measurement);
+    }
+    m_destroy(L"optimizeral", plugin);
 }
 
 TEST_F(Module, AnUninstallSignalsTheEventThatSomebodyHoldsOpen) {

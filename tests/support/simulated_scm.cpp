@@ -106,7 +106,7 @@ BOOL WINAPI ChangeConfig(SC_HANDLE handle, DWORD type, DWORD startType, DWORD er
 
 void WINAPI SleepByHand(DWORD ms) {
     if (g_scm == nullptr) return;
-    g_scm->tick += ms;
+    if (g_scm->sleepTakesTime) g_scm->tick += ms;
     if (g_scm->onSleep) g_scm->onSleep(ms);
     SwitchToThread();
 }

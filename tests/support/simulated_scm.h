@@ -37,6 +37,7 @@ public:
     int openHandles = 0;
     std::mutex lock;  // guards all of the above while threads run
     std::atomic<DWORD> tick = 1000000;
+    bool sleepTakesTime = true;             // off where the trace's own short sleeps must not move the clock
     std::function<void(DWORD ms)> onSleep;  // on the sleeping thread; the clock has moved on already
     std::function<void()> onQuery;          // before each status query
     static inline SimulatedScm* s_current = nullptr;
