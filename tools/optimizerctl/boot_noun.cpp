@@ -28,7 +28,7 @@ ExitCode Time(Context& context) {
 
 size_t FindOrder(const std::wstring& name) {
     if (name.empty()) return static_cast<size_t>(Cost::Cpu);
-    const auto found = std::find(std::begin(kSortNames), std::end(kSortNames), name);
+    const auto* const found = std::find(std::begin(kSortNames), std::end(kSortNames), name);
     if (found != std::end(kSortNames)) return static_cast<size_t>(found - std::begin(kSortNames));
     throw WrongUse(L"There is no order \"" + name + L"\"; choose " +
                    ListChoices({std::begin(kSortNames), std::end(kSortNames)}) + L".");

@@ -51,7 +51,7 @@ std::wstring Machine::SettingsFolder() {
 
 std::wstring Machine::Name() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD size = static_cast<DWORD>(std::size(name));
+    auto size = static_cast<DWORD>(std::size(name));
     return GetComputerNameW(name, &size) ? name : L"";
 }
 

@@ -3,6 +3,8 @@
 #include <functional>
 
 #include "tests/support/fake_boot_time.h"
+#include "tools/optimizerctl/failure.h"
+#include "tools/optimizerctl/surroundings.h"
 
 namespace ctl_test {
 
@@ -30,6 +32,20 @@ public:
     uint32_t GetDiskSpeedAsync() override { return connection; }
     uint32_t AddResponseObserver(boottime::IBootTimeResponse*) override { return ERROR_SUCCESS; }
     uint32_t RemoveResponseObserver(boottime::IBootTimeResponse*) override { return ERROR_SUCCESS; }
+};
+
+class FakeBootSource final : public ctl::IBootSource {
+public:
+    FakeBootSource(FakeBoot& boot, bool isThere) : m_boot(boot), m_isThere(isThere) {}
+
+    boottime::IBootTimeCommClient& Open(std::optional<uint32_t>) override {
+        if (!m_isThere) throw ctl::Unreachable(ERROR_NOT_ENOUGH_MEMORY, L"nobody is there");
+        return m_boot;
+    }
+
+private:
+    FakeBoot& m_boot;
+    const bool m_isThere;
 };
 
 }  // namespace ctl_test

@@ -102,7 +102,7 @@ public:
         m_out.clear();
         m_err.clear();
         InProcess inProcess(engine);
-        BootSource bootSource(*this);
+        FakeBootSource bootSource(boot, serviceIsThere);
         ctl::Surroundings surroundings{*this, *this, inProcess, bootSource, *this};
         const ctl::ExitCode code = ctl::RunCommandLine(arguments, surroundings);
         return {static_cast<int>(code), m_out, m_err};
@@ -119,17 +119,6 @@ private:
         FakeEngine& m_engine;
     };
 
-    class BootSource final : public ctl::IBootSource {
-    public:
-        explicit BootSource(Person& person) : m_person(person) {}
-        boottime::IBootTimeCommClient& Open(std::optional<uint32_t>) override {
-            return m_person._Reach(m_person.boot);
-        }
-
-    private:
-        Person& m_person;
-    };
-
     bool PrintLine(const std::wstring& line) override {
         if (readerIsThere) m_out += optimizer::Narrow(line) + "\n";
         return readerIsThere;
@@ -137,12 +126,10 @@ private:
     void PrintErrorLine(const std::wstring& line) override { m_err += optimizer::Narrow(line) + "\n"; }
     void ShowProgress(const std::wstring&) override {}
     std::string ReadInput() override { return input; }
-    template <class Component>
-    Component& _Reach(Component& component) const {
+    IOptimizer& Open(std::optional<uint32_t>) override {
         if (!serviceIsThere) throw ctl::Unreachable(ERROR_NOT_ENOUGH_MEMORY, L"nobody is there");
-        return component;
+        return engine;
     }
-    IOptimizer& Open(std::optional<uint32_t>) override { return _Reach(engine); }
     ctl::ServiceState QueryService() override { return {0, true, false, L"stopped"}; }
     std::wstring SettingsFolder() override { return settingsFolder; }
     std::wstring Name() override { return L"R&D"; }
