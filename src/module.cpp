@@ -67,19 +67,18 @@ uint32_t CreatePlugin(const Identifier* iid, void** out) {
     const Identifier wanted = *iid;
     EnterCriticalSection(&g_lock);
     uint32_t error = ERROR_SUCCESS;
-    if (g_count == 0) {
+    if (g_count != 0) {
+        // A destruction too many took the count below 0, and there is no plugin. That isn't mended here: the
+        // balance is the callers' to keep.
+        if (g_plugin == nullptr) error = ERROR_NOT_FOUND;
+        ++g_count;
+    } else {
         g_plugin = MakePlugin();
         if (g_plugin != nullptr) {
             g_count = 1;
         } else {
             error = ERROR_OUTOFMEMORY;
         }
-    } else if (g_plugin != nullptr) {
-        ++g_count;
-    } else {
-        // A destruction too many took the count below 0. It isn't mended: the balance is the callers' to
-        // keep.
-        error = ERROR_NOT_FOUND;
     }
     COptimizerPlugin* const plugin = g_plugin;
     LeaveCriticalSection(&g_lock);

@@ -47,6 +47,8 @@ int StopAgent() {
             return kDone;
         case host::StopResult::NoneRuns:
             return Fail(L"No agent runs in this session.");
+        case host::StopResult::Denied:
+            return Fail(L"This session's agent belongs to another account; run the command as that user.");
         case host::StopResult::StillRuns:
             break;
     }

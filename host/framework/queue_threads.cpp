@@ -43,8 +43,13 @@ bool CQueueThreads::IsOwn() const {
 }
 
 bool CQueueThreads::Join(DWORD timeoutMs) const {
+    const ULONGLONG start = GetTickCount64();
     for (const auto& thread : m_threads) {
-        if (WaitForSingleObject(thread.Get(), timeoutMs) == WAIT_TIMEOUT) return false;
+        const ULONGLONG spentMs = GetTickCount64() - start;
+        const DWORD leftMs = timeoutMs == INFINITE ? INFINITE
+                             : spentMs < timeoutMs ? static_cast<DWORD>(timeoutMs - spentMs)
+                                                   : 0;
+        if (WaitForSingleObject(thread.Get(), leftMs) == WAIT_TIMEOUT) return false;
     }
     return true;
 }

@@ -21,7 +21,7 @@ public:
     [[nodiscard]] uint32_t Add(Body body);
     /// Whether the calling thread is one of them.
     bool IsOwn() const;
-    /// Blocks until all have ended, `timeoutMs` at most for each. False when one runs on. Not on one of them.
+    /// Blocks until all have ended, `timeoutMs` at most. False when one runs on. Not on one of them.
     bool Join(DWORD timeoutMs = INFINITE) const;
     void Clear() { m_threads.clear(); }
 

@@ -28,11 +28,14 @@ AgentInstance::~AgentInstance() {
 }
 
 bool HasSessionAgent() {
-    return static_cast<bool>(optimizer::KernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kMutexName)));
+    const optimizer::KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kMutexName));
+    // An installer that somebody else's password has elevated may not open what it sees.
+    return mutex || GetLastError() == ERROR_ACCESS_DENIED;
 }
 
 StopResult StopAgent() {
     const optimizer::KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kMutexName));
+    if (!mutex && GetLastError() == ERROR_ACCESS_DENIED) return StopResult::Denied;
     const optimizer::KernelHandle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, kStopName));
     if (!mutex || !stop) return StopResult::NoneRuns;
     SetEvent(stop.Get());

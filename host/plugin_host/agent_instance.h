@@ -26,12 +26,13 @@ private:
     bool m_held = false;
 };
 
-/// Whether an agent runs in the session of this process.
+/// Whether an agent runs in the session of this process, under whatever account.
 bool HasSessionAgent();
 
-enum class StopResult { Stopped, NoneRuns, StillRuns };
+enum class StopResult { Stopped, NoneRuns, StillRuns, Denied };
 
-/// Ends the session's agent and waits for its end, ten seconds at most.
+/// Ends the session's agent and waits for its end, ten seconds at most. Denied to another account than the
+/// agent's.
 StopResult StopAgent();
 
 }  // namespace host

@@ -18,8 +18,9 @@ using boottime::DiskSpeed;
 
 namespace {
 
-// Under its English name, which the system takes in every language.
-constexpr const wchar_t* kDiskTime = L"\\PhysicalDisk(_Total)\\% Disk Time";
+// Under its English name, which the system takes in every language. "% Disk Time" wouldn't do: it tells the
+// length of the queue.
+constexpr const wchar_t* kIdleTime = L"\\PhysicalDisk(_Total)\\% Idle Time";
 constexpr int kSamples = 5;
 constexpr DWORD kSampleMs = 100;
 
@@ -30,11 +31,11 @@ struct QueryTraits {
 };
 using Query = optimizer::UniqueHandle<QueryTraits>;
 
-/// Never above 100, which a disk with a queue would have otherwise.
+/// How busy the disks were; two clocks let the counter go beyond its ends a little.
 PDH_STATUS ReadPercent(PDH_HCOUNTER counter, double& percent) {
     PDH_FMT_COUNTERVALUE value = {};
     const PDH_STATUS status = PdhGetFormattedCounterValue(counter, PDH_FMT_DOUBLE, nullptr, &value);
-    percent = std::clamp(value.doubleValue, 0.0, 100.0);
+    percent = std::clamp(100.0 - value.doubleValue, 0.0, 100.0);
     return status;
 }
 
@@ -55,7 +56,7 @@ uint32_t CLoadUsage::GetFigures(int32_t kind, void** figures, uint32_t* flags) {
     DiskSpeed speed = {};
     const uint32_t error = _SampleDisks(speed);
     if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kWarning, L"The counter %s can't be read: 0x%x", kDiskTime, error);
+        TRACE_LINE(trace::kWarning, L"The counter %s can't be read: 0x%x", kIdleTime, error);
         speed = {};
     }
     *static_cast<DiskSpeed*>(*figures) = speed;
@@ -66,7 +67,7 @@ uint32_t CLoadUsage::_SampleDisks(DiskSpeed& speed) {
     Query query;
     PDH_HCOUNTER counter = nullptr;
     PDH_STATUS status = PdhOpenQueryW(nullptr, 0, query.Receive());
-    if (status == ERROR_SUCCESS) status = PdhAddEnglishCounterW(query.Get(), kDiskTime, 0, &counter);
+    if (status == ERROR_SUCCESS) status = PdhAddEnglishCounterW(query.Get(), kIdleTime, 0, &counter);
     // A share of time needs two looks: this one only begins the first sample.
     if (status == ERROR_SUCCESS) status = PdhCollectQueryData(query.Get());
     for (int sample = 0; sample < kSamples && status == ERROR_SUCCESS; ++sample) {

@@ -91,7 +91,8 @@ uint32_t CBootTimeComm::NpcCallback(const ConnectorMessage* message) {
 void CBootTimeComm::_Answer(const ConnectorMessage* message, const Request& request) {
     TRACE_MARKED_SCOPE("CBootTimeComm::NpcCallback", request.name);
     CByteStream answer;
-    const uint32_t error = (this->*request.ask)(message, answer);
+    // Short memory is an error like any other to those who wait.
+    const uint32_t error = optimizer::Guarded([&] { return (this->*request.ask)(message, answer); });
     const auto errorId = static_cast<uint32_t>(request.errorId);
     if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, request.failed, error);
@@ -125,8 +126,7 @@ uint32_t CBootTimeComm::_GetBootImpact(const ConnectorMessage* message, CByteStr
     vx::List<ProcessImpact> list;
     const uint32_t error = m_bootTime->GetBootImpact(&list, &filter);
     TRACE_LINE(trace::kInformation, L"err=0x%x process=[%s]", error, TextOf(list).c_str());
-    Write(answer, list);
-    return error;
+    return error != ERROR_SUCCESS || Write(answer, list) ? error : uint32_t{ERROR_OUTOFMEMORY};
 }
 
 uint32_t CBootTimeComm::_GetDiskSpeed(const ConnectorMessage*, CByteStream& answer) {

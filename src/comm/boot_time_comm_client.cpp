@@ -60,7 +60,7 @@ uint32_t CBootTimeCommClient::Init(IServMain*) {
 
 void CBootTimeCommClient::UnInit() {
     TRACE_SCOPE("CBootTimeCommClient::UnInit");
-    if (m_connection.UnInit()) m_observers.Release();
+    m_connection.UnInit([this] { m_observers.Release(); });
 }
 
 uint32_t CBootTimeCommClient::Start() {
@@ -123,7 +123,7 @@ uint32_t CBootTimeCommClient::GetBootImpact(vx::IList<ProcessImpact>* list, Proc
     TRACE_SCOPE("CBootTimeCommClient::GetBootImpact");
     return Guarded([&] {
         CByteStream payload;
-        WriteFilter(payload, *filter);
+        WriteFilter(payload, filter != nullptr ? *filter : ProcessImpact{});
         return _Ask(traceScope, Request::kBootImpact, payload.Data(), payload.SizeBytes(),
                     [&](CByteStream& answer) {
                         const uint32_t error = Read(answer, *list);
@@ -156,7 +156,7 @@ uint32_t CBootTimeCommClient::GetBootImpactAsync(ProcessImpact* filter) {
     TRACE_SCOPE("CBootTimeCommClient::GetBootImpactAsync");
     return Guarded([&] {
         CByteStream payload;
-        WriteFilter(payload, *filter);
+        WriteFilter(payload, filter != nullptr ? *filter : ProcessImpact{});
         return _Post(traceScope, Request::kBootImpact, payload.Data(), payload.SizeBytes());
     });
 }

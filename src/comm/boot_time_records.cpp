@@ -1,6 +1,7 @@
 #include "comm/boot_time_records.h"
 
 #include <algorithm>
+#include <cwchar>
 
 #include "frame/vx_list.h"
 
@@ -59,16 +60,18 @@ void WriteFilter(CByteStream& stream, const ProcessImpact& filter) {
     stream.WriteString(filter.name.Text());
 }
 
-void Write(CByteStream& stream, ImpactList& list) {
-    CByteStream elements;
-    uint32_t count = 0;
+bool Write(CByteStream& stream, ImpactList& list) {
+    constexpr size_t kFixedBytes = 8 + 8 + 4 + sizeof(wchar_t) + sizeof(ProcessCounters);
+    uint64_t count = 0;
+    size_t expectedBytes = stream.SizeBytes() + sizeof(uint32_t);
+    stream.WriteUint32(static_cast<uint32_t>(list.GetCount()));
     vx::ForEach(list, [&](const ProcessImpact& impact) {
-        WriteFilter(elements, impact);
-        Write(elements, impact.counters);
+        WriteFilter(stream, impact);
+        Write(stream, impact.counters);
+        expectedBytes += kFixedBytes + std::wcslen(impact.name.Text()) * sizeof(wchar_t);
         ++count;
     });
-    stream.WriteUint32(count);
-    stream.Write(elements.Data(), elements.SizeBytes());
+    return count == list.GetCount() && stream.SizeBytes() == expectedBytes;
 }
 
 void Read(CByteStream& stream, ProcessCounters& counters) {

@@ -17,8 +17,8 @@ inline constexpr uint32_t kMostElements = 0x10000;
 void Write(optimizer::CByteStream& stream, const ProcessCounters& counters);
 void Write(optimizer::CByteStream& stream, const DiskSpeed& speed);
 void WriteFilter(optimizer::CByteStream& stream, const ProcessImpact& filter);
-/// An empty list when the memory is too short to walk it.
-void Write(optimizer::CByteStream& stream, ImpactList& list);
+/// False when the memory is too short for all of it; the stream is of no use then.
+[[nodiscard]] bool Write(optimizer::CByteStream& stream, ImpactList& list);
 
 /// What isn't there stays as it was, number by number.
 void Read(optimizer::CByteStream& stream, ProcessCounters& counters);

@@ -60,11 +60,6 @@ uint32_t CClientConnection::_Init() {
     return m_connections != nullptr ? uint32_t{ERROR_SUCCESS} : kErrorNoInterface;
 }
 
-bool CClientConnection::UnInit() {
-    const std::lock_guard guard(m_lock);
-    return _UnInit();
-}
-
 bool CClientConnection::_UnInit() {
     if (--m_initCount != 0) return false;
     _Disconnect();

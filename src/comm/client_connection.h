@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 
 #include "border/connector.h"
 #include "frame/exported_object.h"
@@ -30,8 +31,12 @@ public:
 
     /// Loads the connector: 0, or its error.
     uint32_t Init();
-    /// True when it was the last: then nothing is held any more.
-    bool UnInit();
+    /// Has `last` called when it was the last: nothing is held any more then, and no Init comes in between.
+    template <class Last>
+    void UnInit(Last last) {
+        const std::lock_guard guard(m_lock);
+        if (_UnInit()) last();
+    }
     /// Connects, waiting up to five seconds for the service, and has messages received from then on; 8 when
     /// there is none. The count stays raised then, so that the next Start gives 0 without a connection.
     uint32_t Start(ConnectorCallback* receive, void* context);

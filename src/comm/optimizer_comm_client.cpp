@@ -72,7 +72,7 @@ uint32_t COptimizerCommClient::Init(IServMain*) {
 
 void COptimizerCommClient::UnInit() {
     TRACE_SCOPE("COptimizerCommClient::UnInit");
-    if (m_connection.UnInit()) m_observers.Release();
+    m_connection.UnInit([this] { m_observers.Release(); });
 }
 
 uint32_t COptimizerCommClient::Start() {

@@ -56,6 +56,7 @@ uint32_t CPipeServer::Start(const wchar_t* pipe, ConnectorCallback* receive, voi
     ConnectorEndpoint* const endpoint = m_connector->registerPipe(pipe, kCommonPipeName);
     if (endpoint == nullptr) {
         TRACE_LINE(trace::kError, L"Could not register comm server: %s", pipe);
+        // There is no null end to go on with: whoever started this is told.
         return ERROR_GEN_FAILURE;
     }
     m_endpoint = endpoint;
