@@ -34,8 +34,9 @@ VxUsersLibrary& VxUsersLibrary::Instance() {
 }
 
 bool VxUsersLibrary::Bind() {
-    Unbind();
     WriteGuard guard(m_lock);
+    ++m_bindings;
+    _Clear();
     m_library.Reset(LoadLibraryW(L"vxusers.dll"));
     if (!m_library) return false;
     m_slots[0] = m_library.Get();
@@ -50,7 +51,8 @@ bool VxUsersLibrary::Bind() {
 
 void VxUsersLibrary::Unbind() {
     WriteGuard guard(m_lock);
-    _Clear();
+    if (m_bindings > 0) --m_bindings;
+    if (m_bindings == 0) _Clear();
 }
 
 bool VxUsersLibrary::IsBound() {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "frame/module_path.h"
+#include "frame/users_library.h"
 #include "frame/vx_list.h"
 #include "tests/boottime/boot_fixture.h"
 #include "tests/support/simulated_users.h"
@@ -190,6 +191,7 @@ TEST_F(BootTimePluginTest, WhatInitCantGetItGivesBack) {
         EXPECT_TRUE(m_traces.Has(L"settingsFolderPath=" + File(L""))) << "told in all cases";
         m_host.manager.plugins[L"processdp"] = &m_processes;
     }
+    EXPECT_TRUE(optimizer::VxUsersLibrary::Instance().IsBound()) << "others hold it still";
     EXPECT_EQ(m_plugin.Start(), 0U) << "no error, and no thread";
     EXPECT_EQ(m_plugin.GetBootTime(nullptr), 1U);
 }
