@@ -173,7 +173,7 @@ uint32_t CBootTimePlugin::GetDiskSpeed(DiskSpeed* speed) {
 }
 
 uint32_t CBootTimePlugin::AddEventsObserver(IBootTimeEvents* observer) {
-    return m_events.Add(observer);
+    return observer != nullptr ? m_events.Add(observer) : uint32_t{ERROR_INVALID_PARAMETER};
 }
 
 uint32_t CBootTimePlugin::RemoveEventsObserver(IBootTimeEvents* observer) {
