@@ -41,8 +41,8 @@ public:
     /// Binds afresh, whoever holds the table already. False when the library or one of the 18 functions is
     /// missing: the table is empty then. Each call needs an Unbind, also one that failed.
     bool Bind();
-    /// Only the last one empties the table: a component that ends, or whose Init failed, must not take it from
-    /// those that still put the users' settings back.
+    /// Only the last one empties the table: a component that ends, or whose Init failed, must not take it
+    /// from those that still put the users' settings back.
     void Unbind();
     bool IsBound();
 
