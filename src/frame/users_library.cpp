@@ -1,5 +1,7 @@
 #include "frame/users_library.h"
 
+#include <utility>
+
 namespace optimizer {
 
 namespace {
@@ -36,6 +38,8 @@ VxUsersLibrary& VxUsersLibrary::Instance() {
 bool VxUsersLibrary::Bind() {
     WriteGuard guard(m_lock);
     ++m_bindings;
+    // Let go last: the library stays loaded for lists that other threads have of it and still have to free.
+    const Library held = std::move(m_library);
     _Clear();
     m_library.Reset(LoadLibraryW(L"vxusers.dll"));
     if (!m_library) return false;
