@@ -4,6 +4,8 @@
 #include <windows.h>
 
 #include "boottime/boot_time_plugin.h"
+#include "comm/boot_time_comm.h"
+#include "comm/boot_time_comm_client.h"
 #include "comm/optimizer_agent.h"
 #include "comm/optimizer_agent_server.h"
 #include "comm/optimizer_al_comm.h"
@@ -29,6 +31,12 @@ COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
 constexpr optimizer::CreationTraces kBootTimeTraces = {L"Created pOptimizerBootTimer object",
                                                        L"Got pOptimizerBootTimer interface",
                                                        L"OptimizerBootTimer interface not found"};
+constexpr optimizer::CreationTraces kBootTimeCommTraces = {L"Created pOptimizerBootTimerComm object",
+                                                           L"Got pOptimizerBootTimerComm interface",
+                                                           L"OptimizerBootTimerComm interface not found"};
+constexpr optimizer::CreationTraces kBootTimeCommClientTraces = {
+    L"Created pOptimizerBootTimerCommClient object", L"Got pOptimizerBootTimerCommClient interface",
+    L"OptimizerBootTimerCommClient interface not found"};
 
 /// Components of which each call makes a new object. The host frees all but "boottime" without a destructor.
 const ComponentEntry kComponents[] = {
@@ -39,6 +47,10 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
     optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
     optimizer::Traced(optimizer::OwnedComponent<boottime::CBootTimePlugin>(L"boottime"), kBootTimeTraces),
+    optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"), kBootTimeCommTraces),
+    optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(
+                          L"boottimecommclient"),
+                      kBootTimeCommClientTraces),
 };
 
 /// Null when it can't be made.

@@ -5,8 +5,10 @@
 
 #include <windows.h>
 
+#include "border/connection_watch.h"
 #include "frame/guarded.h"
 #include "frame/module_path.h"
+#include "frame/plugin_request.h"
 #include "frame/trace.h"
 #include "host/plugin_host/plugin_host.h"
 #include "host/plugin_host/service_presence.h"
@@ -21,6 +23,8 @@ namespace trace = optimizer::trace;
 constexpr uint32_t kQueueThreads = 2;
 constexpr DWORD kPauseMs = 2000;  // between two looks for the service
 constexpr DWORD kLongestPauseMs = 60000;
+constexpr DWORD kWatchMs = 2000;  // between two looks at the connection
+constexpr const wchar_t* kConnector = L"connclient";
 
 /// True where that can't be told.
 bool IsServiceInstalled() {
@@ -29,6 +33,20 @@ bool IsServiceInstalled() {
     const optimizer::ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, SERVICE_QUERY_STATUS));
     const DWORD error = GetLastError();
     return service || error != ERROR_SERVICE_DOES_NOT_EXIST;
+}
+
+/// Blocks until the service goes, `stop` is signalled, or the agent's connection was cut while the service
+/// lives; that is None.
+PresenceEnd WaitForEnd(IComponentManager* components, HANDLE stop) {
+    auto* const watch = optimizer::RequestPlugin<IConnectionWatch>(components, kConnector);
+    // Another connector than this host's doesn't tell; the service's end is noticed all the same.
+    const DWORD timeoutMs = watch != nullptr ? kWatchMs : INFINITE;
+    PresenceEnd end = PresenceEnd::None;
+    do {
+        end = WaitForServiceEnd(stop, timeoutMs);
+    } while (end == PresenceEnd::None && watch != nullptr && watch->LostConnections() == 0);
+    if (watch != nullptr) components->ReleasePlugin(kConnector);
+    return end;
 }
 
 }  // namespace
@@ -66,6 +84,7 @@ bool AgentHost::_Serve() {
     do {
         if (!IsServicePresent()) {
             if (m_endsWithService && !IsServiceInstalled()) break;
+            pauseMs = kPauseMs;  // the next service is to find its agent soon
             continue;
         }
         std::wstring problem;
@@ -76,7 +95,8 @@ bool AgentHost::_Serve() {
             continue;
         }
         pauseMs = kPauseMs;
-        const PresenceEnd end = WaitForServiceEnd(m_stop);
+        const PresenceEnd end = WaitForEnd(plugins.Main()->GetComponentManager(), m_stop);
+        if (end == PresenceEnd::None) TRACE_LINE(trace::kWarning, L"The connection was cut; it is made anew");
         plugins.Unload();
         if (end == PresenceEnd::Stopped) break;
     } while (WaitForSingleObject(m_stop, pauseMs) == WAIT_TIMEOUT);

@@ -11,8 +11,8 @@
 #include "frame/log_binding.h"
 #include "frame/text.h"
 #include "host/agent/agent_host.h"
-#include "host/agent/agent_instance.h"
 #include "host/agent/session_end.h"
+#include "host/plugin_host/agent_instance.h"
 #include "host/terminal/command_line.h"
 #include "host/terminal/terminal.h"
 

@@ -22,6 +22,8 @@ public:
     /// Blocks until the server has admitted the client. 0, 258 (WAIT_TIMEOUT), 233
     /// (ERROR_PIPE_NOT_CONNECTED), or the system's error. Throws std::bad_alloc.
     [[nodiscard]] uint32_t Open(uint32_t timeoutMs);
+    /// Whether the connection has ended.
+    bool IsOver() const { return m_connection.IsOver(); }
 
     /// 0; 87 (ERROR_INVALID_PARAMETER) for the payload; 258 (WAIT_TIMEOUT); 233 (ERROR_PIPE_NOT_CONNECTED)
     /// when the connection ends or has ended; 1816 (ERROR_NOT_ENOUGH_QUOTA) when the server is far behind; or

@@ -69,6 +69,7 @@ uint32_t Connect(const wchar_t* pipeName, uint32_t timeoutMs, std::unique_ptr<CC
 }  // namespace
 
 void* CConnClient::QueryInterface(const Identifier* iid) {
+    if (iid != nullptr && *iid == IConnectionWatch::kIdentifier) return static_cast<IConnectionWatch*>(this);
     return optimizer::AnswerFor<IConnectorClient>(this, iid);
 }
 
@@ -88,6 +89,11 @@ ConnectorEndpoint* CConnClient::connectPipe(const wchar_t* pipeName, uint64_t /*
         SetLastError(error);
     }
     return connected;
+}
+
+uint32_t CConnClient::LostConnections() {
+    return static_cast<uint32_t>(
+        m_endpoints.CountIf([](const CClientEndpoint& endpoint) { return endpoint.IsOver(); }));
 }
 
 void CConnClient::disconnectPipe(ConnectorEndpoint* endpoint) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "border/connection_watch.h"
 #include "border/connector.h"
 #include "connector/client_endpoint.h"
 #include "connector/endpoint_list.h"
@@ -9,7 +10,7 @@ namespace host {
 
 /// Component "connclient": makes the client ends of pipes. Any thread. It needs nothing of the host, and what
 /// a caller hasn't disconnected ends with it.
-class CConnClient final : public IConnectorClient {
+class CConnClient final : public IConnectorClient, public IConnectionWatch {
 public:
     CConnClient() { m_log.Get(); }
     CConnClient(const CConnClient&) = delete;
@@ -27,6 +28,7 @@ public:
                                    uint32_t timeoutMs) override;
     /// Blocks until no receive function runs and no call waits.
     void disconnectPipe(ConnectorEndpoint* endpoint) override;
+    uint32_t LostConnections() override;
 
 private:
     optimizer::trace::LogHolder m_log;

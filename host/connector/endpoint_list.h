@@ -31,6 +31,13 @@ public:
         return found;
     }
 
+    template <class Condition>
+    size_t CountIf(Condition condition) {
+        const std::lock_guard guard(m_lock);
+        return static_cast<size_t>(std::count_if(m_endpoints.begin(), m_endpoints.end(),
+                                                 [&](const auto& listed) { return condition(*listed); }));
+    }
+
 private:
     optimizer::CSlimLock m_lock;  // guards everything below
     std::vector<std::unique_ptr<Endpoint>> m_endpoints;

@@ -20,7 +20,7 @@ constexpr optimizer::ComponentEntry kComponents[] = {
      []() -> IVxBaseInterface* { return static_cast<IServPlugin*>(new (std::nothrow) CConnServer); },
      [](IVxBaseInterface* object) { delete FromBase(object); },
      [](void* object) { delete FromBase(static_cast<IVxBaseInterface*>(object)); }},
-    optimizer::OwnedComponent<host::CConnClient>(L"connclient"),
+    optimizer::OwnedComponent<host::CConnClient, IConnectorClient>(L"connclient"),
 };
 
 }  // namespace

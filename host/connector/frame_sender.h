@@ -30,7 +30,7 @@ public:
     void OnWritten(uint32_t error);
     /// Drops the queue and calls the write in flight off. Any thread, as often as wanted.
     void Close();
-    /// After Close: blocks until the system is through with the pipe.
+    /// Blocks until the system has taken all frames; after Close: until it is through with the pipe.
     void WaitUntilQuiet();
 
 private:

@@ -22,6 +22,16 @@ uint32_t CPipeConnection::Start() {
     return m_thread.Start<&CPipeConnection::_Run>(this);
 }
 
+void CPipeConnection::Flush() {
+    m_sender.WaitUntilQuiet();
+    FlushFileBuffers(m_pipe.Get());
+}
+
+void CPipeConnection::Disconnect() {
+    Drop();
+    DisconnectNamedPipe(m_pipe.Get());
+}
+
 void CPipeConnection::End() {
     Drop();
     m_thread.Join();

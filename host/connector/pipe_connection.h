@@ -47,6 +47,10 @@ public:
     void Wake() { m_reader.Wake(); }
     /// Begins the end: nothing is sent or read any more. Any thread.
     void Drop() { m_sender.Close(); }
+    /// Blocks until the client has read all that was sent, or the connection ends. Of a server's connection.
+    void Flush();
+    /// Drops, and throws away what the client hasn't read; a Flush returns. Of a server's connection.
+    void Disconnect();
     /// Drops and blocks until the thread has ended and the pipe is closed. Not on the connection's thread.
     void End();
 

@@ -23,6 +23,8 @@ using Guard = std::lock_guard<optimizer::CSlimLock>;
 /// Clients that one process may have; the others' places are for others.
 constexpr size_t kMostOfOneProcess = 80;
 
+constexpr uint32_t kPartingMs = 2000;
+
 /// A client that doesn't read is dropped, and so is one that there is no memory for; neither is anybody
 /// else's trouble.
 uint32_t SendOrDrop(CPipeConnection& client, const Frame& frame) {
@@ -43,10 +45,26 @@ CServerEndpoint::~CServerEndpoint() {
     SetEvent(m_roused.Get());
     m_acceptor.Join();
     // Only receive functions in flight look at the list by now.
-    for (const auto& entry : m_clients)
-        entry.second->Drop();
+    _Part();
     for (const auto& entry : m_clients)
         entry.second->End();
+}
+
+/// What is sent last is often what matters most: an engine that ends for good has the agents put the sessions
+/// back. A pipe that ends takes with it what its client hasn't read yet.
+void CServerEndpoint::_Part() {
+    CWorkerThread flush;
+    if (flush.Start<&CServerEndpoint::_Flush>(this) == ERROR_SUCCESS) {
+        static_cast<void>(flush.JoinWithin(kPartingMs));
+    }
+    for (const auto& entry : m_clients)
+        entry.second->Disconnect();
+    flush.Join();
+}
+
+void CServerEndpoint::_Flush() noexcept {
+    for (const auto& entry : m_clients)
+        entry.second->Flush();
 }
 
 uint32_t CServerEndpoint::Open(const wchar_t* pipeName) {

@@ -17,7 +17,8 @@ namespace host {
 /// The server end of a pipe. From Open on clients are admitted; what they send is read from the first
 /// setCallback on, each client's on a thread of its own. A client that sends what isn't a frame, or doesn't
 /// read what it is sent, is dropped.
-/// The destructor disconnects all and blocks until no receive function runs.
+/// The destructor disconnects all and blocks until no receive function runs. Before, it gives the clients two
+/// seconds to read what they were sent.
 class CServerEndpoint final : public CEndpoint, private IConnectionEvents {
 public:
     CServerEndpoint() = default;
@@ -50,6 +51,8 @@ private:
     void OnOver() override;
 
     void _Run() noexcept;
+    void _Flush() noexcept;
+    void _Part();
     void _Admit(optimizer::FileHandle pipe);
     void _StartClients();
     void _EndClients();

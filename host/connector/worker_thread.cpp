@@ -40,9 +40,14 @@ uint32_t CWorkerThread::_Start(unsigned (*body)(void*), void* argument) {
 }
 
 void CWorkerThread::Join() {
-    if (!m_thread) return;
-    WaitForSingleObject(m_thread.Get(), INFINITE);
+    static_cast<void>(JoinWithin(INFINITE));
+}
+
+bool CWorkerThread::JoinWithin(uint32_t timeoutMs) {
+    if (!m_thread) return true;
+    if (WaitForSingleObject(m_thread.Get(), timeoutMs) == WAIT_TIMEOUT) return false;
     m_thread.Reset();
+    return true;
 }
 
 }  // namespace host

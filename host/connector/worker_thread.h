@@ -29,6 +29,8 @@ public:
     bool IsStarted() const { return static_cast<bool>(m_thread); }
     /// Blocks until the body has ended. Not on the thread itself.
     void Join();
+    /// As Join, for a while; false when the body goes on.
+    bool JoinWithin(uint32_t timeoutMs);
 
 private:
     uint32_t _Start(unsigned (*body)(void*), void* argument);

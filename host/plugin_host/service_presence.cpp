@@ -51,18 +51,19 @@ bool IsServicePresent() {
     return mutex || error != ERROR_FILE_NOT_FOUND;
 }
 
-PresenceEnd WaitForServiceEnd(HANDLE stop) {
+PresenceEnd WaitForServiceEnd(HANDLE stop, DWORD timeoutMs) {
     TRACE_SCOPE("WaitForServiceEnd");
     const optimizer::KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kName));
     const DWORD error = GetLastError();
     if (!mutex) {
         if (error == ERROR_FILE_NOT_FOUND) return PresenceEnd::Gone;
         TRACE_LINE(trace::kWarning, L"The service's end can't be noticed: 0x%x", error);
-        WaitForSingleObject(stop, INFINITE);
-        return PresenceEnd::Stopped;
+        return WaitForSingleObject(stop, timeoutMs) == WAIT_TIMEOUT ? PresenceEnd::None
+                                                                    : PresenceEnd::Stopped;
     }
     const HANDLE handles[] = {stop, mutex.Get()};
-    const DWORD result = WaitForMultipleObjects(std::size(handles), handles, FALSE, INFINITE);
+    const DWORD result = WaitForMultipleObjects(std::size(handles), handles, FALSE, timeoutMs);
+    if (result == WAIT_TIMEOUT) return PresenceEnd::None;
     if (result != WAIT_OBJECT_0 + 1 && result != WAIT_ABANDONED_0 + 1) return PresenceEnd::Stopped;
     ReleaseMutex(mutex.Get());
     return PresenceEnd::Gone;

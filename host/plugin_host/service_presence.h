@@ -31,9 +31,10 @@ bool IsServicePresent();
 enum class PresenceEnd {
     Stopped,  // `stop` was signalled
     Gone,     // the service isn't there any more
+    None,     // nothing of that within the time
 };
 
-/// Blocks until the service that runs now goes, or `stop` is signalled.
-PresenceEnd WaitForServiceEnd(HANDLE stop);
+/// Blocks until the service that runs now goes, or `stop` is signalled, `timeoutMs` at most.
+PresenceEnd WaitForServiceEnd(HANDLE stop, DWORD timeoutMs);
 
 }  // namespace host

@@ -4,6 +4,7 @@
 #include "frame/object_factory.h"
 #include "plugins/process_provider.h"
 #include "plugins/cloud.h"
+#include "plugins/load_usage.h"
 #include "plugins/registration_status.h"
 #include "plugins/session_change.h"
 
@@ -13,6 +14,7 @@ const optimizer::ComponentEntry kComponents[] = {
     optimizer::OwnedComponent<host::CProcessProvider>(L"processdp"),
     optimizer::OwnedComponent<host::CCloud>(L"icloud"),
     optimizer::OwnedComponent<host::CRegistrationStatus>(L"regal"),
+    optimizer::OwnedComponent<host::CLoadUsage>(L"LoadUsage"),
     optimizer::OwnedComponent<host::CSessionChange>(L"sessionchange"),
 };
 

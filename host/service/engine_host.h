@@ -29,6 +29,8 @@ public:
     void Stop();
 
     IOptimizer* Engine() const { return m_engine; }
+    /// Between Start and Stop.
+    IComponentManager* Components() const { return m_plugins.Main()->GetComponentManager(); }
     /// Passes a session change on to whoever listens. Any thread, also while Stop runs.
     void OnSessionChange(uint32_t event, const tagWTSSESSION_NOTIFICATION* notification);
 

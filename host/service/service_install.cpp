@@ -2,6 +2,7 @@
 
 #include "frame/handles.h"
 #include "frame/text.h"
+#include "host/service/agent_arrival.h"
 #include "host/service/engine_host.h"
 #include "host/service/service_control.h"
 
@@ -71,6 +72,7 @@ bool StopForUninstall(SC_HANDLE service, std::wstring& problem) {
 bool PutMachineBack(const std::wstring& pluginList, std::wstring& problem) {
     EngineHost host;
     if (!host.Start(pluginList, problem)) return false;
+    WaitForSessionAgent(host.Components());
     const bool notified = NotifyUninstall(problem);
     host.Stop();
     return notified;

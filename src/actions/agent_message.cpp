@@ -2,6 +2,8 @@
 
 #include "frame/trace.h"
 
+#include <windows.h>
+
 namespace optimizer {
 
 namespace {
@@ -23,6 +25,7 @@ uint32_t SendAgentMessage(IComponentManager& components, NpcMsgAgent message) {
         TRACE_LINE(trace::kError, L"GetPlugin %s failed 0x%x", kAgentServerPlugin, error);
         return error;
     }
+    if (server == nullptr) return ERROR_GEN_FAILURE;
     const uint32_t result = Run(*static_cast<IOptimizerAgentServer*>(server), message);
     components.ReleasePlugin(kAgentServerPlugin);
     return result;

@@ -26,7 +26,7 @@ public:
         return m_inner->SetRevertParameters(parameters);
     }
     const wchar_t* GetName() override { return m_inner->GetName(); }
-    bool HasTakenEffect() override { return m_inner->HasTakenEffect(); }
+    bool HasTakenEffect(uint32_t startResult) override { return m_inner->HasTakenEffect(startResult); }
 
 private:
     IOptimizerAction* m_inner;  // left allocated on purpose: whoever was handed its parameters may keep them

@@ -15,7 +15,7 @@ public:
     uint32_t Revert() override { return 0; }
     const wchar_t* GetName() override { return m_name.c_str(); }
     /// A policy that is to be put back waits for a system that knows it.
-    bool HasTakenEffect() override { return false; }
+    bool HasTakenEffect(uint32_t) override { return false; }
 
 private:
     std::wstring m_name;

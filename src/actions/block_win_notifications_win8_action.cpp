@@ -18,6 +18,7 @@ CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(const wchar_t
 
 uint32_t CBlockWinNotificationsWin8Action::Start() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Start");
+    m_policyIsSet = false;
     const uint32_t userError = FindCurrentUserSid(m_userSid);
     if (userError != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Could not get current user sid.");
@@ -67,8 +68,7 @@ uint32_t CBlockWinNotificationsWin8Action::_DoAction(BlockStatus status) {
 uint32_t CBlockWinNotificationsWin8Action::_ApplyStatus(BlockStatus status) {
     switch (status) {
         case BlockStatus::NotConfigured:
-            // The whole key goes, not the value alone; it needn't be there.
-            if (!m_userSid.empty()) RegDeleteKeyW(HKEY_USERS, _PolicyPath().c_str());
+            _DeleteToastPolicy();
             return ERROR_SUCCESS;
         case BlockStatus::Enabled: {
             TRACE_MARKED_SCOPE("CBlockWinNotificationsWin8Action::_DoAction", L"Enabled");
@@ -82,8 +82,16 @@ uint32_t CBlockWinNotificationsWin8Action::_ApplyStatus(BlockStatus status) {
     return ERROR_GEN_FAILURE;
 }
 
+/// The whole key goes, not the value alone; it needn't be there.
+void CBlockWinNotificationsWin8Action::_DeleteToastPolicy() {
+    if (m_userSid.empty()) return;
+    const LSTATUS error = RegDeleteKeyW(HKEY_USERS, _PolicyPath().c_str());
+    m_policyIsSet = error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND;
+}
+
 uint32_t CBlockWinNotificationsWin8Action::_SetToastPolicyStatus(bool value) {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::_SetToastPolicyStatus");
+    m_policyIsSet = false;
     if (m_userSid.empty()) {
         TRACE_LINE(trace::kError, L"Current user sid is empty!");
         return ERROR_GEN_FAILURE;
@@ -104,6 +112,7 @@ uint32_t CBlockWinNotificationsWin8Action::_SetToastPolicyStatus(bool value) {
         TRACE_LINE(trace::kError, L"Could not set registry value: %s. Error: %d", m_policyValue.c_str(),
                    setError);
     }
+    m_policyIsSet = setError == ERROR_SUCCESS;
     return static_cast<uint32_t>(setError);
 }
 

@@ -23,11 +23,14 @@ public:
     /// 87 for parameters of another type, 0 otherwise.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
+    /// The policy alone counts: the result is the agents', who need not be there.
+    bool HasTakenEffect(uint32_t) override { return m_policyIsSet; }
 
 private:
     void _TakeSnapshot();
     uint32_t _DoAction(BlockStatus status);
     uint32_t _ApplyStatus(BlockStatus status);
+    void _DeleteToastPolicy();
     uint32_t _SetToastPolicyStatus(bool value);
     uint32_t _CreateToastPolicyRegKey();
     std::wstring _PolicyPath() const { return m_userSid + L"\\" + m_policyKey; }
@@ -40,6 +43,7 @@ private:
     std::wstring m_policyDeleteValue = L"**del.NoToastApplicationNotification";
     std::wstring m_name;
     IServMain* m_main;
+    bool m_policyIsSet = false;  // as the last operation wanted it
 };
 
 }  // namespace optimizer

@@ -4,7 +4,7 @@
 
 namespace optimizer {
 
-/// Has COM ready on the thread that makes and ends it. Not on one that somebody has initialised the other way.
+/// Has COM ready on the thread that makes and ends it, unless somebody has initialised that the other way.
 class ComApartment {
 public:
     ComApartment() : m_result(CoInitialize(nullptr)) {}

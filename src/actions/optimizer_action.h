@@ -39,9 +39,12 @@ public:
     /// or wrong argument gives is the action's own choice; it changes nothing in any case.
     virtual uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) = 0;
     virtual const wchar_t* GetName() = 0;
-    /// Whether the last Start got through to what the action changes, where its result doesn't tell. Blocks
-    /// for as long as an answer may take to come.
-    virtual bool HasTakenEffect() { return true; }
+    /// Whether the last Start, whose result is given, got through to what the action changes. Blocks for as
+    /// long as an answer may take to come.
+    virtual bool HasTakenEffect(uint32_t startResult) { return startResult == 0; }
+    /// Whether Revert would bring back all of the values that an earlier run saved, perhaps with other
+    /// parameters. What doesn't fit mustn't be handed over: the rest of it would be lost.
+    virtual bool CanReturnTo(const IOptimizerActionSettings*) const { return true; }
 };
 
 /// What an action has just done.

@@ -140,6 +140,12 @@ uint32_t CPowerPlan::Update(IOptimizerActionSettings* parameters) {
     return Start();
 }
 
+bool CPowerPlan::CanReturnTo(const IOptimizerActionSettings* saved) const {
+    const auto* const typed = dynamic_cast<const PowerPlanParams*>(saved);
+    // A legacy record says "cable" whatever it holds.
+    return m_legacy || typed == nullptr || typed->IsOnBattery() == m_parameters.IsOnBattery();
+}
+
 bool CPowerPlan::_ReadActiveScheme() {
     if (m_legacy) return GetActivePwrScheme(&m_legacySchemeIndex) != FALSE;
 
@@ -202,11 +208,16 @@ bool CPowerPlan::_Apply(const PowerPlanParams& wanted) {
 
     const auto write = wanted.IsOnBattery() ? m_functions.writeDC : m_functions.writeAC;
     const auto* const scheme = static_cast<const GUID*>(m_activeScheme.Get());
+    uint32_t asked = 0;
+    uint32_t refused = 0;
     for (const Setting& setting : kSettings) {
         const uint32_t value = wanted.*setting.value;
+        if (value == kLeftAlone) continue;
+        ++asked;
         // Not every machine knows every setting: one that fails doesn't stop the others.
-        if (value != kLeftAlone) write(nullptr, scheme, &setting.subgroup, &setting.guid, value);
+        if (write(nullptr, scheme, &setting.subgroup, &setting.guid, value) != ERROR_SUCCESS) ++refused;
     }
+    m_allRefused = asked != 0 && refused == asked;
     m_functions.setActiveScheme(nullptr, scheme);
     return true;
 }

@@ -20,6 +20,10 @@ public:
     /// A change of the power source puts the old source's values back first.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"PowerPlanAction"; }
+    /// False when the system refused every value, which Start doesn't tell.
+    bool HasTakenEffect(uint32_t startResult) override { return startResult == 0 && !m_allRefused; }
+    /// The values are those of one power source, so that the other one's would never be noted.
+    bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
 
 private:
     bool _ReadActiveScheme();
@@ -36,8 +40,9 @@ private:
     POWER_POLICY m_legacyPolicy = {};
     bool m_hasLegacyPolicy = false;  // it was read
     bool m_revertReady = false;
-    bool m_legacy;  // older than Windows Vista
-    bool m_bound;   // always on a legacy system
+    bool m_allRefused = false;  // by the last change
+    bool m_legacy;              // older than Windows Vista
+    bool m_bound;               // always on a legacy system
 };
 
 }  // namespace optimizer

@@ -1,5 +1,6 @@
 #include "actions/visual_fx.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "actions/agent_message.h"
@@ -137,8 +138,16 @@ IOptimizerActionSettings* VisualFX::GetRevertParameters() {
     return &m_handedOut;
 }
 
-bool VisualFX::HasTakenEffect() {
+bool VisualFX::CanReturnTo(const IOptimizerActionSettings* saved) const {
+    const auto* const typed = dynamic_cast<const VisualFXParams*>(saved);
+    return typed == nullptr ||
+           std::all_of(typed->effects.begin(), typed->effects.end(),
+                       [this](const auto& effect) { return m_parameters.effects.contains(effect.first); });
+}
+
+bool VisualFX::HasTakenEffect(uint32_t startResult) {
     TRACE_SCOPE("VisualFX::HasTakenEffect");
+    if (startResult != ERROR_SUCCESS) return false;
     // An action that was handed its values has them without any agent: only a report tells.
     if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
     const CriticalSectionGuard guard(m_lock);

@@ -38,7 +38,9 @@ public:
     uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
     /// Whether an agent reported since the last Start, after a wait for it.
-    bool HasTakenEffect() override;
+    bool HasTakenEffect(uint32_t startResult) override;
+    /// Agents bring back the effects that the action was made with, and no others.
+    bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
 
     void Reserved0() override {}
     void Reserved1() override {}

@@ -33,7 +33,7 @@ public:
     uint32_t Revert() override;
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"WindowsServices"; }
-    bool HasTakenEffect() override { return m_initialized; }
+    bool HasTakenEffect(uint32_t startResult) override { return startResult == 0 && m_initialized; }
 
     // What the operations above are made of.
     bool SetServiceStartup(const std::wstring& name, ServiceStartup startup);

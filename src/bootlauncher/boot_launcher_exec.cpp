@@ -51,6 +51,7 @@ void CBootLauncherExec::UnInit() {
 
 void CBootLauncherExec::Start() {
     TRACE_SCOPE("CBootLauncherExec::Start");
+    Stop();  // of two timers one would outlive the object
     if (m_main == nullptr) {
         TRACE_LINE(trace::kError, L"ServMain is null!");
         return;

@@ -33,6 +33,10 @@ inline const void* PayloadOf(const ConnectorMessage* message) {
     return message + 1;
 }
 
+inline bool SenderWaits(const ConnectorMessage* message) {
+    return (message->flags & ConnectorMessage::kSenderWaits) != 0;
+}
+
 /// The answer to sendMessage. With a status other than 0 the data isn't valid.
 struct ConnectorResponse {
     uint32_t reserved1;

@@ -110,7 +110,7 @@ uint32_t COptimizerAgent::NpcCallback(const ConnectorMessage* message) {
     TRACE_SCOPE("COptimizerAgent::NpcCallback");
     if (message == nullptr) return ERROR_GEN_FAILURE;
     const uint32_t status = Guarded([&] { return _Carry(*message); });
-    if ((message->flags & ConnectorMessage::kSenderWaits) != 0) m_endpoint->replyStatus(message, status);
+    if (SenderWaits(message)) m_endpoint->replyStatus(message, status);
     return ERROR_SUCCESS;
 }
 

@@ -59,7 +59,10 @@ void COptimizerAgentServer::UnInit() {
     if (m_endpoint != nullptr) m_connector->unregisterPipe(std::exchange(m_endpoint, nullptr));
     if (std::exchange(m_connector, nullptr) != nullptr) m_components->ReleasePlugin(kConnector);
     m_components = nullptr;
-    m_startCount = 0;
+    {
+        const std::lock_guard guard(m_startLock);
+        m_startCount = 0;
+    }
     const std::lock_guard guard(m_mapLock);
     m_observers.clear();
 }
@@ -113,7 +116,11 @@ uint32_t COptimizerAgentServer::UnregisterObserver(const int32_t* id, IOptimizer
 
 uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* message) noexcept {
     if (context == nullptr || message == nullptr) return ERROR_INVALID_PARAMETER;
-    static_cast<COptimizerAgentServer*>(context)->_Deliver(*message);
+    // The connector looks at no result; a message that there is no memory for is lost.
+    static_cast<void>(Guarded([&] {
+        static_cast<COptimizerAgentServer*>(context)->_Deliver(*message);
+        return uint32_t{ERROR_SUCCESS};
+    }));
     return ERROR_SUCCESS;
 }
 

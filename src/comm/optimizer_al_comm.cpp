@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include "comm/byte_stream.h"
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/trace.h"
@@ -14,11 +15,6 @@ namespace optimizer {
 namespace {
 
 constexpr const wchar_t* kEngine = L"optimizeral";
-constexpr const wchar_t* kConnector = L"connserver";
-
-bool SenderWaits(const ConnectorMessage* message) {
-    return (message->flags & ConnectorMessage::kSenderWaits) != 0;
-}
 
 /// The number that a request begins with; 0 when the payload is too short for one.
 uint32_t NumberOf(const ConnectorMessage* message) {
@@ -44,77 +40,35 @@ void* COptimizerALComm::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t COptimizerALComm::Init(IServMain* main) {
+    TRACE_SCOPE("COptimizerALComm::Init");
     return Guarded([&] {
-        const uint32_t error = _Init(main);
+        void* plugin = nullptr;
+        const uint32_t error = m_server.Init(main, kEngine, IOptimizer::kIdentifier, &plugin);
+        m_engine = static_cast<IOptimizer*>(plugin);
         if (error != ERROR_SUCCESS) UnInit();
         return error;
     });
 }
 
-uint32_t COptimizerALComm::_Init(IServMain* main) {
-    TRACE_SCOPE("COptimizerALComm::Init");
-    if (main == nullptr) {
-        TRACE_LINE(trace::kError, L"IServMain is null!");
-        return ERROR_GEN_FAILURE;
-    }
-    m_components = main->GetComponentManager();
-    if (m_components == nullptr) {
-        TRACE_LINE(trace::kError, L"Component Manager is null!");
-        return ERROR_GEN_FAILURE;
-    }
-    void* plugin = nullptr;
-    uint32_t error = m_components->GetPlugin(kEngine, &IOptimizer::kIdentifier, &plugin);
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"Error getting plugin: %s", kEngine);
-        return error;
-    }
-    m_engine = static_cast<IOptimizer*>(plugin);
-    error = m_components->GetPlugin(kConnector, &IConnectorServer::kIdentifier, &plugin);
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"Error getting connector server.");
-        return error;
-    }
-    m_connector = static_cast<IConnectorServer*>(plugin);
-    return ERROR_SUCCESS;
-}
-
 void COptimizerALComm::UnInit() {
     TRACE_SCOPE("COptimizerALComm::UnInit");
-    if (m_engine != nullptr) m_components->ReleasePlugin(kEngine);
-    if (m_connector != nullptr) m_components->ReleasePlugin(kConnector);
     m_engine = nullptr;
-    m_connector = nullptr;
-    m_components = nullptr;
+    m_server.UnInit();
 }
 
 uint32_t COptimizerALComm::Start() {
     TRACE_SCOPE("COptimizerALComm::Start");
     if (m_engine != nullptr) m_engine->AddEventsObserver(this);
-    if (m_connector == nullptr) {
-        TRACE_LINE(trace::kError, L"Connector server is null.");
-        Stop();
-        return ERROR_GEN_FAILURE;
-    }
-    ConnectorEndpoint* const endpoint = m_connector->registerPipe(kOptimizerPipe, kCommonPipeName);
-    if (endpoint == nullptr) {
-        TRACE_LINE(trace::kError, L"Could not register comm server: %s", kOptimizerPipe);
-        Stop();
-        return ERROR_GEN_FAILURE;
-    }
-    m_endpoint = endpoint;
-    endpoint->setCallback(&_Receive, this, 1);
-    return ERROR_SUCCESS;
+    const uint32_t error = m_server.Start(kOptimizerPipe, &_Receive, this);
+    if (error != ERROR_SUCCESS) Stop();
+    return error;
 }
 
 uint32_t COptimizerALComm::Stop() {
     TRACE_SCOPE("COptimizerALComm::Stop");
     // In this order nothing uses the end any more when it goes: first the events, then the requests.
     if (m_engine != nullptr) m_engine->RemoveEventsObserver(this);
-    if (ConnectorEndpoint* const endpoint = m_endpoint) {
-        endpoint->stopReceiving(1);
-        m_connector->unregisterPipe(endpoint);
-    }
-    m_endpoint = nullptr;
+    m_server.Stop();
     return ERROR_SUCCESS;
 }
 
@@ -139,7 +93,7 @@ void COptimizerALComm::_SetProfile(const ConnectorMessage* message) {
     TRACE_SCOPE("COptimizerALComm::NpcCallback");
     const auto wanted = static_cast<profile>(NumberOf(message));
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerSetProfile %d", wanted);
-    _ReplyStatus(message, m_engine->SetProfile(&wanted));
+    m_server.ReplyStatus(message, m_engine->SetProfile(&wanted));
 }
 
 void COptimizerALComm::_GetProfile(const ConnectorMessage* message) {
@@ -147,10 +101,10 @@ void COptimizerALComm::_GetProfile(const ConnectorMessage* message) {
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerGetProfile");
     profile active = profile::Disabled;
     if (m_engine->GetProfile(&active) == ERROR_SUCCESS) {
-        _Answer(message, &active, sizeof active);
+        m_server.Answer(message, &active, sizeof active);
     } else {
         // The general failure in place of the engine's code: clients know this request by it.
-        _ReplyStatus(message, ERROR_GEN_FAILURE);
+        m_server.ReplyStatus(message, ERROR_GEN_FAILURE);
     }
 }
 
@@ -160,7 +114,7 @@ void COptimizerALComm::_SetProfileConfig(const ConnectorMessage* message) {
     const auto which = static_cast<profile>(payload.ReadUint32());
     vx::String config(payload.ReadString().c_str());
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerSetProfileConfig %d %s", which, config.Text());
-    _ReplyStatus(message, m_engine->SetProfileConfig(&which, &config));
+    m_server.ReplyStatus(message, m_engine->SetProfileConfig(&which, &config));
 }
 
 void COptimizerALComm::_GetProfileConfig(const ConnectorMessage* message) {
@@ -170,20 +124,20 @@ void COptimizerALComm::_GetProfileConfig(const ConnectorMessage* message) {
     const uint32_t error = m_engine->GetProfileConfig(&which, &config);
     // A failure is answered twice, by its code and by an empty config. Clients know both, so leave it so.
     if (error != ERROR_SUCCESS) {
-        _ReplyStatus(message, error);
+        m_server.ReplyStatus(message, error);
         config.Assign(L"");
     }
     CByteStream answer;
     answer.WriteUint32(static_cast<uint32_t>(which));
     answer.WriteString(config.Text());
-    _Answer(message, answer.Data(), answer.SizeBytes());
+    m_server.Answer(message, answer.Data(), answer.SizeBytes());
 }
 
 void COptimizerALComm::_ModuleEnable(const ConnectorMessage* message) {
     TRACE_SCOPE("COptimizerALComm::NpcCallback");
     const uint32_t enable = NumberOf(message);
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerModuleEnable %d", enable);
-    _ReplyStatus(message, m_engine->SetModuleEnable(enable != 0));
+    m_server.ReplyStatus(message, m_engine->SetModuleEnable(enable != 0));
 }
 
 void COptimizerALComm::_ModuleGetEnable(const ConnectorMessage* message) {
@@ -193,10 +147,10 @@ void COptimizerALComm::_ModuleGetEnable(const ConnectorMessage* message) {
     const uint32_t error = m_engine->GetModuleEnable(&enabled);
     if (error == ERROR_SUCCESS) {
         const uint32_t number = enabled ? 1 : 0;
-        _Answer(message, &number, sizeof number);
+        m_server.Answer(message, &number, sizeof number);
     } else {
         // The code itself, unlike the request for the profile; on purpose.
-        _ReplyStatus(message, error);
+        m_server.ReplyStatus(message, error);
     }
 }
 
@@ -204,7 +158,8 @@ void COptimizerALComm::_StartTask(const ConnectorMessage* message) {
     TRACE_SCOPE("COptimizerALComm::NpcCallback");
     const auto task = static_cast<int32_t>(NumberOf(message));
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerStartTask %d", task);
-    _AnswerStatus(message, m_engine->StartTask(&task), NpcMsg::OptimizerStartTaskAnswer);
+    m_server.AnswerStatus(message, m_engine->StartTask(&task),
+                          static_cast<uint32_t>(NpcMsg::OptimizerStartTaskAnswer));
 }
 
 void COptimizerALComm::_CancelTask(const ConnectorMessage* message) {
@@ -212,41 +167,15 @@ void COptimizerALComm::_CancelTask(const ConnectorMessage* message) {
     const auto task = static_cast<int32_t>(NumberOf(message));
     TRACE_LINE(trace::kInformation, L"NpcMsgOptimizerCancelTask %d", task);
     m_engine->CancelTask(&task);
-    _AnswerStatus(message, ERROR_SUCCESS, NpcMsg::OptimizerCancelTaskAnswer);
-}
-
-void COptimizerALComm::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {
-    if (SenderWaits(message)) m_endpoint.load()->replyStatus(message, status);
-}
-
-void COptimizerALComm::_Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes) {
-    ConnectorEndpoint* const endpoint = m_endpoint;
-    if (SenderWaits(message)) {
-        // What is too large for the pipe becomes an error rather than a wait in vain.
-        if (endpoint->replyData(message, message->id, data, sizeBytes) != ERROR_SUCCESS)
-            endpoint->replyStatus(message, ERROR_GEN_FAILURE);
-    } else {
-        endpoint->postMessage(message->id, data, sizeBytes, message->senderId);
-    }
-}
-
-void COptimizerALComm::_AnswerStatus(const ConnectorMessage* message, uint32_t status, NpcMsg answerId) {
-    if (SenderWaits(message)) {
-        _ReplyStatus(message, status);
-    } else {
-        m_endpoint.load()->postMessage(static_cast<uint32_t>(answerId), &status, sizeof status,
-                                       message->senderId);
-    }
+    m_server.AnswerStatus(message, ERROR_SUCCESS, static_cast<uint32_t>(NpcMsg::OptimizerCancelTaskAnswer));
 }
 
 template <class... Numbers>
 void COptimizerALComm::_Broadcast(NpcMsg id, const wchar_t* text, Numbers... numbers) {
-    ConnectorEndpoint* const endpoint = m_endpoint;
-    if (endpoint == nullptr) return;
     CByteStream payload;
     payload.WriteString(text);
     (payload.WriteUint32(static_cast<uint32_t>(numbers)), ...);
-    endpoint->broadcast(static_cast<uint32_t>(id), payload.Data(), payload.SizeBytes(), 0, 0, kEveryClient);
+    m_server.Broadcast(static_cast<uint32_t>(id), payload.Data(), payload.SizeBytes());
 }
 
 void COptimizerALComm::OnTaskFinished(const wchar_t* user, const uint32_t* task, uint32_t status) {

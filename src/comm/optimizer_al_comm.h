@@ -1,12 +1,10 @@
 #pragma once
 
-#include <atomic>
-
 #include "border/connector.h"
 #include "border/host.h"
 #include "border/optimizer.h"
-#include "comm/byte_stream.h"
 #include "comm/optimizer_messages.h"
+#include "comm/pipe_server.h"
 #include "frame/deleting_destructor.h"
 
 namespace optimizer {
@@ -50,7 +48,6 @@ private:
     static const Request kRequests[];
 
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
-    uint32_t _Init(IServMain* main);
 
     void _SetProfile(const ConnectorMessage* message);
     void _GetProfile(const ConnectorMessage* message);
@@ -61,19 +58,12 @@ private:
     void _StartTask(const ConnectorMessage* message);
     void _CancelTask(const ConnectorMessage* message);
 
-    void _ReplyStatus(const ConnectorMessage* message, uint32_t status);
-    /// To a sender that waits as the reply, to another as a message of the same number.
-    void _Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes);
-    /// A sender that doesn't wait hears the status under a number of its own.
-    void _AnswerStatus(const ConnectorMessage* message, uint32_t status, NpcMsg answerId);
     /// Sends one event: the text, then the numbers.
     template <class... Numbers>
     void _Broadcast(NpcMsg id, const wchar_t* text, Numbers... numbers);
 
-    IComponentManager* m_components = nullptr;
     IOptimizer* m_engine = nullptr;
-    IConnectorServer* m_connector = nullptr;
-    std::atomic<ConnectorEndpoint*> m_endpoint = nullptr;  // null outside Start and Stop
+    CPipeServer m_server;
 };
 
 }  // namespace optimizer

@@ -1,27 +1,15 @@
 #include "comm/optimizer_comm_client.h"
 
-#include <cwchar>
-#include <mutex>
-#include <shared_mutex>
-#include <utility>
-
 #include <windows.h>
 
 #include "comm/byte_stream.h"
-#include "comm/optimizer_messages.h"
-#include "frame/errors.h"
 #include "frame/guarded.h"
-#include "frame/module_path.h"
 #include "frame/trace.h"
 #include "frame/vx_string.h"
 
 namespace optimizer {
 
 namespace {
-
-constexpr const wchar_t* kConnectorObject = L"connclient";
-constexpr uint32_t kConnectTimeoutMs = 5000;
-constexpr uint32_t kRequestTimeoutMs = 5000;
 
 void WriteConfig(CByteStream& payload, const profiles::profile* which, const vx::String* config) {
     payload.WriteUint32(static_cast<uint32_t>(*which));
@@ -39,12 +27,6 @@ struct COptimizerCommClient::Request {
     static const Request kStartTask, kCancelTask, kSetProfile, kGetProfile, kSetProfileConfig,
         kGetProfileConfig, kSetModuleEnable, kGetModuleEnable;
 };
-
-COptimizerCommClient::~COptimizerCommClient() {
-    _Disconnect();
-    m_connector.Release();
-    delete m_observers.load();
-}
 
 const COptimizerCommClient::Request COptimizerCommClient::Request::kStartTask = {
     NpcMsg::OptimizerStartTask, L"sendMessage NpcMsgOptimizerStartTask failed 0x%x",
@@ -84,101 +66,23 @@ void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
 }
 
 uint32_t COptimizerCommClient::Init(IServMain*) {
-    return Guarded([&] {
-        TRACE_SCOPE("COptimizerCommClient::Init");
-        const std::lock_guard guard(m_lock);
-        if (++m_initCount >= 2) return uint32_t{ERROR_SUCCESS};
-        const uint32_t error = Guarded([&] { return _Init(); });
-        if (error != ERROR_SUCCESS) _UnInit();
-        return error;
-    });
-}
-
-uint32_t COptimizerCommClient::_Init() {
-    m_log.Get();
-    TRACE_SCOPE("COptimizerCommClient::_Init");
-    uint32_t error = m_connector.Load(GetModuleFolder() + L"connector.dll", kConnectorObject);
-    if (error == ERROR_PROC_NOT_FOUND) error = kErrorNoInterface;
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"FAILED load connector.dll 0x%x", error);
-        return error;
-    }
-    IConnectorClient* const connector = m_connector.Get();
-    error = connector->Init(nullptr);
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"FAILED connector init 0x%x", error);
-        return error;
-    }
-    error = connector->Start();
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"FAILED connector start 0x%x", error);
-        return error;
-    }
-    m_connections =
-        static_cast<IConnectorClient*>(m_connector.QueryInterface(&IConnectorClient::kIdentifier));
-    return m_connections != nullptr ? uint32_t{ERROR_SUCCESS} : kErrorNoInterface;
+    TRACE_SCOPE("COptimizerCommClient::Init");
+    return Guarded([&] { return m_connection.Init(); });
 }
 
 void COptimizerCommClient::UnInit() {
     TRACE_SCOPE("COptimizerCommClient::UnInit");
-    const std::lock_guard guard(m_lock);
-    _UnInit();
-}
-
-void COptimizerCommClient::_UnInit() {
-    if (--m_initCount != 0) return;
-    _Disconnect();
-    m_connections = nullptr;
-    if (IConnectorClient* const connector = m_connector.Get()) {
-        connector->Stop();
-        connector->UnInit();
-    }
-    m_connector.Release();
-    // No destructor may come after this. Observers that are still there expect to hear of the next Start.
-    Observers* const observers = m_observers;
-    if (observers != nullptr && observers->events.IsEmpty() && observers->responses.IsEmpty())
-        delete m_observers.exchange(nullptr);
-    m_log.Release();
-}
-
-void COptimizerCommClient::_Disconnect() {
-    if (m_endpoint == nullptr) return;
-    m_endpoint->stopReceiving(1);
-    ConnectorEndpoint* endpoint = nullptr;
-    {
-        const std::lock_guard guard(m_endpointLock);  // waits for the requests in flight
-        endpoint = std::exchange(m_endpoint, nullptr);
-    }
-    m_connections->disconnectPipe(endpoint);
+    if (m_connection.UnInit()) m_observers.Release();
 }
 
 uint32_t COptimizerCommClient::Start() {
-    return Guarded([&] {
-        TRACE_SCOPE("COptimizerCommClient::Start");
-        const std::lock_guard guard(m_lock);
-        // Raised and left so also when the connection fails; callers rely on it.
-        if (++m_startCount >= 2) return uint32_t{ERROR_SUCCESS};
-        ConnectorEndpoint* const endpoint =
-            m_connections != nullptr
-                ? m_connections->connectPipe(kOptimizerPipe, 0, kCommonPipeName, kConnectTimeoutMs)
-                : nullptr;
-        if (endpoint == nullptr) {
-            TRACE_LINE(trace::kError, L"Coould not connect comm server: %s", kOptimizerPipe);
-            return uint32_t{ERROR_NOT_ENOUGH_MEMORY};
-        }
-        {
-            const std::lock_guard endpointGuard(m_endpointLock);
-            m_endpoint = endpoint;
-        }
-        endpoint->setCallback(&_Receive, this, 1);
-        return uint32_t{ERROR_SUCCESS};
-    });
+    TRACE_SCOPE("COptimizerCommClient::Start");
+    return Guarded([&] { return m_connection.Start(&_Receive, this); });
 }
 
 uint32_t COptimizerCommClient::Stop() {
     TRACE_SCOPE("COptimizerCommClient::Stop");
-    const std::lock_guard guard(m_lock);
-    if (--m_startCount == 0) _Disconnect();
+    m_connection.Stop();
     return ERROR_SUCCESS;
 }
 
@@ -186,30 +90,21 @@ template <class Read>
 uint32_t COptimizerCommClient::_Ask(const trace::LogScope& traceScope, const Request& request,
                                     const void* data, uint32_t sizeBytes, Read read) {
     return Guarded([&] {
-        const std::shared_lock guard(m_endpointLock);
-        if (m_endpoint == nullptr) return uint32_t{ERROR_GEN_FAILURE};
-        ConnectorResponse* response = nullptr;
-        const uint32_t code = m_endpoint->sendMessage(static_cast<uint32_t>(request.id), data, sizeBytes,
-                                                      &response, 0, kRequestTimeoutMs);
+        CByteStream answer;
+        const auto [code, status] =
+            m_connection.Ask(static_cast<uint32_t>(request.id), data, sizeBytes, answer);
         if (code != ERROR_SUCCESS) return code;
-        // A response with a status stays the endpoint's; it isn't freed here.
-        const uint32_t status = response->status;
         if (status != ERROR_SUCCESS) {
             TRACE_LINE(trace::kError, request.sendFailed, status);
             return status;
         }
-        CByteStream answer(response->data, response->sizeBytes);
-        const bool whole = answer.SizeBytes() == response->sizeBytes;
-        m_endpoint->freeResponse(response);
-        return whole ? read(answer) : uint32_t{ERROR_OUTOFMEMORY};
+        return read(answer);
     });
 }
 
 uint32_t COptimizerCommClient::_Post(const trace::LogScope& traceScope, const Request& request,
                                      const void* data, uint32_t sizeBytes) {
-    const std::shared_lock guard(m_endpointLock);
-    if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
-    const uint32_t code = m_endpoint->postMessage(static_cast<uint32_t>(request.id), data, sizeBytes, 0);
+    const uint32_t code = m_connection.Post(static_cast<uint32_t>(request.id), data, sizeBytes);
     if (code != ERROR_SUCCESS) TRACE_LINE(trace::kError, request.postFailed, code);
     return code;
 }

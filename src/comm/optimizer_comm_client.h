@@ -1,15 +1,13 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "border/connector.h"
 #include "border/optimizer_client.h"
-#include "frame/callback_list.h"
+#include "comm/client_connection.h"
+#include "comm/client_observers.h"
+#include "comm/optimizer_messages.h"
 #include "frame/deleting_destructor.h"
-#include "frame/exported_object.h"
-#include "frame/log_binding.h"
-#include "frame/slim_lock.h"
 #include "frame/trace.h"
 
 namespace optimizer {
@@ -29,11 +27,6 @@ class COptimizerCommClient final
       public IOptimizerALCommClientAsync {
 public:
     using profile = profiles::profile;
-
-    COptimizerCommClient() = default;
-    ~COptimizerCommClient();
-    COptimizerCommClient(const COptimizerCommClient&) = delete;
-    COptimizerCommClient& operator=(const COptimizerCommClient&) = delete;
 
     void* QueryInterface(const Identifier* iid) override;
     /// Loads the connector; `main` isn't used. 0, or the error of the connector.
@@ -72,16 +65,6 @@ public:
 
 private:
     struct Request;
-    struct Observers {
-        CallbackList<IOptimizerEvents*> events;
-        CallbackList<IOptimizerResponse*> responses;
-    };
-
-    uint32_t _Init();
-    void _UnInit();
-    void _Disconnect();
-    /// Made by the first registration. Throws std::bad_alloc.
-    Observers* _Observers();
 
     /// Sends and waits; `read` takes the result out of an answer with the status 0.
     template <class Read>
@@ -92,7 +75,6 @@ private:
 
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
     bool _DeliverEvent(uint32_t id, CByteStream& payload);
-    void _ReplyStatus(const ConnectorMessage* message, uint32_t status);
     // Each traces what it was told and passes it on to the observers.
     void _OnGetProfile(profile active);
     void _OnGetProfileConfig(profile which, const wchar_t* config);
@@ -103,20 +85,9 @@ private:
     void _OnProfileConfigChanged(const wchar_t* user, profile which);
     void _OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled);
     void _OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count);
-    template <class Notify>
-    void _NotifyEvents(Notify notify);
-    template <class Notify>
-    void _NotifyResponses(Notify notify);
 
-    CSlimLock m_lock;
-    int32_t m_startCount = 0;                      // guarded by m_lock
-    int32_t m_initCount = 0;                       // guarded by m_lock
-    ExportedObject<IConnectorClient> m_connector;  // guarded by m_lock
-    IConnectorClient* m_connections = nullptr;     // guarded by m_lock
-    CSlimLock m_endpointLock;                 // innermost; shared for as long as a request uses the endpoint
-    ConnectorEndpoint* m_endpoint = nullptr;  // guarded by m_endpointLock
-    std::atomic<Observers*> m_observers = nullptr;
-    trace::LogHolder m_log;
+    ClientObservers<IOptimizerEvents, IOptimizerResponse> m_observers;  // outlives what calls them
+    CClientConnection m_connection{kOptimizerPipe};
 };
 
 }  // namespace optimizer

@@ -1,12 +1,10 @@
 // The receiving half of the client: messages of the service become calls of the observers.
 #include <cwchar>
-#include <memory>
 
 #include <windows.h>
 
 #include "comm/byte_stream.h"
 #include "comm/optimizer_comm_client.h"
-#include "comm/optimizer_messages.h"
 #include "frame/guarded.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
@@ -28,13 +26,6 @@ bool IsForObservers(const wchar_t* user) {
 }
 
 }  // namespace
-
-COptimizerCommClient::Observers* COptimizerCommClient::_Observers() {
-    Observers* observers = m_observers;
-    if (observers != nullptr) return observers;
-    auto made = std::make_unique<Observers>();
-    return m_observers.compare_exchange_strong(observers, made.get()) ? made.release() : observers;
-}
 
 uint32_t COptimizerCommClient::_Receive(void* context, const ConnectorMessage* message) noexcept {
     if (context == nullptr || message == nullptr) return ERROR_GEN_FAILURE;
@@ -62,10 +53,11 @@ uint32_t COptimizerCommClient::NpcCallback(const ConnectorMessage* message) {
         case NpcMsg::OptimizerStartTaskAnswer:
         case NpcMsg::OptimizerCancelTaskAnswer:
             if (!isOneNumber) return ERROR_GEN_FAILURE;
-            _ReplyStatus(message, ERROR_SUCCESS);
+            m_connection.ReplyStatus(message, ERROR_SUCCESS);
             return ERROR_SUCCESS;
         default:
-            _ReplyStatus(message, _DeliverEvent(message->id, payload) ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
+            m_connection.ReplyStatus(message,
+                                     _DeliverEvent(message->id, payload) ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
             return ERROR_SUCCESS;
     }
 }
@@ -98,98 +90,84 @@ bool COptimizerCommClient::_DeliverEvent(uint32_t id, CByteStream& payload) {
     }
 }
 
-void COptimizerCommClient::_ReplyStatus(const ConnectorMessage* message, uint32_t status) {
-    if ((message->flags & ConnectorMessage::kSenderWaits) != 0) m_endpoint->replyStatus(message, status);
-}
-
-template <class Notify>
-void COptimizerCommClient::_NotifyEvents(Notify notify) {
-    if (Observers* const observers = m_observers) observers->events.ForEach(notify);
-}
-
-template <class Notify>
-void COptimizerCommClient::_NotifyResponses(Notify notify) {
-    if (Observers* const observers = m_observers) observers->responses.ForEach(notify);
-}
-
 void COptimizerCommClient::_OnGetProfile(profile active) {
     TRACE_SCOPE("COptimizerCommClient::OnGetProfile");
     TRACE_LINE(trace::kInformation, L"profile=%d", active);
-    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfile(&active); });
+    m_observers.NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfile(&active); });
 }
 
 void COptimizerCommClient::_OnGetProfileConfig(profile which, const wchar_t* config) {
     TRACE_SCOPE("COptimizerCommClient::OnGetProfileConfig");
     TRACE_LINE(trace::kInformation, L"profile=%d setts=%s", which, config);
-    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
+    m_observers.NotifyResponses(
+        [&](IOptimizerResponse* observer) { observer->OnGetProfileConfig(&which, config); });
 }
 
 void COptimizerCommClient::_OnGetModuleEnable(bool enabled) {
     TRACE_SCOPE("COptimizerCommClient::OnGetModuleEnable");
     TRACE_LINE(trace::kInformation, L"enabled=%s", enabled ? L"true" : L"false");
-    _NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetModuleEnable(enabled); });
+    m_observers.NotifyResponses([&](IOptimizerResponse* observer) { observer->OnGetModuleEnable(enabled); });
 }
 
 void COptimizerCommClient::_OnTaskFinished(const wchar_t* user, uint32_t task, uint32_t status) {
     TRACE_SCOPE("COptimizerCommClient::OnTaskFinished");
     TRACE_LINE(trace::kInformation, L"user=%s task=%d status=%d", user, task, status);
     if (!IsForObservers(user)) return;
-    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnTaskFinished(user, &task, status); });
 }
 
 void COptimizerCommClient::_OnProfileChanged(const wchar_t* user, profile which) {
     TRACE_SCOPE("COptimizerCommClient::OnProfileChanged");
     TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
     if (!IsForObservers(user)) return;
-    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileChanged(user, &which); });
+    m_observers.NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileChanged(user, &which); });
 }
 
 void COptimizerCommClient::_OnActionsExecuted(const wchar_t* user, profile which) {
     TRACE_SCOPE("COptimizerCommClient::OnActionsExecuted");
     TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
     if (!IsForObservers(user)) return;
-    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnActionsExecuted(user, &which); });
+    m_observers.NotifyEvents([&](IOptimizerEvents* observer) { observer->OnActionsExecuted(user, &which); });
 }
 
 void COptimizerCommClient::_OnProfileConfigChanged(const wchar_t* user, profile which) {
     TRACE_SCOPE("COptimizerCommClient::OnProfileConfigChanged");
     TRACE_LINE(trace::kInformation, L"user=%s profile=%d", user, which);
     if (!IsForObservers(user)) return;
-    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnProfileConfigChanged(user, &which); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnProfileConfigChanged(user, &which); });
 }
 
 void COptimizerCommClient::_OnOptimizerModuleEnableChanged(const wchar_t* user, bool enabled) {
     TRACE_SCOPE("COptimizerCommClient::OnOptimizerModuleEnableChanged");
     TRACE_LINE(trace::kInformation, L"user=%s enabled=%d", user, enabled);
     if (!IsForObservers(user)) return;
-    _NotifyEvents(
+    m_observers.NotifyEvents(
         [&](IOptimizerEvents* observer) { observer->OnOptimizerModuleEnableChanged(user, enabled); });
 }
 
 void COptimizerCommClient::_OnOptimizerProcessOptimized(const wchar_t* process, uint32_t count) {
     TRACE_SCOPE("COptimizerCommClient::OnOptimizerProcessOptimized");
     TRACE_LINE(trace::kInformation, L"process=%s count=%d", process, count);
-    _NotifyEvents([&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
+    m_observers.NotifyEvents(
+        [&](IOptimizerEvents* observer) { observer->OnOptimizerProcessOptimized(process, count); });
 }
 
 uint32_t COptimizerCommClient::AddEventsObserver(IOptimizerEvents* observer) {
-    if (observer == nullptr) return ERROR_INVALID_PARAMETER;
-    return Guarded([&] { return _Observers()->events.Add(observer); });
+    return m_observers.AddEvents(observer);
 }
 
 uint32_t COptimizerCommClient::RemoveEventsObserver(IOptimizerEvents* observer) {
-    Observers* const observers = m_observers;
-    return observers != nullptr ? observers->events.Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
+    return m_observers.RemoveEvents(observer);
 }
 
 uint32_t COptimizerCommClient::AddResponseObserver(IOptimizerResponse* observer) {
-    if (observer == nullptr) return ERROR_INVALID_PARAMETER;
-    return Guarded([&] { return _Observers()->responses.Add(observer); });
+    return m_observers.AddResponses(observer);
 }
 
 uint32_t COptimizerCommClient::RemoveResponseObserver(IOptimizerResponse* observer) {
-    Observers* const observers = m_observers;
-    return observers != nullptr ? observers->responses.Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
+    return m_observers.RemoveResponses(observer);
 }
 
 }  // namespace optimizer

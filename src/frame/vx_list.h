@@ -49,6 +49,17 @@ using ListEnum = BasicListEnum<T, IListEnum<Shown>, Shown>;
 template <class T, class Shown = T>
 using ConstListEnum = BasicListEnum<T, IConstListEnum<Shown>, const Shown>;
 
+/// Calls `visit` for each value, the first one first; false when the memory is too short to walk the list.
+template <class T, class Visit>
+bool ForEach(IList<T>& list, Visit visit) {
+    IListEnum<T>* const walk = list.CreateEnum();
+    if (walk == nullptr) return false;
+    for (; walk->HasCurrent(); walk->MoveNext())
+        visit(*walk->Current());
+    walk->Release();
+    return true;
+}
+
 /// A doubly linked list with a sentinel. No lock: the owner guards it.
 ///
 /// `Shown` is what the other side of the border sees of its values: `T` itself, or an interface that `T`

@@ -40,6 +40,7 @@ bool COptimizerProcesses::Init() {
     if (m_main == nullptr) return false;
     m_provider = RequestPlugin<IOptimizerProcessDP>(m_main->GetComponentManager(), kOptimizerProcessDp);
     if (m_provider == nullptr) return false;
+    m_cache.clear();  // nobody told of changes meanwhile
     m_provider->RegisterListEvents(this);
     m_provider->RegisterDetailsEvents(this);
     return true;

@@ -98,18 +98,20 @@ void ActionManager::RevertAll() {
     if (m_cancel.exchange(0) == 0) m_active.clear();
 }
 
-bool ActionManager::PutBack(ActionMap& saved, const Ended& ended) {
+bool ActionManager::PutBack(ActionMap& saved, const Ended& ended, const Stopped& stopped) {
     TRACE_SCOPE("ActionManager::PutBack");
     CriticalSectionGuard guard(m_setLock);
     const EndOfRun end(*this);
     bool complete = true;
     for (auto& [name, action] : saved) {
         if (m_active.contains(name)) continue;
+        // A Cancel that comes between two actions reaches none.
+        if (stopped()) return false;
         _SetCurrent(action.get());
         // What is put back is also what there is to return to: an action that keeps within the values it
         // found must not take those that the profile left behind for them.
         static_cast<void>(action->SetRevertParameters(action->GetParameters()));
-        const bool done = action->Start() == ERROR_SUCCESS && action->HasTakenEffect();
+        const bool done = action->HasTakenEffect(action->Start());
         _SetCurrent(nullptr);
         // From here on no Cancel reaches the action, and one that did has set the flag.
         if (m_cancel != 0) return false;
@@ -118,6 +120,11 @@ bool ActionManager::PutBack(ActionMap& saved, const Ended& ended) {
         complete = complete && done;
     }
     return complete;
+}
+
+bool ActionManager::IsActive(const std::wstring& name) {
+    CriticalSectionGuard guard(m_setLock);
+    return m_active.contains(name);
 }
 
 void ActionManager::_SetCurrent(IOptimizerAction* action) {

@@ -39,9 +39,12 @@ public:
     void RevertAll() override;
     /// Told of an action by its name, when it has ended and all it had to do is done.
     using Ended = std::function<void(const std::wstring& name)>;
+    using Stopped = std::function<bool()>;
     /// Starts and ends each action of `saved` that isn't active, whose parameters are the values to return
-    /// to. False when one of them failed, didn't get through or a Cancel came; `ended` isn't told of those.
-    [[nodiscard]] bool PutBack(ActionMap& saved, const Ended& ended);
+    /// to. False when one of them didn't take effect, a Cancel came or `stopped` says so, which is asked
+    /// before each; `ended` isn't told of those.
+    [[nodiscard]] bool PutBack(ActionMap& saved, const Ended& ended, const Stopped& stopped);
+    bool IsActive(const std::wstring& name);
 
 private:
     class EndOfRun;

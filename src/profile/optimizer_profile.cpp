@@ -1,5 +1,7 @@
 #include "profile/optimizer_profile.h"
 
+#include <set>
+
 #include "frame/guarded.h"
 #include "frame/json.h"
 #include "frame/plugin_request.h"
@@ -162,38 +164,66 @@ void OptimizerProfile::_Run(profile wanted) {
 }
 
 /// A run whose values to return to are on disk, from an earlier life of the service.
+///
+/// A restore that failed or was cut short, by an exception too, leaves notes that nobody has taken over: the
+/// next run is a restore again, or its actions would note the state that the earlier profile left behind.
 void OptimizerProfile::_Restore(profile wanted, ActionMap& actions) {
-    m_restore = 0;
+    TRACE_SCOPE("OptimizerProfile::_Restore");
     if (wanted == profile::Disabled) {
         // The notes are the action set: starting it brings the saved values back, and no action stays active.
         actions.clear();
         m_actions->RevertAll();
         _EraseNotes();
     }
-    bool complete = _TakeOverNotes(actions);
+    ActionMap saved;
+    if (!_ReadNotes(saved)) {
+        TRACE_LINE(trace::kError, L"The notes can't be read now; the next change tries again");
+        return;
+    }
+    const bool complete = _TakeOverNotes(saved, actions);
     if (wanted != profile::Disabled && !IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
-    // A restore that failed or was cut short leaves notes that nobody has taken over; the next run has to, or
-    // its actions would note the state that the earlier profile left behind.
-    complete = complete && !IsSignalled(m_stopEvent);
-    if (!complete) m_restore.fetch_or(1);
+    if (complete && !IsSignalled(m_stopEvent)) m_restore = 0;
+}
+
+/// The actions of both revert lists.
+bool OptimizerProfile::_ReadNotes(ActionMap& saved) {
+    IProfilesSettings* const settings = _ProfilesSettings();
+    for (const bool system : {true, false}) {
+        std::wstring text;
+        if (settings == nullptr || !settings->GetRevertActions(system, text)) return false;
+        _AddActions(text, profile::Disabled, saved);
+    }
+    return true;
 }
 
 /// Hands the actions the values that an earlier run saved, so that they won't take the state which that run
-/// left behind for the state to return to. What is noted and no longer wanted is put back; a note goes only
-/// when that is done. False when something is still to be put back.
-bool OptimizerProfile::_TakeOverNotes(const ActionMap& actions) {
-    ActionMap saved;
-    _GetActionLists(profile::Disabled, saved);
+/// left behind for the state to return to. What is noted and no longer wanted, or doesn't fit what is wanted,
+/// is put back; a note goes only when that is done, and an action whose note has to go first waits for it.
+/// False when something is still to be put back.
+bool OptimizerProfile::_TakeOverNotes(ActionMap& saved, ActionMap& actions) {
+    std::set<std::wstring> waiting;
     for (auto note = saved.begin(); note != saved.end();) {
         const auto action = actions.find(note->first);
-        if (action == actions.end()) {
-            ++note;
+        const bool wanted = action != actions.end();
+        IOptimizerActionSettings* const values = note->second->GetParameters();
+        if (wanted && (m_actions->IsActive(note->first) || action->second->CanReturnTo(values))) {
+            action->second->SetRevertParameters(values);
+            note = saved.erase(note);
             continue;
         }
-        action->second->SetRevertParameters(note->second->GetParameters());
-        note = saved.erase(note);
+        if (wanted) waiting.insert(note->first);
+        ++note;
     }
-    return m_actions->PutBack(saved, [this](const std::wstring& name) { _RemoveNote(name); });
+    const bool complete = m_actions->PutBack(
+        saved,
+        [&](const std::wstring& name) {
+            _RemoveNote(name);
+            waiting.erase(name);
+        },
+        [this] { return IsSignalled(m_stopEvent); });
+    for (const std::wstring& name : waiting)
+        actions.erase(name);
+    return complete;
 }
 
 bool OptimizerProfile::_GetActionLists(profile wanted, ActionMap& actions) {
@@ -204,9 +234,12 @@ bool OptimizerProfile::_GetActionList(bool system, profile wanted, ActionMap& ac
     TRACE_SCOPE("OptimizerProfile::GetActionList");
     IProfilesSettings* const settings = _ProfilesSettings();
     if (settings == nullptr) return false;
-    const std::wstring text = ReadActions(*settings, system, wanted);
-    if (text.empty()) return true;
+    return _AddActions(ReadActions(*settings, system, wanted), wanted, actions);
+}
 
+bool OptimizerProfile::_AddActions(const std::wstring& text, profile wanted, ActionMap& actions) {
+    TRACE_SCOPE("OptimizerProfile::_AddActions");
+    if (text.empty()) return true;
     picojson::value list;
     std::string error;
     if (!json::Parse(Narrow(text), list, error)) {
@@ -310,7 +343,11 @@ void OptimizerProfile::_ChangeRevertList(IProfilesSettings& settings, bool syste
     const auto store = [&](const std::wstring& text) {
         return system ? settings.SetSystemRevertActions(text) : settings.SetUserRevertActions(text);
     };
-    std::wstring text = ReadActions(settings, system, profile::Disabled);
+    std::wstring text;
+    if (!settings.GetRevertActions(system, text)) {
+        TRACE_LINE(trace::kError, L"a note was not stored: its list can't be read now");
+        return;
+    }
     if (text.empty()) {
         text = L"{}";
         store(text);

@@ -54,11 +54,13 @@ private:
     void _Start(profile wanted);
     void _Run(profile wanted);
     void _Restore(profile wanted, ActionMap& actions);
-    [[nodiscard]] bool _TakeOverNotes(const ActionMap& actions);
+    [[nodiscard]] bool _ReadNotes(ActionMap& saved);
+    [[nodiscard]] bool _TakeOverNotes(ActionMap& saved, ActionMap& actions);
     void _EraseNotes();
     void _RemoveNote(const std::wstring& name);
     bool _GetActionLists(profile wanted, ActionMap& actions);
     bool _GetActionList(bool system, profile wanted, ActionMap& actions);
+    bool _AddActions(const std::wstring& text, profile wanted, ActionMap& actions);
     void _AddAction(const std::wstring& name, const picojson::value& value, ActionMap& actions);
     ActionPointer _ProcessWideAction(const picojson::value& value);
     picojson::value _ReadConfig(profile wanted);

@@ -31,6 +31,9 @@ public:
     virtual bool GetModuleStatus(bool* out) = 0;
     virtual bool SetModuleStatus(const bool* enabled) = 0;
     virtual ~IProfilesSettings() = default;
+    /// The revert list as GetSystemActions or GetUserActions gives it. False while a list is there and can't
+    /// be read, since somebody else holds the file: who took that for no list would overwrite its notes.
+    [[nodiscard]] virtual bool GetRevertActions(bool system, std::wstring& out) = 0;
 };
 
 }  // namespace optimizer

@@ -38,9 +38,12 @@ bool MakeUserPath(const std::wstring& folder, const wchar_t* suffix, const trace
 }
 
 /// The object under a key of a file; false when the file or the object isn't there.
-bool ReadMember(const std::wstring& file, const std::string& key, picojson::value& out) {
+bool ReadMember(const std::wstring& file, const std::string& key, picojson::value& out,
+                JsonFileState* state = nullptr) {
     picojson::value document;
-    if (ReadJsonFile(file, document) != JsonFileState::Ok) return false;
+    const JsonFileState found = ReadJsonFile(file, document);
+    if (state != nullptr) *state = found;
+    if (found != JsonFileState::Ok) return false;
     const picojson::value* const member = json::Find(document, key);
     if (member == nullptr || !member->is<picojson::object>()) return false;
     out = *member;
@@ -116,6 +119,15 @@ void CProfilesSettings::GetSystemActions(const profile* which, std::wstring& out
     TRACE_SCOPE("CProfilesSettings::GetSystemActions");
     CriticalSectionGuard guard(m_lock);
     _GetActions(which, m_restore.systemFile, out);
+}
+
+bool CProfilesSettings::GetRevertActions(bool system, std::wstring& out) {
+    TRACE_SCOPE("CProfilesSettings::GetRevertActions");
+    constexpr profile kDisabled = profile::Disabled;
+    CriticalSectionGuard guard(m_lock);
+    std::wstring file = m_restore.systemFile;
+    if (!system && !m_restore.GetUserFile(file)) file.clear();
+    return _GetActions(&kDisabled, file, out);
 }
 
 bool CProfilesSettings::SetUserRevertActions(const std::wstring& text) {
@@ -208,14 +220,16 @@ bool CProfilesSettings::_LoadSystemActions() {
     return true;
 }
 
-void CProfilesSettings::_GetActions(const profile* which, const std::wstring& restoreFile,
+bool CProfilesSettings::_GetActions(const profile* which, const std::wstring& restoreFile,
                                     std::wstring& out) {
     out.clear();
     picojson::value actions;
+    JsonFileState state = JsonFileState::Ok;
     const bool found = (*which == profile::Disabled && !restoreFile.empty() &&
-                        ReadMember(restoreFile, kRevertListKey, actions)) ||
+                        ReadMember(restoreFile, kRevertListKey, actions, &state)) ||
                        ReadMember(m_profilesFile, ProfileName(*which), actions);
     if (found) out = Widen(actions.serialize());
+    return state != JsonFileState::Unreadable;
 }
 
 bool CProfilesSettings::_SetRevertActions(const std::wstring& file, const std::wstring& text) {

@@ -33,6 +33,7 @@ public:
     bool SetConfig(const profile* which, const std::wstring& text) override;
     bool GetModuleStatus(bool* out) override;
     bool SetModuleStatus(const bool* enabled) override;
+    bool GetRevertActions(bool system, std::wstring& out) override;
 
 private:
     /// Where revert lists are kept.
@@ -53,7 +54,8 @@ private:
 
     bool _LoadActiveProfile(const std::wstring& userFile);
     bool _LoadSystemActions();
-    void _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
+    /// False when the restore file is there and can't be read; `out` falls back to what ships all the same.
+    bool _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
     bool _SetRevertActions(const std::wstring& file, const std::wstring& text);
 
     const std::wstring m_profilesFile;

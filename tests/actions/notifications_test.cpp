@@ -71,17 +71,6 @@ TEST_F(Notifications, AnUpdateWhoseMessageFailedIsTriedAgain) {
     }
 }
 
-TEST_F(Notifications, SystemsBeforeWindows8AreLeftAlone) {
-    for (const int minor : {2, 1, -1}) {
-        g_session.minorVersion = minor;
-        CBlockWinNotificationsAction action(Blocked("enabled"), &pair.host);
-        EXPECT_EQ(action.Start(), 0U);
-        EXPECT_EQ(Policy(), minor >= 2 ? 1 : -1) << minor;
-        EXPECT_EQ(action.HasSameParameters(nullptr), minor < 2);
-        RegDeleteTreeW(HKEY_CURRENT_USER, kPolicyKey);
-    }
-}
-
 TEST_F(Notifications, BalloonsGoOffForEveryAccountOrForNone) {
     UserRecord known = {};
     UserRecord unknown = {L"nobody here", L"", 0, 0, L""};

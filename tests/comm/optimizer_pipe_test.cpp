@@ -1,7 +1,5 @@
 // Both ends of the engine's pipe over the real connector: what a client asks for reaches the engine, what the
 // engine answers reaches the client, whatever the payload looks like.
-#include <condition_variable>
-#include <mutex>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,33 +13,14 @@
 #include "frame/vx_string.h"
 #include "tests/support/fake_engine.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/inbox.h"
 #include "tests/support/simulated_users.h"
 
 namespace optimizer {
 namespace {
 
 using profiles::profile;
-
-/// Collects texts from other threads.
-class Inbox {
-public:
-    void Add(const std::wstring& text) {
-        const std::lock_guard guard(m_lock);
-        m_texts.push_back(text);
-        m_news.notify_all();
-    }
-    /// What came, once there are as many as wanted or ten seconds are over.
-    std::vector<std::wstring> Take(size_t count) {
-        std::unique_lock lock(m_lock);
-        m_news.wait_for(lock, std::chrono::seconds(10), [&] { return m_texts.size() >= count; });
-        return std::exchange(m_texts, {});
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_news;
-    std::vector<std::wstring> m_texts;
-};
+using test_support::Inbox;
 
 class NotingEngine final : public test_support::FakeEngine {
 public:

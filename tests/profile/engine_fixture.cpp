@@ -54,6 +54,9 @@ public:
         return 0;
     }
     const wchar_t* GetName() override { return m_name.c_str(); }
+    bool CanReturnTo(const optimizer::IOptimizerActionSettings*) const override {
+        return g_machine->unfit != m_name;
+    }
 
 private:
     uint32_t _Set(const wchar_t* what, double value) {

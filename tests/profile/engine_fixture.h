@@ -25,6 +25,7 @@ struct Machine {
     /// Hears of each of them, and of "stop A" from another thread.
     std::function<void(const std::wstring& event)> onEvent = [](const std::wstring&) {};
     std::wstring failing;  // the action whose Start says that it failed
+    std::wstring unfit;    // the action that can't return to what an earlier run saved
     int created = 0;
     int alive = 0;
 };

@@ -142,6 +142,28 @@ TEST_F(OptimizerProfileTest, ANoteGoesOnlyWhenItsValueIsBack) {
     ExpectPutBack();
 }
 
+TEST_F(OptimizerProfileTest, ANoteThatDoesNotFitOrCannotBeReadIsNotTakenForNone) {
+    Make();
+    Run(profile::Game);
+    m_machine.unfit = L"A";
+    TakeLog();
+    Restart();
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start A", L"start B", L"start C", L"start D"})) << "back, anew";
+    m_machine.failing = L"A";
+    Restart();
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B", L"start C", L"start D"})) << "A waits for its note";
+    m_machine.failing.clear();
+    {
+        const optimizer::FileHandle held(CreateFileW(File(L"system_restore_profile.json").c_str(),
+                                                     GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        Restart();
+        EXPECT_EQ(TakeLog(), Log{});
+    }
+    EXPECT_NE(SystemFile().find(R"({"A":7,"B":7,"C":7})"), std::string::npos) << SystemFile();
+    Run(profile::Disabled);
+    ExpectPutBack();
+}
+
 TEST_F(OptimizerProfileTest, AnUninstallPutsBackFromEveryState) {
     const KernelHandle uninstall = OpenUninstallEvent();
     const std::pair<const char*, std::function<void()>> kStates[] = {

@@ -44,8 +44,8 @@ DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
     return WaitForSingleObjectEx(handle, timeoutMs == 5000 ? 0 : timeoutMs, FALSE);
 }
 
-BOOL WINAPI VerifyVersion(OSVERSIONINFOEXW* wanted, DWORD, DWORDLONG) {
-    return wanted->dwMajorVersion == 6 && static_cast<int>(wanted->dwMinorVersion) <= g_session.minorVersion;
+BOOL WINAPI VerifyVersion(OSVERSIONINFOEXW*, DWORD, DWORDLONG) {
+    return TRUE;  // Windows 8 and whatever else is asked for
 }
 
 }  // namespace

@@ -17,8 +17,7 @@ struct FakeSession {
     std::map<uint32_t, int> effects;  // by the action that reads them
     int misuses = 0;                  // calls in a form that the system would not take
     std::vector<std::wstring> broadcasts;
-    int minorVersion = 3;  // Windows 6.x
-    int waits = 0;         // for an agent's report
+    int waits = 0;  // for an agent's report
 };
 extern FakeSession g_session;
 

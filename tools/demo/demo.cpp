@@ -1,6 +1,7 @@
-// Shows the main job on this machine: services and programs of its own are switched through the profiles by
-// the real host, installed as a service and told by the command line tool, and put back. What is printed of
-// them is what the system says of them.
+// Shows the main job on this machine: services and programs of its own and the user's session are switched
+// through the profiles by the real host, installed as a service and told by the command line tool, and put
+// back. What is printed is what the system says: the service manager of a service, the scenes tell of the
+// rest.
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -12,6 +13,7 @@
 #include "frame/text.h"
 #include "host/terminal/terminal.h"
 #include "tools/demo/process_scene.h"
+#include "tools/demo/session_scene.h"
 #include "tools/rig/child_process.h"
 #include "tools/rig/installation.h"
 #include "tools/rig/scratch_services.h"
@@ -70,10 +72,12 @@ picojson::value ProfileOf(const rig::ScratchServices& services, Column wanted) {
     return picojson::value(picojson::object{{"WindowsServices", picojson::value(list)}});
 }
 
-std::string Profiles(const rig::ScratchServices& services) {
+std::string Profiles(const rig::ScratchServices& services, const demo::SessionScene& session) {
     const picojson::value none{picojson::object()};
-    const picojson::array systemActions{picojson::value("WindowsServices")};
+    const picojson::array systemActions{picojson::value("BlockWinNotification"), picojson::value("VisualFX"),
+                                        picojson::value("WindowsServices")};
     picojson::value game = ProfileOf(services, &DemoService::inGame);
+    session.AddActions(game.get<picojson::object>());
     game.get<picojson::object>()["WindowsProcesses"] = demo::ProcessScene::Settings();
     return picojson::value(picojson::object{{"SystemActions", picojson::value(systemActions)},
                                             {"Disabled", none},
@@ -107,7 +111,10 @@ void PrintRevertList(const rig::Installation& installation) {
     if (list->get<picojson::object>().empty()) PrintLine(L"    nothing to return to");
     for (const auto& [action, values] : list->get<picojson::object>()) {
         PrintLine(L"    " + Widen(action));
-        if (!values.is<picojson::array>()) continue;
+        if (!values.is<picojson::array>()) {
+            PrintLine(L"      " + Widen(values.serialize()));
+            continue;
+        }
         for (const picojson::value& value : values.get<picojson::array>()) {
             PrintLine(L"      " + Widen(value.serialize()));
         }
@@ -208,12 +215,15 @@ bool RunDemo() {
     rig::ScratchServices services;
     for (const DemoService& service : kServices)
         services.Add(service.name, service.found);
-    const rig::Installation installation(Profiles(services));
+    const demo::SessionScene session;
+    const rig::Installation installation(Profiles(services, session));
     const std::vector<ServiceState> before = services.QueryAll();
-    PrintServices(L"before, as the service manager says", services);
+    PrintServices(L"before, as the system says", services);
+    demo::SessionScene::Print();
 
     if (!StepsWithoutService(services, installation)) return false;
     InstalledService service(installation);
+    if (!demo::SessionScene::WaitForAgent()) return false;
     InstalledService::Run(installation.Control(L"module on"));
     demo::ProcessScene programs(installation, &InstalledService::Run);
     rig::ChildProcess watch(installation.Control(L"watch --json"));
@@ -222,7 +232,9 @@ bool RunDemo() {
         InstalledService::Run(installation.Control(L"profile set --wait " + Widen(step.profile)));
         if (!watch.WaitForLine(R"({"event":"actionsExecuted")")) return Fail(L"The event did not come.");
         if (!HasFollowed(services, step.wanted)) return Fail(L"The services did not follow.");
+        if (!session.HasFollowed(step.wanted == &DemoService::inGame)) return false;
         PrintServices(L"profile " + Widen(step.profile), services);
+        demo::SessionScene::Print();
         if (!programs.Follow(step.profile)) return Fail(L"The programs did not follow.");
         PrintRevertList(installation);
     }
@@ -233,7 +245,7 @@ bool RunDemo() {
     watch.Kill();
     service.Remove();
 
-    const bool same = services.QueryAll() == before && programs.AreAsFound();
+    const bool same = services.QueryAll() == before && session.IsAsFound() && programs.AreAsFound();
     PrintLine(L"");
     PrintLine(same ? L"after equals before" : L"after DIFFERS from before");
     return same;

@@ -8,6 +8,7 @@
 #include "frame/text.h"
 #include "host/terminal/command_line.h"
 #include "tools/optimizerctl/apps_noun.h"
+#include "tools/optimizerctl/boot_noun.h"
 #include "tools/optimizerctl/completion_noun.h"
 #include "tools/optimizerctl/config_noun.h"
 #include "tools/optimizerctl/doctor_noun.h"
@@ -27,8 +28,8 @@ using optimizer::Narrow;
 using optimizer::Widen;
 
 constexpr void (*kNouns[])(CLI::App&, Verbs&) = {
-    &AddProfileNoun, &AddModuleNoun, &AddConfigNoun,     &AddAppsNoun,
-    &AddWatchNoun,   &AddDoctorNoun, &AddCompletionNoun,
+    &AddProfileNoun, &AddModuleNoun, &AddConfigNoun, &AddAppsNoun,
+    &AddBootNoun,    &AddWatchNoun,  &AddDoctorNoun, &AddCompletionNoun,
 };
 
 constexpr double kShortestTimeout = 0.1;

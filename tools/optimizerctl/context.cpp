@@ -26,6 +26,14 @@ IOptimizer& Context::Engine() {
     return engine;
 }
 
+boottime::IBootTimeCommClient& Context::Boot() {
+    if (m_inProcess) throw WrongUse(L"Only the service measures the boot; leave --in-process out.");
+    m_connecting = true;
+    boottime::IBootTimeCommClient& boot = m_surroundings.boot.Open(m_timeoutMs);
+    m_connecting = false;
+    return boot;
+}
+
 Failure Context::TimeIsUp() const {
     const std::wstring within = L" within " + SecondsText(m_timeoutMs.value_or(0));
     if (m_connecting) return Unreachable(WAIT_TIMEOUT, L"nothing answered" + within);

@@ -25,6 +25,8 @@ public:
 
     /// Connects at the first call. Throws Failure.
     IOptimizer& Engine();
+    /// The same for the measurement of the boot, which only the service makes.
+    boottime::IBootTimeCommClient& Boot();
     Output& Out() { return m_output; }
     ITerminal& Terminal() { return m_surroundings.terminal; }
     IMachine& Machine() { return m_surroundings.machine; }

@@ -33,6 +33,10 @@ std::wstring EngineText(const EngineState& engine) {
            engine.profile;
 }
 
+std::wstring BootText(const BootState& boot) {
+    return boot.failure ? boot.failure->Sentence() : L"took " + SecondsText(boot.milliseconds);
+}
+
 /// Revert lists that hold something.
 std::wstring RevertText(const std::vector<SettingsFile>& files) {
     std::wstring text;
@@ -67,6 +71,13 @@ picojson::value EngineDocument(const EngineState& engine) {
     return picojson::value(document);
 }
 
+picojson::value BootDocument(const BootState& boot) {
+    if (!boot.failure)
+        return picojson::value(picojson::object{{"milliseconds", NumberValue(boot.milliseconds)}});
+    return picojson::value(picojson::object{{"code", NumberValue(boot.failure->Code())},
+                                            {"text", TextValue(boot.failure->Sentence())}});
+}
+
 picojson::value FileDocument(const SettingsFile& file) {
     picojson::object document{{"name", TextValue(file.Name())}, {"state", TextValue(WordOf(file))}};
     if (host::IsRevertFile(file.Name()) && file.state == SettingsFileState::Ok) {
@@ -99,8 +110,9 @@ ExitCode Verdict(const Diagnosis& diagnosis) {
 
 std::wstring ReportText(const Diagnosis& diagnosis) {
     std::wstring text = Column(L"Service", kTopicWidth) + ServiceText(diagnosis.service) + L"\n" +
-                        Column(L"Engine", kTopicWidth) + EngineText(diagnosis.engine) + L"\n" +
-                        Column(L"Settings", kTopicWidth) + diagnosis.folder;
+                        Column(L"Engine", kTopicWidth) + EngineText(diagnosis.engine) + L"\n";
+    if (diagnosis.boot) text += Column(L"Boot", kTopicWidth) + BootText(*diagnosis.boot) + L"\n";
+    text += Column(L"Settings", kTopicWidth) + diagnosis.folder;
     for (const SettingsFile& file : diagnosis.files)
         text += L"\n  " + Column(file.Name(), kNameWidth) + WordOf(file);
     text += L"\n" + RevertText(diagnosis.files);
@@ -119,6 +131,7 @@ picojson::object ReportDocument(const Diagnosis& diagnosis) {
         problems.push_back(TextValue(problem));
     return {{"service", ServiceDocument(diagnosis.service)},
             {"engine", EngineDocument(diagnosis.engine)},
+            {"boot", diagnosis.boot ? BootDocument(*diagnosis.boot) : picojson::value()},
             {"folder", TextValue(diagnosis.folder)},
             {"files", picojson::value(files)},
             {"problems", picojson::value(problems)},

@@ -20,10 +20,17 @@ struct EngineState {
     std::wstring profile;
 };
 
+/// What the measurement of the boot says of itself.
+struct BootState {
+    std::optional<Failure> failure;  // why there is no time: no results, not yet, or no answer
+    uint32_t milliseconds = 0;
+};
+
 /// Everything that doctor looks at, and what it makes of it.
 struct Diagnosis {
     ServiceState service;
     EngineState engine;
+    std::optional<BootState> boot;  // not asked for without a service that answers
     std::wstring folder;
     std::vector<host::SettingsFile> files;
     std::vector<std::wstring> problems;  // of the settings, a sentence each
@@ -33,7 +40,7 @@ struct Diagnosis {
 void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis);
 
 /// The first thing that is wrong, the engine before the settings. A service that isn't installed is none: the
-/// engine may run in a console.
+/// engine may run in a console. A boot without figures is none either.
 ExitCode Verdict(const Diagnosis& diagnosis);
 std::wstring ReportText(const Diagnosis& diagnosis);
 picojson::object ReportDocument(const Diagnosis& diagnosis);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "tools/optimizerctl/boot_answers.h"
 #include "tools/optimizerctl/diagnosis.h"
 #include "tools/optimizerctl/names.h"
 
@@ -26,11 +27,22 @@ EngineState AskEngine(Context& context) {
     return state;
 }
 
+BootState AskBoot(Context& context) {
+    BootState state;
+    try {
+        state.milliseconds = AskBootTime(context, Unfinished::Fail);
+    } catch (const Failure& failure) {
+        state.failure = failure;
+    }
+    return state;
+}
+
 ExitCode Doctor(Context& context) {
     Diagnosis diagnosis;
     context.Out().ShowProgress(L"looking for the service");
     diagnosis.service = context.Machine().QueryService();
     diagnosis.engine = AskEngine(context);
+    if (!diagnosis.engine.failure && !context.IsInProcess()) diagnosis.boot = AskBoot(context);
     DiagnoseSettings(context.Machine().SettingsFolder(), diagnosis);
     context.Out().ShowProgress(L"");
     const ExitCode verdict = Verdict(diagnosis);

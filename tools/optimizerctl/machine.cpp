@@ -49,4 +49,10 @@ std::wstring Machine::SettingsFolder() {
     return host::FindSettingsFolder();
 }
 
+std::wstring Machine::Name() {
+    wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    auto size = static_cast<DWORD>(std::size(name));
+    return GetComputerNameW(name, &size) ? name : L"";
+}
+
 }  // namespace ctl

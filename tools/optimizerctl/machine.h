@@ -8,6 +8,7 @@ class Machine final : public IMachine {
 public:
     ServiceState QueryService() override;
     std::wstring SettingsFolder() override;
+    std::wstring Name() override;
 };
 
 }  // namespace ctl

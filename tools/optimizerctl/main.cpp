@@ -4,9 +4,9 @@
 #include "frame/text.h"
 #include "host/terminal/terminal.h"
 #include "tools/optimizerctl/cli.h"
-#include "tools/optimizerctl/engine_client.h"
 #include "tools/optimizerctl/in_process_engine.h"
 #include "tools/optimizerctl/machine.h"
+#include "tools/optimizerctl/service_client.h"
 
 namespace {
 
@@ -25,8 +25,9 @@ int wmain(int count, wchar_t** arguments) {
         Terminal terminal;
         ctl::EngineClient service;
         ctl::InProcessEngine inProcess;
+        ctl::BootClient boot;
         ctl::Machine machine;
-        ctl::Surroundings surroundings{terminal, service, inProcess, machine};
+        ctl::Surroundings surroundings{terminal, service, inProcess, boot, machine};
         return static_cast<int>(ctl::RunCommandLine({arguments + 1, arguments + count}, surroundings));
     } catch (const std::exception& error) {
         host::PrintErrorLine(L"The program ends on an unexpected failure: " + optimizer::Widen(error.what()) +

@@ -7,6 +7,14 @@
 
 namespace ctl {
 
+namespace {
+
+size_t Fill(const std::wstring& text, size_t width) {
+    return std::max<size_t>(width - std::min(width, text.size()), 2);
+}
+
+}  // namespace
+
 void Output::SetForm(bool json, bool quiet) {
     m_json = json;
     m_quiet = quiet;
@@ -56,8 +64,16 @@ picojson::value NumberValue(uint64_t number) {
     return picojson::value(static_cast<double>(number));
 }
 
+picojson::value SignedValue(int64_t number) {
+    return picojson::value(static_cast<double>(number));
+}
+
 std::wstring Column(const std::wstring& text, size_t width) {
-    return text + std::wstring(std::max<size_t>(width - std::min(width, text.size()), 2), L' ');
+    return text + std::wstring(Fill(text, width), L' ');
+}
+
+std::wstring RightColumn(const std::wstring& text, size_t width) {
+    return std::wstring(Fill(text, width), L' ') + text;
 }
 
 }  // namespace ctl

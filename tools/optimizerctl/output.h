@@ -41,8 +41,11 @@ private:
 /// A text as the value of a document.
 picojson::value TextValue(const std::wstring& text);
 picojson::value NumberValue(uint64_t number);
+picojson::value SignedValue(int64_t number);
 
 /// Fills a column of a table: the text and spaces up to the width, at least two.
 std::wstring Column(const std::wstring& text, size_t width);
+/// The same for a column of numbers: spaces up to the width, at least two, and the text.
+std::wstring RightColumn(const std::wstring& text, size_t width);
 
 }  // namespace ctl

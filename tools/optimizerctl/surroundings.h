@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "border/boot_time.h"
 #include "border/optimizer.h"
 
 namespace ctl {
@@ -34,6 +35,16 @@ protected:
     ~IEngineSource() = default;
 };
 
+/// Where the verbs get the measurement of the boot.
+class IBootSource {
+public:
+    /// As IEngineSource.
+    virtual boottime::IBootTimeCommClient& Open(std::optional<uint32_t> timeoutMs) = 0;
+
+protected:
+    ~IBootSource() = default;
+};
+
 /// What the service manager says of the service.
 struct ServiceState {
     uint32_t error = 0;  // of a question that got no answer; the rest is void then
@@ -47,6 +58,8 @@ public:
     virtual ServiceState QueryService() = 0;
     /// The settings folder of the engine beside this program, with the last back-slash.
     virtual std::wstring SettingsFolder() = 0;
+    /// The computer's name, empty when it can't be told.
+    virtual std::wstring Name() = 0;
 
 protected:
     ~IMachine() = default;
@@ -56,6 +69,7 @@ struct Surroundings {
     ITerminal& terminal;
     IEngineSource& service;
     IEngineSource& inProcess;
+    IBootSource& boot;
     IMachine& machine;
 };
 

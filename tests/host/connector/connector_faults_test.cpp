@@ -111,6 +111,24 @@ TEST(ConnectorFaults, NameIsServedOnceAndFreeAfterwards) {
     EXPECT_EQ(rig.servers.Get()->registerPipe(nullptr, nullptr), nullptr);
 }
 
+TEST(ConnectorFaults, ClientsReadWhatWasSentBeforeTheEnd) {
+    constexpr uint32_t kEvents = 20;
+    std::promise<void> goOn;
+    Inbox inbox;
+    inbox.react = [&](const ConnectorMessage* message) {
+        if (message->id == 1) goOn.get_future().wait();
+    };
+    Rig rig;
+    rig.Connect(inbox);
+    for (uint32_t id = 1; id <= kEvents; ++id)
+        EXPECT_EQ(rig.server->broadcast(id, nullptr, 0, 0, 0, kEveryClient), 0u);
+    const auto end = std::async(std::launch::async, [&] { rig.Unregister(); });
+    EXPECT_EQ(end.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_TRUE(inbox.WaitFor(kEvents));
+    EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+}
+
 TEST(ConnectorFaults, CallersAreReleasedWhenEitherEndGoes) {
     for (const bool serverGoes : {true, false}) {
         Inbox inbox;  // answers nothing

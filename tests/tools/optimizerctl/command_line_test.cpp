@@ -61,7 +61,7 @@ TEST(CommandLine, TellsWhoFailed) {
         {{L"profile", L"get", L"--quiet"}, 4, "", "can't be told: ", ERROR_TIMEOUT},
         {{L"module", L"on"}, 3, "", "start it with \"sc start OptimizerHost\"", ERROR_BROKEN_PIPE},
         {{L"config", L"enable", L"Work", L"UsbDevices"}, 1, "", "can't be read: ", ERROR_GEN_FAILURE},
-        {{}, 2, "", "takes profile, module, config, apps, watch, doctor or completion"},
+        {{}, 2, "", "takes profile, module, config, apps, boot, watch, doctor or completion"},
         {{L"profile"}, 2, "", "\"optimizerctl profile\" takes get, set or list"},
         {{L"profile", L"become", L"Game"}, 2, "", "become; \"optimizerctl profile\" takes get, set or list"},
         {{L"profile", L"set"}, 2, "", "PROFILE is required"},

@@ -22,7 +22,7 @@ TEST(Doctor, TellsWhatIsSoundAndWhatIsToBePutBack) {
     Outcome outcome = person.Types({L"doctor"});
     EXPECT_EQ(outcome.exitCode, 0) << "an engine in a console needs no service, an empty list is no fault";
     EXPECT_THAT(outcome.out, HasSubstr("Service       installed, stopped\n"));
-    EXPECT_THAT(outcome.out, HasSubstr("the active profile is Work\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("the active profile is Work\nBoot          took 42.37 s\n"));
     EXPECT_THAT(outcome.out, HasSubstr("  D_u_restore_profile.json                good\n"));
     EXPECT_THAT(outcome.out, testing::EndsWith("To put back\n"
                                                "  system_restore_profile.json\n"

@@ -10,6 +10,7 @@
 
 #include "frame/text.h"
 #include "frame/vx_string.h"
+#include "tests/tools/optimizerctl/fake_boot.h"
 #include "tools/optimizerctl/cli.h"
 #include "tools/optimizerctl/failure.h"
 
@@ -91,6 +92,7 @@ struct Outcome {
 class Person final : ctl::ITerminal, ctl::IEngineSource, ctl::IMachine {
 public:
     FakeEngine engine;
+    FakeBoot boot;
     bool serviceIsThere = true;
     bool readerIsThere = true;
     std::string input;
@@ -100,7 +102,8 @@ public:
         m_out.clear();
         m_err.clear();
         InProcess inProcess(engine);
-        ctl::Surroundings surroundings{*this, *this, inProcess, *this};
+        FakeBootSource bootSource(boot, serviceIsThere);
+        ctl::Surroundings surroundings{*this, *this, inProcess, bootSource, *this};
         const ctl::ExitCode code = ctl::RunCommandLine(arguments, surroundings);
         return {static_cast<int>(code), m_out, m_err};
     }
@@ -129,6 +132,7 @@ private:
     }
     ctl::ServiceState QueryService() override { return {0, true, false, L"stopped"}; }
     std::wstring SettingsFolder() override { return settingsFolder; }
+    std::wstring Name() override { return L"R&D"; }
 
     std::string m_out;
     std::string m_err;

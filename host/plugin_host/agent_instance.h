@@ -26,6 +26,9 @@ private:
     bool m_held = false;
 };
 
+/// Whether an agent runs in the session of this process.
+bool HasSessionAgent();
+
 enum class StopResult { Stopped, NoneRuns, StillRuns };
 
 /// Ends the session's agent and waits for its end, ten seconds at most.

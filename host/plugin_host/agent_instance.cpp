@@ -1,4 +1,4 @@
-#include "host/agent/agent_instance.h"
+#include "host/plugin_host/agent_instance.h"
 
 namespace host {
 
@@ -25,6 +25,10 @@ AgentInstance::AgentInstance() : m_mutex(CreateMutexW(nullptr, FALSE, kMutexName
 
 AgentInstance::~AgentInstance() {
     if (m_held) ReleaseMutex(m_mutex.Get());
+}
+
+bool HasSessionAgent() {
+    return static_cast<bool>(optimizer::KernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kMutexName)));
 }
 
 StopResult StopAgent() {

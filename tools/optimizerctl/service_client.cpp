@@ -1,4 +1,4 @@
-#include "tools/optimizerctl/engine_client.h"
+#include "tools/optimizerctl/service_client.h"
 
 #include <windows.h>
 
@@ -14,7 +14,7 @@ constexpr DWORD kPauseMs = 100;
 
 }  // namespace
 
-IOptimizer& EngineClient::Open(std::optional<uint32_t> timeoutMs) {
+IServPlugin& ServiceClient::Open(std::optional<uint32_t> timeoutMs) {
     if (m_started) return *m_client.Get();
     const uint64_t deadline = GetTickCount64() + timeoutMs.value_or(0);
     uint32_t error = _Connect();
@@ -29,10 +29,10 @@ IOptimizer& EngineClient::Open(std::optional<uint32_t> timeoutMs) {
 }
 
 /// Throws Failure: what lacks here doesn't come with time.
-void EngineClient::_Create() {
+void ServiceClient::_Create() {
     const std::wstring library = optimizer::GetModuleFolder() + L"optimizeral.dll";
     const std::wstring again = L"; install the program again.";
-    const uint32_t loadError = m_client.Load(library, L"optimizercommclient");
+    const uint32_t loadError = m_client.Load(library, m_component, m_iid);
     if (loadError != ERROR_SUCCESS) {
         throw Failure(ExitCode::NoService, loadError,
                       L"The service can't be reached: " + library + L" can't be loaded, " +
@@ -49,7 +49,7 @@ void EngineClient::_Create() {
 }
 
 /// A new object for each attempt: one whose Start has failed says 0 to the next without being connected.
-uint32_t EngineClient::_Connect() {
+uint32_t ServiceClient::_Connect() {
     _Create();
     const uint32_t error = m_client.Get()->Start();
     m_started = error == ERROR_SUCCESS;
@@ -57,7 +57,7 @@ uint32_t EngineClient::_Connect() {
     return error;
 }
 
-void EngineClient::_Close() {
+void ServiceClient::_Close() {
     if (m_started) m_client.Get()->Stop();
     m_started = false;
     if (m_initialised) m_client.Get()->UnInit();
