@@ -45,11 +45,12 @@ ProcessCounters ReadCounters(const picojson::array& list) {
 
 /// The process of an entry of the file; nothing when a key or a number of its is missing.
 std::optional<ProcessId> ReadProcess(const picojson::value& entry) {
-    const auto ppid = ToNumber<uint32_t>(json::Find(entry, kPpid));
+    // The low 32 bits count: it is stored with the upper ones, which hosts may have left anything in.
+    const auto ppid = ToNumber<int64_t>(json::Find(entry, kPpid));
     const auto pid = ToNumber<uint32_t>(json::Find(entry, kPid));
     const auto name = json::ToText(json::Find(entry, kName));
     if (!ppid || !pid || !name || json::Find(entry, kCounters) == nullptr) return std::nullopt;
-    return ProcessId{*ppid, *pid, vx::String(optimizer::Widen(*name).c_str())};
+    return ProcessId{static_cast<uint32_t>(*ppid), *pid, vx::String(optimizer::Widen(*name).c_str())};
 }
 
 }  // namespace

@@ -68,6 +68,7 @@ void BootTimeMonitor::Start(HANDLE stopEvent) {
     TRACE_SCOPE("BootTimeMonitor::Start");
     if (m_processes == nullptr) return;
     CUserLogon::Instance().Observers().Add(m_userLogon.get());
+    m_userLogon->Look();  // nobody told of a logon between Init and here
     if (optimizer::IsWindows6OrLater(optimizer::kVistaMinor)) m_winBootEvent->Start();
     for (const DWORD pid : utils::GetAllProcessesPids())
         m_processes->Add(pid);
@@ -89,12 +90,13 @@ bool BootTimeMonitor::_Pass(HANDLE stopEvent) {
         _Set(Status::Failed);
         return false;
     }
-    return !_IsBootFinished() && !_IsQuietForGood();
+    return !_IsBootFinished() && !_IsQuietForGood(isLogged);
 }
 
 void BootTimeMonitor::_TakeStarted(bool isLogged) {
     // What starts long after the logon is the user's work, not the boot: the list is left to grow.
-    if (!TakesNewProcesses(isLogged, GetTickCount(), m_userLogon->LoginTick())) return;
+    const uint32_t loginTick = m_userLogon->LoginTick();
+    if (!TakesNewProcesses(isLogged, GetTickCount(), loginTick)) return;
     TRACE_MARKED_SCOPE("BootTimeMonitor::Start", L"LOAD STEP DATA");
     ProcessesMonitor::List started;
     m_processesMonitor->TakeStarted(started);
@@ -142,18 +144,19 @@ bool BootTimeMonitor::_IsBootFinished() {
 }
 
 /// Whether nothing is left to watch and the user has been there for long enough.
-bool BootTimeMonitor::_IsQuietForGood() {
+bool BootTimeMonitor::_IsQuietForGood(bool isLogged) {
     TRACE_SCOPE("BootTimeMonitor::_IsQuietForGood");
     if (!m_processes->IsEmpty()) return false;
     TRACE_LINE(trace::kInformation, L"empty processes list");
-    if (!m_userLogon->IsLogged()) {
+    if (!isLogged) {
         if (m_quietTick != 0) return false;
         m_quietTick = GetTickCount();
         TRACE_LINE(trace::kInformation, L"time system %d", m_quietTick);
         return false;
     }
-    const uint32_t now = GetTickCount();
+    // The logon first: one that came in behind the clock's reading would seem to lie weeks back.
     const uint32_t loginTick = m_userLogon->LoginTick();
+    const uint32_t now = GetTickCount();
     const auto timeMs = FinishedBootTime(now, loginTick, m_quietTick);
     if (!timeMs) return false;
     TRACE_LINE(trace::kInformation, L"user logged & empty processes list, timeSystem=%d now=%d login=%d",

@@ -47,7 +47,7 @@ private:
     void _TakeStarted(bool isLogged);
     void _TakeEnded();
     bool _IsBootFinished();
-    bool _IsQuietForGood();
+    bool _IsQuietForGood(bool isLogged);
     void _Set(Status status);
 
     IProcessProvider* m_processDp = nullptr;

@@ -59,7 +59,8 @@ uint32_t CBootTimePlugin::_Init(IServMain* main) {
     }
     UnInit();  // a second Init starts over
     VxUsersLibrary::Instance().Bind();
-    m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
+    m_tracksUsersInit = true;  // first, so that UnInit gives back what a call that throws has taken
+    CUserLogon::Instance().Init(main);
     m_components = main->GetComponentManager();
     if (m_components == nullptr) {
         TRACE_LINE(trace::kError, L"IPlgComponentManager is null");
@@ -172,7 +173,7 @@ uint32_t CBootTimePlugin::GetDiskSpeed(DiskSpeed* speed) {
 }
 
 uint32_t CBootTimePlugin::AddEventsObserver(IBootTimeEvents* observer) {
-    return m_events.Add(observer);
+    return observer != nullptr ? m_events.Add(observer) : uint32_t{ERROR_INVALID_PARAMETER};
 }
 
 uint32_t CBootTimePlugin::RemoveEventsObserver(IBootTimeEvents* observer) {

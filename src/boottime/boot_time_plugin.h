@@ -37,7 +37,7 @@ public:
     uint32_t AddEventsObserver(IBootTimeEvents* observer) override;
     uint32_t RemoveEventsObserver(IBootTimeEvents* observer) override;
 
-    /// The end of the measurement, on its thread: stores the result and tells the observers.
+    /// The end of the measurement, on its thread: stores the result and tells the observers. Doesn't throw.
     virtual void OnDataAnalysed(uint32_t status);  // 11
 
     void GetSettingsFolderPath();
@@ -59,7 +59,8 @@ private:
     void _TraceData();
     void _LoadLastBoot();
     bool _IsStopped() const;
-    uint32_t _Finish(uint32_t result);
+    void _Finish(uint32_t result);
+    void _Store();  // and the dumps of what there is
     uint32_t _OverallStatus();
 
     std::wstring m_settingsFolder;

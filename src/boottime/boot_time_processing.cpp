@@ -28,22 +28,23 @@ DWORD WINAPI CBootTimePlugin::_ProcessingThread(void* context) {
         return 0;
     }
     auto* const self = static_cast<CBootTimePlugin*>(context);
-    const uint32_t error = optimizer::Guarded([&] { return self->_Process(); });
+    uint32_t result = kNoResults;
+    const uint32_t error =
+        optimizer::Guarded([&] { return result = self->_Process(), uint32_t{ERROR_SUCCESS}; });
     // What was thrown ends the measurement as any other failure does.
-    if (error != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"The measurement failed 0x%x", error);
-        static_cast<void>(optimizer::Guarded([&] { return self->_Finish(kNoResults); }));
-    }
+    if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"The measurement failed 0x%x", error);
+    self->_Finish(result);
     return 0;
 }
 
+/// The status of the whole.
 uint32_t CBootTimePlugin::_Process() {
     bool isTooLate = false;
     const bool mustMonitor = _MustMonitor(isTooLate);
     const bool isStopped = mustMonitor && _Measure();
     const bool isReady = !isTooLate && !isStopped && m_monitor.GetStatus() == Status::Ready &&
                          m_analyser.GetStatus() == Status::Ready;
-    return _Finish(isReady ? kResultsThere : kNoResults);
+    return isReady ? kResultsThere : kNoResults;
 }
 
 /// Whether the machine has booted since the last result. Loads that result when it hasn't.
@@ -101,18 +102,27 @@ bool CBootTimePlugin::_IsStopped() const {
     return WaitForSingleObject(m_stopEvent.Get(), 0) == WAIT_OBJECT_0;
 }
 
-uint32_t CBootTimePlugin::_Finish(uint32_t result) {
+void CBootTimePlugin::_Finish(uint32_t result) {
     {
         const CriticalSectionGuard guard(m_statusLock);
         m_overallStatus = result;
     }
     OnDataAnalysed(result);
-    return ERROR_SUCCESS;
 }
 
 void CBootTimePlugin::OnDataAnalysed(uint32_t status) {
     TRACE_SCOPE("CBootTimePlugin::OnDataAnalysed");
     TRACE_LINE(trace::kInformation, L"OnDataAnalysed error code %d", status);
+    // Whatever fails in here, the observers hear of the end, each of them.
+    static_cast<void>(optimizer::Guarded([&] { return _Store(), uint32_t{ERROR_SUCCESS}; }));
+    m_events.ForEach([status](IBootTimeEvents* observer) {
+        static_cast<void>(
+            optimizer::Guarded([&] { return observer->OnDataAnalysed(status), uint32_t{ERROR_SUCCESS}; }));
+    });
+}
+
+void CBootTimePlugin::_Store() {
+    TRACE_SCOPE("CBootTimePlugin::OnDataAnalysed");
     TRACE_LINE(trace::kInformation, L"%s",
                (L"Listing processes\n\n" + m_monitor.DumpProcesses() + L"Done\n\n" + m_data.Dump() +
                 m_analyser.Dump())
@@ -122,7 +132,6 @@ void CBootTimePlugin::OnDataAnalysed(uint32_t status) {
         m_monitor.StoreBootTimeOnDisk(m_settingsFolder);
         m_analyser.StoreProcessImpactOnDisk(m_settingsFolder);
     }
-    m_events.ForEach([status](IBootTimeEvents* observer) { observer->OnDataAnalysed(status); });
 }
 
 }  // namespace boottime

@@ -22,6 +22,11 @@ void ProcessesMonitor::Stop() {
     if (!m_processDp->UnregisterProcessNotifyCallback(&ProcessesMonitor::OnProcessNotify, this)) {
         TRACE_LINE(trace::kWarning, L"Could not unregister callback from processdp");
     }
+    // This object stays; hours of what nobody has taken need not.
+    List started;
+    List ended;
+    TakeStarted(started);
+    TakeEnded(ended);
 }
 
 uint32_t ProcessesMonitor::OnProcessNotify(const _PROCESS_NOTIF* record, void* context) {

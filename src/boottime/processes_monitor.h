@@ -20,7 +20,7 @@ public:
     ProcessesMonitor& operator=(const ProcessesMonitor&) = delete;
 
     void Start();
-    /// Blocks until the notification in flight has ended.
+    /// Blocks until the notification in flight has ended. Drops what wasn't taken.
     void Stop();
 
     /// For the provider. Always 0. Only notes: nothing is opened on the provider's thread.

@@ -8,8 +8,8 @@ namespace boottime {
 
 namespace trace = optimizer::trace;
 
-UserLogonObserver::UserLogonObserver() {
-    if (!optimizer::CUserLogon::IsUserLogged()) return;
+void UserLogonObserver::Look() {
+    if (m_logged != 0 || !optimizer::CUserLogon::IsUserLogged()) return;
     m_loginTick = GetTickCount();
     m_logged = 1;
 }

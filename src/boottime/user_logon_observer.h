@@ -10,10 +10,12 @@ namespace boottime {
 /// on the measuring thread.
 class UserLogonObserver final : public optimizer::IUserLogonObserver {
 public:
-    /// Somebody who is there already counts as logged on at this moment.
-    UserLogonObserver();
+    UserLogonObserver() { Look(); }
     UserLogonObserver(const UserLogonObserver&) = delete;
     UserLogonObserver& operator=(const UserLogonObserver&) = delete;
+
+    /// Somebody who is there already, and of whom it wasn't told, counts as logged on at this moment.
+    void Look();
 
     void OnLogon(uint32_t time, const wchar_t* user) override;
     void OnLogoff(uint32_t time, const wchar_t* user) override;

@@ -34,7 +34,7 @@ std::vector<DWORD> GetAllProcessesPids() {
 
 vx::String GetProcessName(HANDLE process) {
     TRACE_SCOPE("boottime::utils::GetProcessName");
-    wchar_t name[MAX_PATH] = {};
+    wchar_t name[MAX_PATH + 1] = {};  // older systems don't end a name that fills what they are given
     if (GetModuleFileNameExW(process, nullptr, name, MAX_PATH) == 0) {
         const DWORD error = GetLastError();
         // Another function's name, on purpose: whoever reads these traces searches for this text.

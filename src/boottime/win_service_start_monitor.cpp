@@ -2,13 +2,21 @@
 
 #include <atomic>
 
+#include "frame/critical_section.h"
 #include "frame/guarded.h"
 #include "frame/trace.h"
 
 namespace boottime {
 
+using optimizer::CriticalSectionGuard;
 using optimizer::KernelHandle;
 using optimizer::ServiceHandle;
+
+namespace {
+
+using NotifyFunction = decltype(NotifyServiceStatusChangeW);
+
+}  // namespace
 
 struct WinServiceStartMonitor::Worker {
     bool Start();
@@ -18,12 +26,13 @@ struct WinServiceStartMonitor::Worker {
     static void CALLBACK OnRunning(void* record);
     static void CALLBACK OnStop(ULONG_PTR context);
     void Watch();
+    bool Ask(NotifyFunction* notify, SERVICE_NOTIFYW* record);
 
     WinServiceStartMonitor* monitor = nullptr;
     IWinServiceStartMonitorObserver* observer = nullptr;
+    optimizer::CCriticalSection lock;
     ServiceHandle manager;
-    ServiceHandle service;
-    SC_HANDLE watched = nullptr;  // the service again, for the thread, while Stop closes the owner
+    ServiceHandle service;  // guarded by lock once the thread runs; null after Stop
     KernelHandle thread;
     std::atomic<int32_t> stop = 0;
 };
@@ -34,7 +43,6 @@ bool WinServiceStartMonitor::Worker::Start() {
     if (!manager) return false;
     service.Reset(OpenServiceW(manager.Get(), monitor->m_service.c_str(), SERVICE_QUERY_STATUS));
     if (!service) return false;
-    watched = service.Get();
     stop = 0;
     thread.Reset(CreateThread(nullptr, 0, &Worker::Run, this, 0, nullptr));
     return static_cast<bool>(thread);
@@ -42,9 +50,12 @@ bool WinServiceStartMonitor::Worker::Start() {
 
 void WinServiceStartMonitor::Worker::Stop() {
     TRACE_SCOPE("WinServiceStartMonitor::Stop");
-    // The handles first: no notification is queued behind the thread's last one then.
-    service.Reset();
-    manager.Reset();
+    {
+        // The handles first: no notification is queued behind the thread's last one then.
+        const CriticalSectionGuard guard(lock);
+        service.Reset();
+        manager.Reset();
+    }
     if (!thread) return;
     QueueUserAPC(&Worker::OnStop, thread.Get(), reinterpret_cast<ULONG_PTR>(this));
     WaitForSingleObject(thread.Get(), INFINITE);
@@ -66,17 +77,22 @@ void WinServiceStartMonitor::Worker::Watch() {
     record.pfnNotifyCallback = &Worker::OnRunning;
     record.pContext = this;
     const HMODULE library = GetModuleHandleW(L"Advapi32.dll");
-    auto* const notify = library != nullptr ? optimizer::GetExport<decltype(NotifyServiceStatusChangeW)>(
-                                                  library, "NotifyServiceStatusChangeW")
-                                            : nullptr;
+    auto* const notify = library != nullptr
+                             ? optimizer::GetExport<NotifyFunction>(library, "NotifyServiceStatusChangeW")
+                             : nullptr;
     // Without a trace, on purpose: older systems haven't got it, and their boot is timed without it.
     if (notify == nullptr) return;
-    while (notify(watched, SERVICE_NOTIFY_RUNNING, &record) == ERROR_SUCCESS) {
-        // A stop may have come in while the system registered; nothing would end the sleep after that.
-        if (stop.exchange(0) != 0) return;
+    while (Ask(notify, &record)) {
         if (SleepEx(INFINITE, TRUE) != WAIT_IO_COMPLETION) return;
         if (stop.exchange(0) != 0) return;
     }
+}
+
+/// False after a stop. Under the lock: the system follows a handle that is closed during the call into memory
+/// that is gone, and a stop's call to this thread would be lost if it came before the sleep.
+bool WinServiceStartMonitor::Worker::Ask(NotifyFunction* notify, SERVICE_NOTIFYW* record) {
+    const CriticalSectionGuard guard(lock);
+    return service && notify(service.Get(), SERVICE_NOTIFY_RUNNING, record) == ERROR_SUCCESS;
 }
 
 void CALLBACK WinServiceStartMonitor::Worker::OnRunning(void* record) {

@@ -1,5 +1,7 @@
 #include "frame/users_library.h"
 
+#include <utility>
+
 namespace optimizer {
 
 namespace {
@@ -34,8 +36,11 @@ VxUsersLibrary& VxUsersLibrary::Instance() {
 }
 
 bool VxUsersLibrary::Bind() {
-    Unbind();
     WriteGuard guard(m_lock);
+    ++m_bindings;
+    // Let go last: the library stays loaded for lists that other threads have of it and still have to free.
+    const Library held = std::move(m_library);
+    _Clear();
     m_library.Reset(LoadLibraryW(L"vxusers.dll"));
     if (!m_library) return false;
     m_slots[0] = m_library.Get();
@@ -50,7 +55,8 @@ bool VxUsersLibrary::Bind() {
 
 void VxUsersLibrary::Unbind() {
     WriteGuard guard(m_lock);
-    _Clear();
+    if (m_bindings > 0) --m_bindings;
+    if (m_bindings == 0) _Clear();
 }
 
 bool VxUsersLibrary::IsBound() {

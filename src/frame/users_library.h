@@ -38,8 +38,11 @@ public:
 
     static VxUsersLibrary& Instance();
 
-    /// Unbinds first. False when the library or one of the 18 functions is missing: the table is empty then.
+    /// Binds afresh, whoever holds the table already. False when the library or one of the 18 functions is
+    /// missing: the table is empty then. Each call needs an Unbind, also one that failed.
     bool Bind();
+    /// Only the last one empties the table: a component that ends, or whose Init failed, must not take it
+    /// from those that still put the users' settings back.
     void Unbind();
     bool IsBound();
 
@@ -68,6 +71,7 @@ private:
     void _Clear();
 
     CSyncRWLock m_lock;
+    uint32_t m_bindings = 0;         // guarded by m_lock
     Library m_library;               // guarded by m_lock
     void* m_slots[kSlotCount] = {};  // guarded by m_lock
 };

@@ -55,7 +55,8 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
     }
     m_main = main;
     VxUsersLibrary::Instance().Bind();
-    m_tracksUsersInit = CUserLogon::Instance().Init(main) == ERROR_SUCCESS;
+    m_tracksUsersInit = true;  // first, so that UnInit gives back what a call that throws has taken
+    CUserLogon::Instance().Init(main);
     m_notifier->SetMain(main);
     m_manager.reset(new (std::nothrow) ProfileManager(this, main, &CreateAction));
     m_cloud->Init(main);  // a host without the cloud's plug-ins has an engine all the same
@@ -76,7 +77,8 @@ void COptimizerPlugin::UnInit() {
     }
     m_notifier->SetMain(nullptr);
     m_main = nullptr;
-    if (std::exchange(m_tracksUsersInit, false)) CUserLogon::Instance().Uninit();
+    if (!std::exchange(m_tracksUsersInit, false)) return;
+    CUserLogon::Instance().Uninit();
     VxUsersLibrary::Instance().Unbind();
 }
 

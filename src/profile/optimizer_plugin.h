@@ -72,7 +72,7 @@ private:
     IServMain* m_main = nullptr;
     const std::unique_ptr<CCloudAppsClient> m_cloud;
     std::unique_ptr<CBootLauncherCheckExec> m_bootLauncherCheck;  // from Init to UnInit
-    bool m_tracksUsersInit = false;     // Init of the user tracking is this object's to take back
+    bool m_tracksUsersInit = false;  // the user table and Init of the tracking are this object's to give back
     bool m_tracksUsersStarted = false;  // likewise Start
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "frame/module_path.h"
+#include "frame/users_library.h"
 #include "frame/vx_list.h"
 #include "tests/boottime/boot_fixture.h"
 #include "tests/support/simulated_users.h"
@@ -15,7 +16,7 @@ constexpr const wchar_t* kTime = L"last_boot_time_information.json";
 constexpr const wchar_t* kImpact = L"last_boot_time_process_impact.json";
 constexpr const char* kStoredTime = R"({"bootTime":"500","systemStartTimestamp":"13000000000000"})";
 constexpr const char* kStoredImpact =
-    R"({"processes":[{"counters":["1","2","-3","4","5"],"name":"a\u00e9","pid":"8","ppid":"4"}]})";
+    R"({"processes":[{"counters":["1","2","-3","4","5"],"name":"a\u00e9","pid":"8","ppid":"4294967300"}]})";
 
 class BootTimePluginTest : public test_support::BootFixture {
 protected:
@@ -47,6 +48,7 @@ TEST_F(BootTimePluginTest, ABootIsMeasuredStoredAndTold) {
         EXPECT_TRUE(m_plugin.GetBootTime(&timeMs) == 1 && timeMs == 7);
         EXPECT_TRUE(m_plugin.GetDiskSpeed(&speed) == 1 && speed.max_hddUsage == 0);
     };
+    EXPECT_EQ(m_plugin.AddEventsObserver(nullptr), 87U);
     Begin(m_plugin);
     EXPECT_EQ(AwaitEnd(), 0U);
     uint32_t timeMs = 0;
@@ -190,6 +192,7 @@ TEST_F(BootTimePluginTest, WhatInitCantGetItGivesBack) {
         EXPECT_TRUE(m_traces.Has(L"settingsFolderPath=" + File(L""))) << "told in all cases";
         m_host.manager.plugins[L"processdp"] = &m_processes;
     }
+    EXPECT_TRUE(optimizer::VxUsersLibrary::Instance().IsBound()) << "others hold it still";
     EXPECT_EQ(m_plugin.Start(), 0U) << "no error, and no thread";
     EXPECT_EQ(m_plugin.GetBootTime(nullptr), 1U);
 }
