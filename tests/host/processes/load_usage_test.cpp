@@ -54,8 +54,8 @@ TEST(LoadUsage, TellsTheSpanOfTheSamplesOrZeros) {
         boottime::DiskSpeed expected;
     };
     const Case cases[] = {
-        {ERROR_SUCCESS, {20, 5, 250, 40, 35}, {5, 100, 40}},
-        {ERROR_SUCCESS, {20, 5}, {0, 0, 0}},  // ends in the middle
+        {ERROR_SUCCESS, {80, 95, -150, 60, 65}, {5, 100, 40}},  // idle, and so busy
+        {ERROR_SUCCESS, {20, 5}, {0, 0, 0}},                    // ends in the middle
         {static_cast<PDH_STATUS>(PDH_CSTATUS_NO_COUNTER), {}, {0, 0, 0}},
     };
     host::CLoadUsage usage;
