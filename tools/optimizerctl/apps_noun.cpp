@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <CLI/CLI.hpp>
+
 #include "frame/text.h"
 #include "host/optimizerprocessdp/application_file.h"
 #include "host/optimizerprocessdp/application_lists.h"

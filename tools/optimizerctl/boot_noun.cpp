@@ -4,6 +4,8 @@
 #include <cwchar>
 #include <iterator>
 
+#include <CLI/CLI.hpp>
+
 #include "frame/text.h"
 #include "frame/whole_file.h"
 #include "tools/optimizerctl/boot_answers.h"

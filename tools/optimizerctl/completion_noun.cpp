@@ -1,5 +1,7 @@
 #include "tools/optimizerctl/completion_noun.h"
 
+#include <CLI/CLI.hpp>
+
 #include "frame/text.h"
 #include "tools/optimizerctl/names.h"
 

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include <CLI/CLI.hpp>
+
 #include "frame/json.h"
 #include "frame/text.h"
 #include "frame/vx_string.h"

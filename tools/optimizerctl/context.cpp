@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <CLI/CLI.hpp>
+
 #include "frame/text.h"
 
 namespace ctl {
@@ -13,6 +15,10 @@ Context::Context(const CLI::App& arguments, Surroundings& surroundings, Output& 
       m_output(output),
       m_inProcess(inProcess),
       m_timeoutMs(timeoutMs) {}
+
+bool Context::Has(const std::string& name) const {
+    return m_arguments.count(name) > 0;
+}
 
 std::wstring Context::Argument(const std::string& name) const {
     const CLI::Option* const option = m_arguments.get_option(name);

@@ -4,10 +4,12 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include "tools/optimizerctl/output.h"
 #include "tools/optimizerctl/surroundings.h"
+
+namespace CLI {  // NOLINT(readability-identifier-naming): the library's own
+class App;
+}
 
 namespace ctl {
 
@@ -21,7 +23,7 @@ public:
 
     /// The value of a positional argument or option, empty when it wasn't given.
     std::wstring Argument(const std::string& name) const;
-    bool Has(const std::string& name) const { return m_arguments.count(name) > 0; }
+    bool Has(const std::string& name) const;
 
     /// Connects at the first call. Throws Failure.
     IOptimizer& Engine();

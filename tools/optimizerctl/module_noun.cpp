@@ -1,5 +1,7 @@
 #include "tools/optimizerctl/module_noun.h"
 
+#include <CLI/CLI.hpp>
+
 #include "tools/optimizerctl/actions_wait.h"
 
 namespace ctl {

@@ -1,5 +1,7 @@
 #include "tools/optimizerctl/profile_noun.h"
 
+#include <CLI/CLI.hpp>
+
 #include "tools/optimizerctl/actions_wait.h"
 #include "tools/optimizerctl/names.h"
 

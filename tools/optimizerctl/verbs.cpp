@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <CLI/CLI.hpp>
+
 namespace ctl {
 
 CLI::App* Verbs::Add(CLI::App& parent, const std::string& name, const std::string& description,

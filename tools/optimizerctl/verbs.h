@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "tools/optimizerctl/context.h"
 #include "tools/optimizerctl/exit_codes.h"
 

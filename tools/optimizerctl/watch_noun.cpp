@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cwchar>
 
+#include <CLI/CLI.hpp>
+
 #include "frame/text.h"
 #include "tools/optimizerctl/event_inbox.h"
 #include "tools/optimizerctl/names.h"
