@@ -151,17 +151,8 @@ void BootTimeAnalyser::LoadLastBootProcessImpactFromDisk(const std::wstring& fol
     m_impact.clear();
     m_status = Status::Failed;
     picojson::value file;
-    std::string error;
-    switch (ReadStoredFile(folder + kImpactFile, file, error)) {
-        case StoredFileState::Absent:
-            TRACE_LINE(trace::kWarning, L"Can't find last boot process impact data");
-            return;
-        case StoredFileState::Broken:
-            TRACE_LINE(trace::kWarning, L"Invalid json file format : %S", error.c_str());
-            return;
-        case StoredFileState::Ok:
-            break;
-    }
+    if (!ReadStoredFile(traceScope, folder + kImpactFile, L"Can't find last boot process impact data", file))
+        return;
     const picojson::value* const processes = json::Find(file, kProcesses);
     if (processes == nullptr) {
         TRACE_LINE(trace::kWarning, L"Invalid last boot json file");

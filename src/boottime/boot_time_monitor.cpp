@@ -194,17 +194,8 @@ void BootTimeMonitor::LoadLastBootTimeFromDisk(const std::wstring& folder) {
     const CriticalSectionGuard guard(m_lock);
     m_status = Status::Failed;
     picojson::value file;
-    std::string error;
-    switch (ReadStoredFile(folder + kTimeFile, file, error)) {
-        case StoredFileState::Absent:
-            TRACE_LINE(trace::kWarning, L"Can't find last boot information data");
-            return;
-        case StoredFileState::Broken:
-            TRACE_LINE(trace::kWarning, L"Invalid json file format : %S", error.c_str());
-            return;
-        case StoredFileState::Ok:
-            break;
-    }
+    if (!ReadStoredFile(traceScope, folder + kTimeFile, L"Can't find last boot information data", file))
+        return;
     const auto timeMs = ToNumber<int32_t>(optimizer::json::Find(file, kBootTimeKey));
     if (!timeMs) {
         TRACE_LINE(trace::kWarning, L"Invalid last boot json file");

@@ -22,4 +22,20 @@ StoredFileState ReadStoredFile(const std::wstring& path, picojson::value& out, s
     return StoredFileState::Absent;
 }
 
+bool ReadStoredFile(const optimizer::trace::LogScope& traceScope, const std::wstring& path,
+                    const wchar_t* absent, picojson::value& out) {
+    std::string error;
+    switch (ReadStoredFile(path, out, error)) {
+        case StoredFileState::Absent:
+            TRACE_LINE(optimizer::trace::kWarning, absent);
+            break;
+        case StoredFileState::Broken:
+            TRACE_LINE(optimizer::trace::kWarning, L"Invalid json file format : %S", error.c_str());
+            break;
+        case StoredFileState::Ok:
+            return true;
+    }
+    return false;
+}
+
 }  // namespace boottime

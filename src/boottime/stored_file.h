@@ -8,6 +8,8 @@
 
 #include <picojson.h>
 
+#include "frame/trace.h"
+
 namespace boottime {
 
 inline constexpr const wchar_t* kTimeFile = L"last_boot_time_information.json";
@@ -19,6 +21,10 @@ enum class StoredFileState { Ok, Absent, Broken };
 
 /// Reads and parses a whole file. `error` is the parser's word for a broken one.
 StoredFileState ReadStoredFile(const std::wstring& path, picojson::value& out, std::string& error);
+/// The same, with a failure traced in the caller's scope; `absent` is what is said of a file that isn't
+/// there.
+bool ReadStoredFile(const optimizer::trace::LogScope& traceScope, const std::wstring& path,
+                    const wchar_t* absent, picojson::value& out);
 
 /// The number that a text holds, from its first character to its last; nothing for anything else.
 template <class Integer>
