@@ -90,8 +90,7 @@ std::wstring FindSettingsFolder() {
     std::wstring dataFolder;
     const std::wstring library = optimizer::GetModuleFolder() + L"iservconfig.dll";
     if (product.Load(library, L"productinfo", kConfigurationObjectIdentifier) == ERROR_SUCCESS) {
-        const wchar_t* const value = product.Get()->GetValue(2, L"common");
-        if (value != nullptr) dataFolder = value;
+        dataFolder = optimizer::DataFolder(product.Get());
     }
     return optimizer::SettingsFolder(dataFolder);
 }

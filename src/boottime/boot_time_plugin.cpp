@@ -190,8 +190,7 @@ void CBootTimePlugin::GetSettingsFolderPath() {
         if (m_components->GetPlugin(kProductInfo, &IProductInfo::kIdentifier, &plugin) != ERROR_SUCCESS) {
             TRACE_LINE(trace::kError, L"Error getting plugin: %s", kProductInfo);
         } else {
-            const wchar_t* const value = static_cast<IProductInfo*>(plugin)->GetValue(2, L"common");
-            if (value != nullptr) dataFolder = value;
+            dataFolder = optimizer::DataFolder(static_cast<IProductInfo*>(plugin));
             m_components->ReleasePlugin(kProductInfo);
         }
     }

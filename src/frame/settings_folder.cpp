@@ -16,6 +16,11 @@ constexpr const wchar_t* kOwnFolder = L"settings\\optimizer\\";
 
 }  // namespace
 
+std::wstring DataFolder(IProductInfo* product) {
+    const wchar_t* const value = product != nullptr ? product->GetValue(2, L"common") : nullptr;
+    return value != nullptr ? value : L"";
+}
+
 std::wstring SettingsFolder(const std::wstring& dataFolder) {
     if (dataFolder.empty()) return GetModuleFolder() + kOwnFolder;
     const bool complete = dataFolder.back() == L'\\';
@@ -29,10 +34,9 @@ std::wstring HostSettingsFolder() {
 
 std::wstring SettingsFolder(IComponentManager* components) {
     constexpr const wchar_t* kProductInfo = L"productinfo";
-    constexpr int32_t kFolderKind = 2;
     std::wstring dataFolder;
     if (auto* const product = RequestPlugin<IProductInfo>(components, kProductInfo)) {
-        if (const wchar_t* const value = product->GetValue(kFolderKind, L"common")) dataFolder = value;
+        dataFolder = DataFolder(product);
         components->ReleasePlugin(kProductInfo);
     }
     return SettingsFolder(dataFolder);

@@ -24,9 +24,8 @@ uint32_t GetDataFolder(IComponentManager* components, std::wstring& folder) {
     const uint32_t error = components->GetPlugin(kProductInfo, &IProductInfo::kIdentifier, &plugin);
     if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Error getting plugin: %s", kProductInfo);
-    } else if (plugin != nullptr) {
-        const wchar_t* const value = static_cast<IProductInfo*>(plugin)->GetValue(2, L"common");
-        if (value != nullptr) folder = value;
+    } else {
+        folder = DataFolder(static_cast<IProductInfo*>(plugin));
     }
     // Given back in both cases; hosts count on the pair also after a failed request.
     components->ReleasePlugin(kProductInfo);
