@@ -9,7 +9,7 @@
 #include "frame/module_path.h"
 #include "frame/vx_list.h"
 #include "tests/support/fake_boot_time.h"
-#include "tests/support/fake_host.h"
+#include "tests/comm/pipe_fixture.h"
 #include "tests/support/inbox.h"
 
 namespace boottime {
@@ -47,27 +47,13 @@ private:
     }
 };
 
-class BootTimePipe : public testing::Test {
+using Fixture = test_support::PipeFixture<test_support::FakeBootTime<IBootTime>, CBootTimeComm,
+                                          CBootTimeCommClient, Listener>;
+
+class BootTimePipe : public Fixture {
 protected:
-    BootTimePipe() {
-        EXPECT_EQ(m_connector.Load(optimizer::GetModuleFolder() + L"connector.dll", L"connserver"), 0U);
-        m_host.manager.plugins = {{L"boottime", &m_bootTime}, {L"connserver", m_connector.Get()}};
-        m_bootTime.processes = {Impact(4, L"C:\\first.exe", kFirst), Impact(612, L"", kSecond)};
-        EXPECT_EQ(m_server.Init(&m_host), 0U);
-        EXPECT_EQ(m_server.Start(), 0U);
-        EXPECT_EQ(m_client.Init(nullptr), 0U);
-        EXPECT_EQ(m_client.Start(), 0U);
-        m_client.AddEventsObserver(&m_listener);
-        m_client.AddResponseObserver(&m_listener);
-    }
-    ~BootTimePipe() override {
-        m_client.Stop();
-        m_client.UnInit();
-        m_server.Stop();
-        m_server.UnInit();
-        EXPECT_EQ(m_bootTime.events.Remove(&m_server, 0), ERROR_NOT_FOUND) << "it still listens";
-        EXPECT_EQ(m_host.manager.references[L"boottime"], 0);
-        EXPECT_EQ(m_host.manager.references[L"connserver"], 0);
+    BootTimePipe() : Fixture(L"boottime") {
+        m_plugin.processes = {Impact(4, L"C:\\first.exe", kFirst), Impact(612, L"", kSecond)};
     }
 
     std::wstring ListOf(uint64_t pid = 0) {
@@ -77,12 +63,6 @@ protected:
         return TextOf(m_list);
     }
 
-    test_support::FakeBootTime<IBootTime> m_bootTime;
-    test_support::FakeHost m_host;
-    ExportedObject<IConnectorServer> m_connector;
-    CBootTimeComm m_server;
-    CBootTimeCommClient m_client;
-    Listener m_listener;
     vx::List<ProcessImpact> m_list;
     ProcessImpact m_all = {};
 };
@@ -96,19 +76,19 @@ TEST_F(BootTimePipe, FiguresAndStatesReachTheCaller) {
     EXPECT_EQ(m_client.GetTotalBootImpact(&total), 0U);
     EXPECT_EQ(TextOf(total), TextOf(ProcessCounters{42370, -6, -7, -8, -9})) << "the boot time, as ever";
     EXPECT_EQ(m_client.GetDiskSpeed(&speed), 0U);
-    EXPECT_EQ(TextOf(speed), TextOf(m_bootTime.speed));
+    EXPECT_EQ(TextOf(speed), TextOf(m_plugin.speed));
     const std::wstring first = L"ppid=0 pid=4 name=C:\\first.exe " + TextOf(kFirst) + L", ";
     const std::wstring second = L"ppid=100 pid=612 name= " + TextOf(kSecond) + L", ";
     EXPECT_EQ(ListOf(), first + second);
     EXPECT_EQ(ListOf(612), first + second + second) << "new elements go behind the old ones";
     ProcessImpact filter = Impact(7, L"a.exe", {});
     EXPECT_EQ(m_client.GetBootImpact(&m_list, &filter), 0U);
-    EXPECT_EQ(m_bootTime.filtered, L"0/7/a.exe");
+    EXPECT_EQ(m_plugin.filtered, L"0/7/a.exe");
     EXPECT_EQ(m_list.GetCount(), 3U);
 
     for (const uint32_t status : {kStillMeasuring, kNoResults}) {
-        m_bootTime.result = status;
-        m_bootTime.diskResult = status;
+        m_plugin.result = status;
+        m_plugin.diskResult = status;
         EXPECT_EQ(m_client.GetBootTime(&timeMs), status);
         EXPECT_EQ(m_client.GetTotalBootImpact(&total), status);
         EXPECT_EQ(m_client.GetBootImpact(&m_list, &m_all), status);
@@ -131,14 +111,14 @@ TEST_F(BootTimePipe, RequestsThatDoNotWaitAndTheEventComeAsMessages) {
     };
     askAll();
     EXPECT_THAT(m_listener.heard.Take(4),
-                ElementsAre(L"time 0 42370", L"total 0 " + TextOf(m_bootTime.total),
+                ElementsAre(L"time 0 42370", L"total 0 " + TextOf(m_plugin.total),
                             L"list 0 ppid=100 pid=612 name= " + TextOf(kSecond) + L", ",
-                            L"disk 0 " + TextOf(m_bootTime.speed)));
-    m_bootTime.result = m_bootTime.diskResult = kStillMeasuring;
+                            L"disk 0 " + TextOf(m_plugin.speed)));
+    m_plugin.result = m_plugin.diskResult = kStillMeasuring;
     askAll();
     EXPECT_THAT(m_listener.heard.Take(4), ElementsAre(L"time 1 0", L"total 1 " + TextOf(ProcessCounters{}),
                                                       L"list 1 ", L"disk 1 " + TextOf(DiskSpeed{})));
-    m_bootTime.events.ForEach([](IBootTimeEvents* events) { events->OnDataAnalysed(2); });
+    m_plugin.events.ForEach([](IBootTimeEvents* events) { events->OnDataAnalysed(2); });
     EXPECT_THAT(m_listener.heard.Take(1), ElementsAre(L"analysed 2"));
 }
 
@@ -182,7 +162,7 @@ TEST_F(BootTimePipe, AnswersThatAreWrongDoNoHarm) {
     ASSERT_EQ(m_client.Start(), 0U);
     CByteStream tooShort;
     tooShort.WriteUint32(3);
-    WriteFilter(tooShort, m_bootTime.processes[0]);
+    WriteFilter(tooShort, m_plugin.processes[0]);
     Write(tooShort, kFirst);
     tooShort.Write("\x07", 1);
     wrong.Say(tooShort);
@@ -212,9 +192,9 @@ TEST_F(BootTimePipe, RequestsThatAreWrongDoNoHarm) {
     for (const uint32_t unknown : {0u, 5u, 10u, 20u, 0xFFFFFFFFu})
         EXPECT_EQ(raw->sendMessage(unknown, nullptr, 0, &response, 0, 20), 258U) << unknown;
     ASSERT_EQ(raw->sendMessage(3, "\x02\x02\x02", 3, &response, 0, 5000), 0U);
-    EXPECT_EQ(m_bootTime.filtered, L"0/0/") << "a filter that is too short is none";
+    EXPECT_EQ(m_plugin.filtered, L"0/0/") << "a filter that is too short is none";
     raw->freeResponse(response);
-    m_bootTime.processes.clear();
+    m_plugin.processes.clear();
     ASSERT_EQ(raw->sendMessage(3, nullptr, 0, &response, 0, 5000), 0U);
     EXPECT_EQ(response->sizeBytes, 4U) << "an empty list is its count";
     raw->freeResponse(response);

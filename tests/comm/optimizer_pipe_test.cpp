@@ -12,7 +12,7 @@
 #include "frame/users_library.h"
 #include "frame/vx_string.h"
 #include "tests/support/fake_engine.h"
-#include "tests/support/fake_host.h"
+#include "tests/comm/pipe_fixture.h"
 #include "tests/support/inbox.h"
 #include "tests/support/simulated_users.h"
 
@@ -83,34 +83,12 @@ private:
     }
 };
 
-class OptimizerPipe : public testing::Test {
-protected:
-    OptimizerPipe() {
-        EXPECT_EQ(m_connector.Load(GetModuleFolder() + L"connector.dll", L"connserver"), 0U);
-        m_host.manager.plugins = {{L"optimizeral", &m_engine}, {L"connserver", m_connector.Get()}};
-        EXPECT_EQ(m_server.Init(&m_host), 0U);
-        EXPECT_EQ(m_server.Start(), 0U);
-        EXPECT_EQ(m_client.Init(nullptr), 0U);
-        EXPECT_EQ(m_client.Start(), 0U);
-        m_client.AddEventsObserver(&m_listener);
-        m_client.AddResponseObserver(&m_listener);
-    }
-    ~OptimizerPipe() override {
-        m_client.Stop();
-        m_client.UnInit();
-        m_server.Stop();
-        m_server.UnInit();
-        EXPECT_EQ(m_engine.events.Remove(&m_server, 0), ERROR_NOT_FOUND) << "it still listens";
-        EXPECT_EQ(m_host.manager.references[L"optimizeral"], 0);
-        EXPECT_EQ(m_host.manager.references[L"connserver"], 0);
-    }
+using Fixture = test_support::PipeFixture<NotingEngine, COptimizerALComm, COptimizerCommClient, Listener>;
 
-    NotingEngine m_engine;
-    test_support::FakeHost m_host;
-    ExportedObject<IConnectorServer> m_connector;
-    COptimizerALComm m_server;
-    COptimizerCommClient m_client;
-    Listener m_listener;
+class OptimizerPipe : public Fixture {
+protected:
+    OptimizerPipe() : Fixture(L"optimizeral") {}
+
     const profile m_game = profile::Game;
     const int32_t m_task = 6;
 };
@@ -120,12 +98,12 @@ TEST_F(OptimizerPipe, EachRequestReachesTheEngineAndItsResultTheCaller) {
     bool enabled = false;
     for (const uint32_t result : {0u, 183u, 31u}) {
         SCOPED_TRACE(result);
-        m_engine.result = result;
+        m_plugin.result = result;
         EXPECT_EQ(m_client.SetProfile(&m_game), result);
         EXPECT_EQ(m_client.SetModuleEnable(true), result);
         EXPECT_EQ(m_client.StartTask(&m_task), result);
         m_client.CancelTask(&m_task);
-        EXPECT_EQ(m_engine.calls.Take(4),
+        EXPECT_EQ(m_plugin.calls.Take(4),
                   (std::vector<std::wstring>{L"set2", L"enable1", L"start6", L"cancel6"}));
         EXPECT_EQ(m_client.GetModuleEnable(&enabled), result);
         EXPECT_EQ(m_client.GetProfile(&active), result == 0 ? 0U : 31U) << "any failure is the general one";
@@ -144,22 +122,22 @@ TEST_F(OptimizerPipe, ConfigsArriveWholeBothWays) {
         EXPECT_STREQ(received.Text(), sent.Text());
     }
     EXPECT_EQ(m_client.SetProfileConfig(&m_game, nullptr), 0U);
-    EXPECT_EQ(m_engine.config, L"");
-    m_engine.result = 31;
+    EXPECT_EQ(m_plugin.config, L"");
+    m_plugin.result = 31;
     vx::String untouched(L"kept");
     EXPECT_EQ(m_client.GetProfileConfig(&m_game, &untouched), 31U) << "the first of the two answers counts";
     EXPECT_STREQ(untouched.Text(), L"kept");
 }
 
 TEST_F(OptimizerPipe, RequestsThatDoNotWaitAreAnsweredByMessages) {
-    m_engine.config = L"{}";
+    m_plugin.config = L"{}";
     EXPECT_EQ(m_client.SetProfileAsync(&m_game), 0U);
     EXPECT_EQ(m_client.GetProfileAsync(), 0U);
     EXPECT_EQ(m_client.GetProfileConfigAsync(&m_game), 0U);
     EXPECT_EQ(m_client.GetModuleEnableAsync(), 0U);
     EXPECT_EQ(m_listener.heard.Take(3), (std::vector<std::wstring>{L"profile 3", L"text {}2", L"enabled"}));
     // Failures: only the config is answered, without its text; the tasks' answers interest nobody.
-    m_engine.result = 31;
+    m_plugin.result = 31;
     m_client.GetProfileAsync();
     m_client.GetModuleEnableAsync();
     m_client.StartTaskAsync(&m_task);
@@ -169,14 +147,14 @@ TEST_F(OptimizerPipe, RequestsThatDoNotWaitAreAnsweredByMessages) {
     m_client.SetProfileConfigAsync(&m_game, &config);
     m_client.GetProfileConfigAsync(&m_game);
     EXPECT_EQ(m_listener.heard.Take(1), (std::vector<std::wstring>{L"text 2"}));
-    EXPECT_EQ(m_engine.calls.Take(5),
+    EXPECT_EQ(m_plugin.calls.Take(5),
               (std::vector<std::wstring>{L"set2", L"start6", L"cancel6", L"enable0", L"config2"}));
 }
 
 TEST_F(OptimizerPipe, EventsComeInOrderButNotTheClientsOwn) {
     const uint32_t task = 4;
     const auto fire = [&](const wchar_t* user) {
-        m_engine.events.ForEach([&](IOptimizerEvents* events) {
+        m_plugin.events.ForEach([&](IOptimizerEvents* events) {
             events->OnTaskFinished(user, &task, 5);
             events->OnProfileChanged(user, &m_game);
             events->OnActionsExecuted(user, &m_game);
@@ -218,13 +196,13 @@ TEST_F(OptimizerPipe, PayloadsThatAreWrongDoNoHarm) {
         EXPECT_EQ(raw->sendMessage(unknown, kBytes, 4, &response, 0, 20), 258U) << unknown;
 
     // A request that is too short reads as zeros.
-    m_engine.result = 183;
+    m_plugin.result = 183;
     ASSERT_EQ(raw->sendMessage(5, kBytes, 2, &response, 0, 5000), 0U);
     EXPECT_EQ(response->status, 183U);
     raw->freeResponse(response);
-    EXPECT_EQ(m_engine.calls.Take(1), (std::vector<std::wstring>{L"config0"}));
-    EXPECT_EQ(m_engine.config, L"");
-    m_engine.result = 0;
+    EXPECT_EQ(m_plugin.calls.Take(1), (std::vector<std::wstring>{L"config0"}));
+    EXPECT_EQ(m_plugin.config, L"");
+    m_plugin.result = 0;
     ASSERT_EQ(raw->sendMessage(6, nullptr, 0, &response, 0, 5000), 0U);
     EXPECT_EQ(CByteStream(response->data, response->sizeBytes).ReadUint32(), 0U);
     raw->freeResponse(response);
