@@ -60,9 +60,12 @@ public:
 class IdleAction final : public optimizer::IOptimizerAction {
 public:
     explicit IdleAction(std::wstring name) : m_name(std::move(name)) {}
+    uint32_t Note(IOptimizerActionSettings*) override { return 0; }
     uint32_t Start() override { return 0; }
     uint32_t Stop() override { return 0; }
     uint32_t Revert() override { return 0; }
+    uint32_t FinishRevert() override { return 0; }
+    uint32_t PutBack() override { return 0; }
     uint32_t Update(IOptimizerActionSettings*) override { return 0; }
     bool HasSameParameters(IOptimizerActionSettings*) override { return true; }
     IOptimizerActionSettings* GetParameters() override { return &m_params; }

@@ -15,6 +15,8 @@ inline constexpr uint32_t kInvalidParameter = 87;  // ERROR_INVALID_PARAMETER
 template <class Params>
 class ActionWith : public IOptimizerAction {
 public:
+    uint32_t Note(IOptimizerActionSettings*) override { return 0; }
+    uint32_t FinishRevert() override { return 0; }
     uint32_t Stop() override { return 0; }
     bool HasSameParameters(IOptimizerActionSettings* parameters) override {
         const auto* const typed = dynamic_cast<const Params*>(parameters);
@@ -22,6 +24,12 @@ public:
     }
     IOptimizerActionSettings* GetParameters() override { return &m_parameters; }
     IOptimizerActionSettings* GetRevertParameters() override { return m_revertParameters.get(); }
+    /// Starts towards the parameters, which are also what there is to return to: an action that keeps within
+    /// the values it found must not take those that a profile left behind for them.
+    uint32_t PutBack() override {
+        const uint32_t error = SetRevertParameters(&m_parameters);
+        return error == 0 ? Start() : error;
+    }
     uint32_t SetRevertParameters(IOptimizerActionSettings* saved) override {
         TRACE_MARKED_SCOPE("ActionWith::SetRevertParameters", GetName());
         const auto* const typed = dynamic_cast<const Params*>(saved);
@@ -46,6 +54,8 @@ private:
 /// An action that has nothing to set and nothing to note.
 class ActionWithoutValues : public IOptimizerAction {
 public:
+    uint32_t Note(IOptimizerActionSettings*) override { return 0; }
+    uint32_t FinishRevert() override { return 0; }
     uint32_t Stop() override { return 0; }
     uint32_t Update(IOptimizerActionSettings*) override { return 0; }
     bool HasSameParameters(IOptimizerActionSettings*) override { return true; }

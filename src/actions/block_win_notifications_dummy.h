@@ -14,10 +14,12 @@ public:
     uint32_t Start() override { return 0; }
     uint32_t Revert() override { return 0; }
     const wchar_t* GetName() override { return m_name.c_str(); }
-    /// A policy that is to be put back waits for a system that knows it.
-    bool HasTakenEffect(uint32_t) override { return false; }
+    /// A policy that is to be put back waits for a system that knows it: 50 (ERROR_NOT_SUPPORTED).
+    uint32_t PutBack() override { return kNotSupported; }
 
 private:
+    static constexpr uint32_t kNotSupported = 50;  // ERROR_NOT_SUPPORTED
+
     std::wstring m_name;
 };
 

@@ -130,6 +130,13 @@ uint32_t CBlockWinNotificationsWin8Action::_CreateToastPolicyRegKey() {
     return ERROR_GEN_FAILURE;
 }
 
+uint32_t CBlockWinNotificationsWin8Action::PutBack() {
+    TRACE_SCOPE("CBlockWinNotificationsWin8Action::PutBack");
+    const uint32_t error = ActionWith::PutBack();
+    if (m_policyIsSet) return ERROR_SUCCESS;
+    return error != ERROR_SUCCESS ? error : uint32_t{ERROR_GEN_FAILURE};
+}
+
 uint32_t CBlockWinNotificationsWin8Action::Revert() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Revert");
     if (m_revertParameters == nullptr) return ERROR_GEN_FAILURE;

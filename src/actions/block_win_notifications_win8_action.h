@@ -24,7 +24,7 @@ public:
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
     /// The policy alone counts: the result is the agents', who need not be there.
-    bool HasTakenEffect(uint32_t) override { return m_policyIsSet; }
+    uint32_t PutBack() override;
 
 private:
     void _TakeSnapshot();

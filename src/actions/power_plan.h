@@ -21,7 +21,10 @@ public:
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"PowerPlanAction"; }
     /// False when the system refused every value, which Start doesn't tell.
-    bool HasTakenEffect(uint32_t startResult) override { return startResult == 0 && !m_allRefused; }
+    uint32_t PutBack() override {
+        const uint32_t error = ActionWith::PutBack();
+        return error == 0 && m_allRefused ? 31 : error;
+    }
     /// The values are those of one power source, so that the other one's would never be noted.
     bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
 

@@ -11,6 +11,8 @@ public:
     /// 0, whatever happened: a drive that fails or refuses is skipped.
     uint32_t Start() override;
     uint32_t Revert() override { return 0; }
+    /// Such a note was never made.
+    uint32_t PutBack() override { return 0; }
     const wchar_t* GetName() override { return L"UsbDevices"; }
 };
 

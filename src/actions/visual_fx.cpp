@@ -145,13 +145,14 @@ bool VisualFX::CanReturnTo(const IOptimizerActionSettings* saved) const {
                        [this](const auto& effect) { return m_parameters.effects.contains(effect.first); });
 }
 
-bool VisualFX::HasTakenEffect(uint32_t startResult) {
-    TRACE_SCOPE("VisualFX::HasTakenEffect");
-    if (startResult != ERROR_SUCCESS) return false;
+uint32_t VisualFX::PutBack() {
+    TRACE_SCOPE("VisualFX::PutBack");
+    const uint32_t error = ActionWith::PutBack();
+    if (error != ERROR_SUCCESS) return error;
     // An action that was handed its values has them without any agent: only a report tells.
     if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
     const CriticalSectionGuard guard(m_lock);
-    return m_hasReport;
+    return m_hasReport ? ERROR_SUCCESS : ERROR_TIMEOUT;
 }
 
 uint32_t VisualFX::SetRevertParameters(IOptimizerActionSettings* parameters) {

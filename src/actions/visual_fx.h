@@ -38,7 +38,8 @@ public:
     uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
     /// Whether an agent reported since the last Start, after a wait for it.
-    bool HasTakenEffect(uint32_t startResult) override;
+    uint32_t PutBack() override;
+    bool BelongsToUser() const override { return true; }
     /// Agents bring back the effects that the action was made with, and no others.
     bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
 

@@ -33,7 +33,7 @@ public:
     uint32_t Revert() override;
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"WindowsServices"; }
-    bool HasTakenEffect(uint32_t startResult) override { return startResult == 0 && m_initialized; }
+    uint32_t PutBack() override { return m_initialized ? ActionWith::PutBack() : kCannotWork; }
 
     // What the operations above are made of.
     bool SetServiceStartup(const std::wstring& name, ServiceStartup startup);
@@ -84,6 +84,8 @@ private:
     void _MoveTo(const ServiceRecord& wanted, const ServiceRecord& current, Value ServiceRecord::*field);
     template <class Value>
     void _RestoreUntouched(const ServiceRecord& current, Value ServiceRecord::*field);
+
+    static constexpr uint32_t kCannotWork = 31;  // ERROR_GEN_FAILURE
 
     std::unique_ptr<IWindowsService> m_service;
     bool m_initialized = false;

@@ -41,11 +41,17 @@ public:
     /// 0 also when it runs already and when something of the host's is missing; 14 (ERROR_OUTOFMEMORY) when
     /// memory ran short on the way, and then it watches what it got hold of until it is stopped.
     uint32_t Start() override;
+    /// Nothing is noted: there is one class that processes come back to.
+    uint32_t Note(IOptimizerActionSettings*) override { return 0; }
     /// Waits without limit for a start that runs.
     uint32_t Stop() override;
+    /// The next change of profile must find what was raised, to put it back; only the end of the service
+    /// forgets that.
+    uint32_t Cancel() override { return 0; }
     uint32_t Revert() override;
-    /// Starts again after a Stop, which a Cancel leaves behind while the action counts as active. The new
-    /// values change nothing.
+    uint32_t FinishRevert() override { return 0; }
+    uint32_t PutBack() override { return 0; }
+    /// Starts again after a Stop. The new values change nothing.
     uint32_t Update(IOptimizerActionSettings*) override;
     bool HasSameParameters(IOptimizerActionSettings*) override { return false; }
     IOptimizerActionSettings* GetParameters() override { return &m_parameters; }

@@ -79,7 +79,7 @@ void ActionManager::Cancel() {
     m_cancel.exchange(1);
     CriticalSectionGuard guard(m_currentLock);
     if (m_current != nullptr) {
-        m_current->Stop();
+        static_cast<void>(m_current->Cancel());
     } else {
         // The run ended in the meantime and has cleared the flag already; left set, it would stop the next
         // run.
@@ -108,10 +108,7 @@ bool ActionManager::PutBack(ActionMap& saved, const Ended& ended, const Stopped&
         // A Cancel that comes between two actions reaches none.
         if (stopped()) return false;
         _SetCurrent(action.get());
-        // What is put back is also what there is to return to: an action that keeps within the values it
-        // found must not take those that the profile left behind for them.
-        static_cast<void>(action->SetRevertParameters(action->GetParameters()));
-        const bool done = action->HasTakenEffect(action->Start());
+        const bool done = action->PutBack() == 0;
         _SetCurrent(nullptr);
         // From here on no Cancel reaches the action, and one that did has set the flag.
         if (m_cancel != 0) return false;

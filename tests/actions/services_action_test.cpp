@@ -211,7 +211,7 @@ TEST_F(WindowsServices, WithoutItsPartsItChangesNothing) {
     const auto expectNothing = [&] {
         auto action = Make({{L"a", Stopped, Startup::Disabled}});
         EXPECT_EQ(action->Start() + action->Revert(), 0u);
-        EXPECT_FALSE(action->HasTakenEffect(0));
+        EXPECT_NE(action->PutBack(), 0U);
         WindowsServicesParams saved = Params({{L"a", Stopped, Startup::Disabled}});
         EXPECT_EQ(action->SetRevertParameters(&saved), 0u);
         EXPECT_EQ(action->Revert(), 31u);

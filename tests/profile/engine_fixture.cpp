@@ -28,9 +28,13 @@ public:
     }
     ~RecordingAction() override { --g_machine->alive; }
 
-    uint32_t Start() override {
+    uint32_t Note(optimizer::IOptimizerActionSettings*) override {
         if (!m_hasFound) m_found.value = g_machine->values[m_name];
         m_hasFound = true;
+        return 0;
+    }
+    uint32_t Start() override {
+        Note(nullptr);
         _Set(L"start ", m_parameters.value);
         return g_machine->failing == m_name ? ERROR_GEN_FAILURE : ERROR_SUCCESS;
     }
@@ -39,6 +43,11 @@ public:
         return 0;
     }
     uint32_t Revert() override { return _Set(L"revert ", m_found.value); }
+    uint32_t FinishRevert() override { return 0; }
+    uint32_t PutBack() override {
+        SetRevertParameters(&m_parameters);
+        return Start();
+    }
     uint32_t Update(optimizer::IOptimizerActionSettings* parameters) override {
         m_parameters.value = dynamic_cast<Number&>(*parameters).value;
         return _Set(L"update ", m_parameters.value);
