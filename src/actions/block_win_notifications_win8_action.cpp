@@ -16,44 +16,70 @@ CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(const wchar_t
                                                                    IServMain* main)
     : ActionWith(std::move(parameters)), m_name(name), m_main(main) {}
 
+uint32_t CBlockWinNotificationsWin8Action::_FindUser() {
+    TRACE_SCOPE("CBlockWinNotificationsWin8Action::_FindUser");
+    if (!m_actsFor.empty()) {
+        m_userSid = m_actsFor;
+        return ERROR_SUCCESS;
+    }
+    const uint32_t error = FindCurrentUserSid(m_userSid);
+    if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"Could not get current user sid.");
+    return error;
+}
+
+uint32_t CBlockWinNotificationsWin8Action::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CBlockWinNotificationsWin8Action::Note");
+    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    const uint32_t userError = _FindUser();
+    if (userError != ERROR_SUCCESS) return userError;
+    const uint32_t error = _TakeSnapshot();
+    // A policy that is there and can't be read isn't the same as none.
+    if (error != ERROR_SUCCESS) m_revertParameters.reset();
+    return error;
+}
+
 uint32_t CBlockWinNotificationsWin8Action::Start() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Start");
     m_policyIsSet = false;
-    const uint32_t userError = FindCurrentUserSid(m_userSid);
-    if (userError != ERROR_SUCCESS) {
-        TRACE_LINE(trace::kError, L"Could not get current user sid.");
-        return userError;
-    }
-    if (m_revertParameters == nullptr) _TakeSnapshot();
+    const uint32_t userError = _FindUser();
+    if (userError != ERROR_SUCCESS) return userError;
+    if (m_revertParameters == nullptr) static_cast<void>(_TakeSnapshot());
     TRACE_LINE(trace::kInformation, L"BlockStatus: %d", m_parameters.blockStatus);
     const uint32_t error = _DoAction(m_parameters.blockStatus);
     if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"Failed block notifications! Error: %d", error);
     return error;
 }
 
-void CBlockWinNotificationsWin8Action::_TakeSnapshot() {
+/// 0 also where there is no policy; otherwise the error for which it can't be told, and the status is as
+/// without one.
+uint32_t CBlockWinNotificationsWin8Action::_TakeSnapshot() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::_TakeSnapshot");
     if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<BlockWinNotificationsParams>();
     m_revertParameters->blockStatus = BlockStatus::NotConfigured;
     if (m_userSid.empty()) {
         TRACE_LINE(trace::kWarning, L"User sid is empty!");
-        return;
+        return ERROR_GEN_FAILURE;
     }
+    const auto toResult = [](LSTATUS error) {
+        return error == ERROR_FILE_NOT_FOUND ? uint32_t{ERROR_SUCCESS} : static_cast<uint32_t>(error);
+    };
     const std::wstring path = _PolicyPath();
     RegistryKey key;
-    if (RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ, key.Receive()) != ERROR_SUCCESS) {
+    LSTATUS error = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ, key.Receive());
+    if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kInformation, L"Could not open: %s. Status: not_configured", path.c_str());
-        return;
+        return toResult(error);
     }
     DWORD value = 0;
     DWORD sizeBytes = sizeof(value);
-    const LSTATUS error = RegQueryValueExW(key.Get(), m_policyValue.c_str(), nullptr, nullptr,
-                                           reinterpret_cast<BYTE*>(&value), &sizeBytes);
+    error = RegQueryValueExW(key.Get(), m_policyValue.c_str(), nullptr, nullptr,
+                             reinterpret_cast<BYTE*>(&value), &sizeBytes);
     if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kWarning, L"Failed query value %s. Error: %d", m_policyValue.c_str(), error);
-        return;
+        return toResult(error);
     }
     m_revertParameters->blockStatus = value > 0 ? BlockStatus::Enabled : BlockStatus::Disabled;
+    return ERROR_SUCCESS;
 }
 
 /// Where the agents can be told, the result is theirs: a failed agent hides what the registry said, and one
@@ -84,6 +110,7 @@ uint32_t CBlockWinNotificationsWin8Action::_ApplyStatus(BlockStatus status) {
 
 /// The whole key goes, not the value alone; it needn't be there.
 void CBlockWinNotificationsWin8Action::_DeleteToastPolicy() {
+    m_policyIsSet = false;
     if (m_userSid.empty()) return;
     const LSTATUS error = RegDeleteKeyW(HKEY_USERS, _PolicyPath().c_str());
     m_policyIsSet = error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND;
@@ -139,6 +166,8 @@ uint32_t CBlockWinNotificationsWin8Action::PutBack() {
 
 uint32_t CBlockWinNotificationsWin8Action::Revert() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Revert");
+    // Without a note there is nothing to bring back.
+    m_policyIsSet = m_revertParameters == nullptr;
     if (m_revertParameters == nullptr) return ERROR_GEN_FAILURE;
     const uint32_t error = _DoAction(m_revertParameters->blockStatus);
     if (error != ERROR_SUCCESS) {

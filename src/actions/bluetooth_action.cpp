@@ -87,11 +87,12 @@ bool GetDeviceStatus(const DeviceSet& set, SP_DEVINFO_DATA& device, bool& enable
     return true;
 }
 
-/// None when it can't be told, or there is no adapter.
-BluetoothStatus Snapshot() {
+/// None when it can't be told, which `error` tells then, or there is no adapter.
+BluetoothStatus Snapshot(uint32_t& error) {
     TRACE_SCOPE("CBluetoothAction::Snapshot");
     DeviceSet set;
-    if (OpenAdapters(set) != ERROR_SUCCESS) return BluetoothStatus::None;
+    error = OpenAdapters(set);
+    if (error != ERROR_SUCCESS) return BluetoothStatus::None;
 
     // Devices of one class count as one; the first stands for them.
     std::map<GUID, BluetoothStatus, GuidOrder> found;
@@ -106,10 +107,13 @@ BluetoothStatus Snapshot() {
         }
         found.emplace(device.ClassGuid, status);
     }
-    if (GetLastError() != ERROR_NO_MORE_ITEMS) return BluetoothStatus::None;
+    error = GetLastError();
+    if (error != ERROR_NO_MORE_ITEMS) return BluetoothStatus::None;
+    error = ERROR_SUCCESS;
     for (const auto& entry : found) {
         if (entry.second != BluetoothStatus::None) return entry.second;
     }
+    if (!found.empty()) error = ERROR_GEN_FAILURE;
     return BluetoothStatus::None;
 }
 
@@ -147,10 +151,40 @@ uint32_t CBluetoothAction::Start() {
     const BusyMark busy(m_idle.Get());
     if (m_revertParameters == nullptr) {
         m_revertParameters = std::make_unique<BluetoothParams>();
-        m_revertParameters->status = Snapshot();
+        uint32_t ignored = ERROR_SUCCESS;
+        m_revertParameters->status = Snapshot(ignored);
     }
     if (m_cancelRequested == 1) return ERROR_CANCELLED;
     return _Change(m_parameters.status);
+}
+
+uint32_t CBluetoothAction::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CBluetoothAction::Note");
+    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    uint32_t error = ERROR_SUCCESS;
+    BluetoothParams found;
+    found.status = Snapshot(error);
+    if (error == ERROR_SUCCESS) static_cast<void>(SetRevertParameters(&found));
+    return error;
+}
+
+/// A device that refuses the change isn't told by those who change it: only a look tells.
+uint32_t CBluetoothAction::FinishRevert() {
+    TRACE_SCOPE("CBluetoothAction::FinishRevert");
+    if (m_revertParameters == nullptr || m_revertParameters->status == BluetoothStatus::None)
+        return ERROR_SUCCESS;
+    uint32_t error = ERROR_SUCCESS;
+    const BluetoothStatus now = Snapshot(error);
+    // An adapter that was taken out can't be put back.
+    const bool isBack = now == m_revertParameters->status || now == BluetoothStatus::None;
+    if (error != ERROR_SUCCESS) return error;
+    return isBack ? uint32_t{ERROR_SUCCESS} : uint32_t{ERROR_GEN_FAILURE};
+}
+
+uint32_t CBluetoothAction::PutBack() {
+    TRACE_SCOPE("CBluetoothAction::PutBack");
+    const uint32_t error = ActionWith::PutBack();
+    return error == ERROR_SUCCESS ? FinishRevert() : error;
 }
 
 uint32_t CBluetoothAction::Stop() {

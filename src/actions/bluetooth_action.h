@@ -18,9 +18,13 @@ public:
     /// 0, also when a device refused; 183 (ERROR_ALREADY_EXISTS) while an operation runs; 1223
     /// (ERROR_CANCELLED); or an error of the setup API.
     uint32_t Start() override;
+    /// 0, also where there are no adapters, or the error for which their state can't be told.
+    uint32_t Note(IOptimizerActionSettings* next) override;
     /// Blocks until a running Start or Update has ended. It doesn't wait for a Revert.
     uint32_t Stop() override;
     uint32_t Revert() override;
+    uint32_t FinishRevert() override;
+    uint32_t PutBack() override;
     /// 0, whatever became of the devices; runs for the same status again, too.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"Bluetooth"; }

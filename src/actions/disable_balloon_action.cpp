@@ -25,7 +25,7 @@ struct UserListTraits {
 };
 using OwnedUserList = UniqueHandle<UserListTraits>;
 
-/// False when the account has no such key, as one that isn't loaded.
+/// False when the account has no such key, as one that isn't loaded, or it refuses.
 bool Write(const std::wstring& sid, bool enable) {
     RegistryKey key;
     const std::wstring path = sid + kKey;
@@ -33,8 +33,8 @@ bool Write(const std::wstring& sid, bool enable) {
         return false;
     }
     const DWORD data = enable ? 1 : 0;
-    RegSetValueExW(key.Get(), kValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data), sizeof(data));
-    return true;
+    return RegSetValueExW(key.Get(), kValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data),
+                          sizeof(data)) == ERROR_SUCCESS;
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "actions/optimizer_action.h"
 
 namespace optimizer {
@@ -14,6 +16,7 @@ struct HibernateParams final : IOptimizerActionSettings {
 
     bool active = false;
     uint32_t time = 3600;  // seconds
+    std::string scheme;    // of a note: the GUID of the plan that it is of; no part of what is wanted
 };
 
 }  // namespace optimizer

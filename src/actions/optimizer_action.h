@@ -93,9 +93,21 @@ enum class ActionState : int32_t {
     Updated = 3,
 };
 
+/// A step of a run that didn't get through.
+enum class ActionStep {
+    Note,     // what there is to return to can't be told: the change isn't made
+    Store,    // the note isn't on disk: the change isn't made
+    Revert,   // the machine isn't back
+    PutBack,  // what an earlier run noted isn't back
+};
+
+/// Hears of each action on the thread of the change.
 class IActionObserver {
 public:
     virtual void OnActionState(IOptimizerAction* action, const ActionState* state) = 0;
+    /// In front of a change, with what there is to return to noted by the action. 0 when that is on disk.
+    [[nodiscard]] virtual uint32_t OnActionNoted(IOptimizerAction* action) = 0;
+    virtual void OnActionFailed(const std::wstring& action, ActionStep step, uint32_t code) = 0;
 
 protected:
     ~IActionObserver() = default;

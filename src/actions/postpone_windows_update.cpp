@@ -34,11 +34,26 @@ CPostponeWindowsUpdate::CPostponeWindowsUpdate(PostponeAutomaticUpdateParams par
 
 CPostponeWindowsUpdate::~CPostponeWindowsUpdate() = default;
 
+uint32_t CPostponeWindowsUpdate::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::Note");
+    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    uint32_t result = _Connect();
+    Params found;
+    // The defaults that stand for what can't be read are nothing to return to.
+    if (result == ERROR_SUCCESS && !_Snapshot(found)) result = ERROR_GEN_FAILURE;
+    if (result == ERROR_SUCCESS) m_revertParameters = std::make_unique<Params>(found);
+    _Disconnect();
+    return result;
+}
+
 uint32_t CPostponeWindowsUpdate::Start() {
     TRACE_SCOPE("CPostponeWindowsUpdate::Start");
     uint32_t result = _Connect();
     if (result == ERROR_SUCCESS) {
-        if (m_revertParameters == nullptr) _Snapshot();
+        if (m_revertParameters == nullptr) {
+            m_revertParameters = std::make_unique<Params>();
+            static_cast<void>(_Snapshot(*m_revertParameters));
+        }
         result = _Apply();
     }
     _Disconnect();
@@ -49,6 +64,33 @@ uint32_t CPostponeWindowsUpdate::Revert() {
     TRACE_SCOPE("CPostponeWindowsUpdate::Revert");
     if (m_revertParameters != nullptr) static_cast<void>(_MoveTo(*m_revertParameters));
     return 0;
+}
+
+uint32_t CPostponeWindowsUpdate::FinishRevert() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::FinishRevert");
+    return m_revertParameters != nullptr ? _LookAgain(*m_revertParameters) : 0;
+}
+
+uint32_t CPostponeWindowsUpdate::PutBack() {
+    TRACE_SCOPE("CPostponeWindowsUpdate::PutBack");
+    const uint32_t error = ActionWith::PutBack();
+    return error == ERROR_SUCCESS ? _LookAgain(m_parameters) : error;
+}
+
+/// What a change that failed half-way set isn't among the parameters that the way back goes by, so that it is
+/// looked at, and set without looking at them where it isn't as noted.
+uint32_t CPostponeWindowsUpdate::_LookAgain(const Params& noted) {
+    TRACE_SCOPE("CPostponeWindowsUpdate::_LookAgain");
+    uint32_t result = _Connect();
+    Params found;
+    const auto isBack = [&] { return _Snapshot(found) && found == noted; };
+    if (result == ERROR_SUCCESS && !isBack()) {
+        m_parameters = noted;
+        result = _Apply();
+        if (result == ERROR_SUCCESS && !isBack()) result = ERROR_GEN_FAILURE;
+    }
+    _Disconnect();
+    return result;
 }
 
 uint32_t CPostponeWindowsUpdate::Update(IOptimizerActionSettings* parameters) {
@@ -75,21 +117,24 @@ void CPostponeWindowsUpdate::_Disconnect() {
     m_apartment.reset();
 }
 
-/// Whatever can't be read stays at its default.
-void CPostponeWindowsUpdate::_Snapshot() {
+/// Whatever can't be read stays at its default, and the result is false then. Older systems need not have the
+/// second setting.
+bool CPostponeWindowsUpdate::_Snapshot(Params& found) {
     TRACE_SCOPE("CPostponeWindowsUpdate::_Snapshot");
-    m_revertParameters = std::make_unique<Params>();
+    found = Params();
     ComPointer<IAutomaticUpdatesSettings> settings;
-    if (FAILED(m_automaticUpdates.Get()->get_Settings(settings.Receive())) || !settings) return;
+    if (FAILED(m_automaticUpdates.Get()->get_Settings(settings.Receive())) || !settings) return false;
     AutomaticUpdatesNotificationLevel level = aunlNotConfigured;
-    if (FAILED(settings.Get()->get_NotificationLevel(&level))) return;
-    m_revertParameters->notificationLevel = level;
+    if (FAILED(settings.Get()->get_NotificationLevel(&level))) return false;
+    found.notificationLevel = level;
 
+    const bool mayLack = !IsWindows6OrLater(kVistaMinor);
     ComPointer<IAutomaticUpdatesSettings2> settings2;
-    if (FAILED(QuerySettings2(settings, settings2)) || !settings2) return;
+    if (FAILED(QuerySettings2(settings, settings2)) || !settings2) return mayLack;
     VARIANT_BOOL included = VARIANT_TRUE;
-    settings2.Get()->get_IncludeRecommendedUpdates(&included);
-    m_revertParameters->recommendedUpdates = static_cast<uint16_t>(included) > 65534;
+    const HRESULT result = settings2.Get()->get_IncludeRecommendedUpdates(&included);
+    found.recommendedUpdates = static_cast<uint16_t>(included) > 65534;
+    return SUCCEEDED(result) || mayLack;
 }
 
 uint32_t CPostponeWindowsUpdate::_Apply() {

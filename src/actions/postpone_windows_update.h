@@ -21,9 +21,13 @@ public:
     ~CPostponeWindowsUpdate() override;
 
     /// 0 or 31 (ERROR_GEN_FAILURE).
+    uint32_t Note(IOptimizerActionSettings* next) override;
+    /// 0 or 31 (ERROR_GEN_FAILURE).
     uint32_t Start() override;
     /// 0 in every case. What was put back is from then on what the action wants.
     uint32_t Revert() override;
+    uint32_t FinishRevert() override;
+    uint32_t PutBack() override;
     /// Changes only what differs. 0, also for parameters of another type, or 31.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"PostponeWindowsUpdate"; }
@@ -33,8 +37,9 @@ private:
 
     uint32_t _Connect();
     void _Disconnect();
-    void _Snapshot();
+    bool _Snapshot(Params& found);
     uint32_t _Apply();
+    uint32_t _LookAgain(const Params& noted);
     bool _GetSettings(const wchar_t* purpose, ComPointer<IAutomaticUpdatesSettings>& settings);
     uint32_t _SetAutomaticUpdatesNotificationLevel(int32_t level);
     uint32_t _SetRecommendedUpdates(bool recommended);

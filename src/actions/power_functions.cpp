@@ -2,6 +2,10 @@
 
 #include <type_traits>
 
+#include "frame/text.h"
+
+#include <objbase.h>
+
 namespace optimizer {
 
 namespace {
@@ -23,6 +27,16 @@ bool PowerFunctions::Bind() {
         Resolve(from, "PowerReadDCValueIndex", readDC) && Resolve(from, "PowerWriteDCValueIndex", writeDC) &&
         Resolve(from, "PowerReadACValueIndex", readAC) && Resolve(from, "PowerWriteACValueIndex", writeAC);
     return bound;
+}
+
+std::string SchemeText(const GUID& scheme) {
+    wchar_t text[39] = L"";
+    StringFromGUID2(scheme, text, 39);
+    return Narrow(text);
+}
+
+bool SchemeFromText(const std::string& text, GUID& scheme) {
+    return !text.empty() && CLSIDFromString(Widen(text).c_str(), &scheme) == S_OK;
 }
 
 }  // namespace optimizer

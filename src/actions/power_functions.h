@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "frame/handles.h"
 
 #include <powrprof.h>
@@ -25,5 +27,9 @@ struct PowerFunctions {
     decltype(&PowerReadACValueIndex) readAC = nullptr;
     decltype(&PowerWriteACValueIndex) writeAC = nullptr;
 };
+
+/// The GUID of a power plan as notes hold it, and back. False for a text that is none.
+std::string SchemeText(const GUID& scheme);
+bool SchemeFromText(const std::string& text, GUID& scheme);
 
 }  // namespace optimizer

@@ -105,6 +105,13 @@ CPowerPlan::~CPowerPlan() {
     if (!m_bound) static_cast<void>(m_functions.library.Release());
 }
 
+uint32_t CPowerPlan::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CPowerPlan::Note");
+    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    if (!m_bound || !_ReadActiveScheme()) return ERROR_GEN_FAILURE;
+    return ToResult(_PrepareRevert());
+}
+
 uint32_t CPowerPlan::Start() {
     TRACE_SCOPE("CPowerPlan::Start");
     if (!m_bound || !_ReadActiveScheme()) return ERROR_GEN_FAILURE;
@@ -122,8 +129,46 @@ uint32_t CPowerPlan::Start() {
 uint32_t CPowerPlan::Revert() {
     TRACE_SCOPE("CPowerPlan::Revert");
     // The record is missing although it was ready once when an Update changed the source and then failed.
+    m_reverted = m_revertParameters == nullptr;
     if (!m_bound || !m_revertReady || m_revertParameters == nullptr) return ERROR_GEN_FAILURE;
-    return ToResult(_Apply(*m_revertParameters));
+    m_reverted = _Apply(*m_revertParameters);
+    return ToResult(m_reverted);
+}
+
+uint32_t CPowerPlan::FinishRevert() {
+    TRACE_SCOPE("CPowerPlan::FinishRevert");
+    return ToResult(m_reverted && (m_legacy || _IsBack()));
+}
+
+uint32_t CPowerPlan::PutBack() {
+    TRACE_SCOPE("CPowerPlan::PutBack");
+    const uint32_t error = ActionWith::PutBack();
+    if (error != ERROR_SUCCESS || m_legacy) return error;
+    return ToResult(_IsBack());
+}
+
+/// Looks whether each noted value stands in its plan again. What can't be set here, and so never was, is as
+/// it was noted; in a plan that doesn't exist any more nothing is left to put back.
+bool CPowerPlan::_IsBack() {
+    TRACE_SCOPE("CPowerPlan::_IsBack");
+    const GUID* const scheme = _Scheme();
+    if (m_revertParameters == nullptr) return true;
+    if (scheme == nullptr) return false;
+    const auto read = m_revertParameters->IsOnBattery() ? m_functions.readDC : m_functions.readAC;
+    uint32_t noted = 0;
+    uint32_t gone = 0;
+    bool allBack = true;
+    for (const Setting& setting : kSettings) {
+        const uint32_t value = *m_revertParameters.*setting.value;
+        if (value == kLeftAlone) continue;
+        ++noted;
+        DWORD now = kLeftAlone;
+        const DWORD error = read(nullptr, scheme, &setting.subgroup, &setting.guid, &now);
+        if (error == ERROR_FILE_NOT_FOUND) ++gone;
+        if (error != ERROR_SUCCESS || now != value) allBack = false;
+    }
+    const bool isActive = m_activeScheme && *static_cast<const GUID*>(m_activeScheme.Get()) == *scheme;
+    return allBack || (gone == noted && !isActive);
 }
 
 uint32_t CPowerPlan::Update(IOptimizerActionSettings* parameters) {
@@ -177,6 +222,7 @@ bool CPowerPlan::_Snapshot() {
     m_revertParameters.reset(new (std::nothrow) PowerPlanParams);
     if (m_revertParameters == nullptr) return false;
     m_revertParameters->onBattery = m_parameters.onBattery;
+    m_revertParameters->scheme = SchemeText(*static_cast<const GUID*>(m_activeScheme.Get()));
 
     const auto read = m_parameters.IsOnBattery() ? m_functions.readDC : m_functions.readAC;
     const auto* const scheme = static_cast<const GUID*>(m_activeScheme.Get());
@@ -201,24 +247,33 @@ bool CPowerPlan::_SnapshotLegacy() {
     return true;
 }
 
+/// The plan that the note is of, since in another one, chosen meanwhile, nobody would find the change again;
+/// the active one for a note that names none.
+const GUID* CPowerPlan::_Scheme() {
+    if (m_revertParameters != nullptr && SchemeFromText(m_revertParameters->scheme, m_notedScheme))
+        return &m_notedScheme;
+    return m_activeScheme ? static_cast<const GUID*>(m_activeScheme.Get()) : nullptr;
+}
+
 bool CPowerPlan::_Apply(const PowerPlanParams& wanted) {
     TRACE_SCOPE("CPowerPlan::_Apply");
     if (m_legacy) return _ApplyLegacy(wanted);
     if (!m_activeScheme) return false;
 
     const auto write = wanted.IsOnBattery() ? m_functions.writeDC : m_functions.writeAC;
-    const auto* const scheme = static_cast<const GUID*>(m_activeScheme.Get());
-    uint32_t asked = 0;
-    uint32_t refused = 0;
+    const GUID* const scheme = _Scheme();
     for (const Setting& setting : kSettings) {
+        // What couldn't be noted isn't changed either: it would never come back.
+        const bool isNoted = *m_revertParameters.*setting.value != kLeftAlone;
         const uint32_t value = wanted.*setting.value;
-        if (value == kLeftAlone) continue;
-        ++asked;
         // Not every machine knows every setting: one that fails doesn't stop the others.
-        if (write(nullptr, scheme, &setting.subgroup, &setting.guid, value) != ERROR_SUCCESS) ++refused;
+        if (value != kLeftAlone && isNoted) write(nullptr, scheme, &setting.subgroup, &setting.guid, value);
     }
-    m_allRefused = asked != 0 && refused == asked;
-    m_functions.setActiveScheme(nullptr, scheme);
+    // A plan that somebody has chosen meanwhile stays the active one.
+    GUID* active = nullptr;
+    const LocalMemory owner(m_functions.getActiveScheme(nullptr, &active) == ERROR_SUCCESS ? active
+                                                                                           : nullptr);
+    if (owner && *active == *scheme) m_functions.setActiveScheme(nullptr, scheme);
     return true;
 }
 

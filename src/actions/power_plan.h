@@ -14,19 +14,18 @@ public:
     explicit CPowerPlan(PowerPlanParams parameters);
     ~CPowerPlan() override;
 
+    uint32_t Note(IOptimizerActionSettings* next) override;
     uint32_t Start() override;
     /// 31 before the first Start that found values to return to.
     uint32_t Revert() override;
+    uint32_t FinishRevert() override;
+    uint32_t PutBack() override;
     /// A change of the power source puts the old source's values back first.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return L"PowerPlanAction"; }
-    /// False when the system refused every value, which Start doesn't tell.
-    uint32_t PutBack() override {
-        const uint32_t error = ActionWith::PutBack();
-        return error == 0 && m_allRefused ? 31 : error;
-    }
     /// The values are those of one power source, so that the other one's would never be noted.
     bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
+    bool CanUpdateTo(const IOptimizerActionSettings* next) const override { return CanReturnTo(next); }
 
 private:
     bool _ReadActiveScheme();
@@ -34,8 +33,10 @@ private:
     bool _ReadLegacyPolicy();
     bool _Snapshot();
     bool _SnapshotLegacy();
+    const GUID* _Scheme();
     bool _Apply(const PowerPlanParams& wanted);
     bool _ApplyLegacy(const PowerPlanParams& wanted);
+    bool _IsBack();
 
     PowerFunctions m_functions;
     LocalMemory m_activeScheme;  // its GUID
@@ -43,9 +44,10 @@ private:
     POWER_POLICY m_legacyPolicy = {};
     bool m_hasLegacyPolicy = false;  // it was read
     bool m_revertReady = false;
-    bool m_allRefused = false;  // by the last change
-    bool m_legacy;              // older than Windows Vista
-    bool m_bound;               // always on a legacy system
+    bool m_reverted = true;   // what the last Revert of a legacy system said
+    GUID m_notedScheme = {};  // of the note, when it names one
+    bool m_legacy;            // older than Windows Vista
+    bool m_bound;             // always on a legacy system
 };
 
 }  // namespace optimizer

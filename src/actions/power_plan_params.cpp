@@ -9,6 +9,8 @@ namespace optimizer {
 
 namespace {
 
+constexpr const char* kSchemeKey = "Scheme";
+
 struct Field {
     const char* key;
     uint32_t PowerPlanParams::*value;
@@ -35,6 +37,7 @@ void PowerPlanParams::ToJson(picojson::value* out) const {
     picojson::object object;
     for (const Field& field : kFields)
         object[field.key] = picojson::value(static_cast<double>(this->*field.value));
+    if (!scheme.empty()) object[kSchemeKey] = picojson::value(scheme);
     *out = picojson::value(object);
 }
 
@@ -43,6 +46,7 @@ void PowerPlanParams::FromJson(const picojson::value* in) {
         uint32_t& value = this->*field.value;
         value = json::ToUint32(json::Find(*in, field.key)).value_or(value);
     }
+    scheme = json::ToText(json::Find(*in, kSchemeKey)).value_or(scheme);
 }
 
 bool PowerPlanParams::operator==(const PowerPlanParams& other) const {

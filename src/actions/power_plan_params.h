@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "actions/optimizer_action.h"
 
 namespace optimizer {
@@ -30,6 +32,7 @@ struct PowerPlanParams final : IOptimizerActionSettings {
     uint32_t coolingPolicy = kLeftAlone;      // 0 passive, 1 active
     uint32_t processorMaxState = kLeftAlone;  // per cent
     uint32_t usbSelectiveState = kLeftAlone;  // 0 or 1
+    std::string scheme;  // of a note: the GUID of the plan that it is of; no part of what is wanted
 };
 
 }  // namespace optimizer

@@ -41,16 +41,19 @@ bool Read(const PowerFunctions& functions, const Side& side, const GUID* scheme,
     return read(kEnabled, enabled) && read(kTimeout, timeout);
 }
 
-bool Write(const PowerFunctions& functions, const Side& side, bool enabled, DWORD timeout) {
+bool Write(const PowerFunctions& functions, const Side& side, const GUID* noted, bool enabled,
+           DWORD timeout) {
     TRACE_MARKED_SCOPE("CVistaHibernate::Set", side.mark);
     // Asked anew each time, and left allocated on purpose.
-    GUID* scheme = nullptr;
+    GUID* active = nullptr;
     const DWORD schemeError =
-        functions.bound ? functions.getActiveScheme(nullptr, &scheme) : ERROR_GEN_FAILURE;
+        functions.bound ? functions.getActiveScheme(nullptr, &active) : ERROR_GEN_FAILURE;
     if (schemeError != 0) {
         TRACE_LINE(trace::kError, L"PowerGetActiveScheme failed 0x%x", schemeError);
         return false;
     }
+    // The plan that the note is of: in another one, chosen meanwhile, nobody would find the change again.
+    const GUID* const scheme = noted != nullptr ? noted : active;
     const auto write = [&](const Setting& setting, DWORD value) {
         const DWORD error = (functions.*side.write)(nullptr, scheme, &kSleepSubgroup, &setting.guid, value);
         if (error == 0) return true;
@@ -99,7 +102,27 @@ bool CVistaHibernate::Get(bool onBattery, bool* enabled, uint32_t* timeout) {
 
 bool CVistaHibernate::Set(bool onBattery, bool enabled, uint32_t timeout) {
     TRACE_SCOPE("CVistaHibernate::Set");
-    return m_functions != nullptr && Write(*m_functions, onBattery ? kBattery : kCable, enabled, timeout);
+    const GUID* const noted = m_noted ? &*m_noted : nullptr;
+    return m_functions != nullptr &&
+           Write(*m_functions, onBattery ? kBattery : kCable, noted, enabled, timeout);
+}
+
+std::string CVistaHibernate::Scheme() {
+    return m_scheme ? SchemeText(*static_cast<const GUID*>(m_scheme.Get())) : std::string();
+}
+
+void CVistaHibernate::UseScheme(const std::string& scheme) {
+    GUID guid = {};
+    if (SchemeFromText(scheme, guid)) m_noted = guid;
+}
+
+bool CVistaHibernate::IsSchemeGone(bool onBattery) {
+    TRACE_SCOPE("CVistaHibernate::IsSchemeGone");
+    if (m_functions == nullptr || !m_functions->bound || !m_noted) return false;
+    DWORD value = 0;
+    const auto read = m_functions.get()->*(onBattery ? kBattery : kCable).read;
+    return read(nullptr, &*m_noted, &kSleepSubgroup, &kEnabled.guid, &value) == ERROR_FILE_NOT_FOUND &&
+           Scheme() != SchemeText(*m_noted);
 }
 
 }  // namespace optimizer

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "actions/hibernate.h"
 #include "actions/power_functions.h"
@@ -14,12 +16,16 @@ public:
     void Uninit() override;
     /// Reads from the scheme that was active at Init.
     bool Get(bool onBattery, bool* enabled, uint32_t* timeout) override;
-    /// Writes to the scheme that is active now.
+    /// Writes to the scheme that is active now, unless UseScheme named one.
     bool Set(bool onBattery, bool enabled, uint32_t timeout) override;
+    std::string Scheme() override;
+    void UseScheme(const std::string& scheme) override;
+    bool IsSchemeGone(bool onBattery) override;
 
 private:
     std::unique_ptr<PowerFunctions> m_functions;  // null before Init and after Uninit
     LocalMemory m_scheme;                         // the GUID of the scheme that was active at Init
+    std::optional<GUID> m_noted;                  // the scheme of UseScheme
 };
 
 }  // namespace optimizer

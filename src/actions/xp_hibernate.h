@@ -11,6 +11,9 @@ public:
     void Uninit() override {}
     bool Get(bool, bool*, uint32_t*) override { return false; }
     bool Set(bool, bool, uint32_t) override { return false; }
+    std::string Scheme() override { return {}; }
+    void UseScheme(const std::string&) override {}
+    bool IsSchemeGone(bool) override { return false; }
 };
 
 }  // namespace optimizer

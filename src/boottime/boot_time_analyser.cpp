@@ -185,7 +185,7 @@ void BootTimeAnalyser::_ReadProcesses(const picojson::value& processes) {
 void BootTimeAnalyser::StoreProcessImpactOnDisk(const std::wstring& folder) {
     TRACE_SCOPE("BootTimeAnalyser::StoreProcessImpactOnDisk");
     const CriticalSectionGuard guard(m_lock);
-    if (!optimizer::WriteJsonFile(folder + kImpactFile, _ToJson())) {
+    if (optimizer::WriteJsonFile(folder + kImpactFile, _ToJson()) != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Failed to save boot impact in JSON");
     }
 }

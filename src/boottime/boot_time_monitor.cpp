@@ -184,7 +184,7 @@ void BootTimeMonitor::StoreBootTimeOnDisk(const std::wstring& folder) {
     picojson::object object;
     object[kStartTimeKey] = ToText(startTimeMs);
     object[kBootTimeKey] = ToText(static_cast<int32_t>(timeMs));
-    if (!optimizer::WriteJsonFile(folder + kTimeFile, picojson::value(object))) {
+    if (optimizer::WriteJsonFile(folder + kTimeFile, picojson::value(object)) != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Failed to save boot time data in JSON");
     }
 }

@@ -23,11 +23,24 @@ std::optional<Integer> ToInteger(const picojson::value* value) {
 
 using Place = std::string::const_iterator;
 
+constexpr size_t kLongestExcerpt = 80;
+constexpr const char* kNear = " near: ";
+constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
+constexpr const char* kUtf16Marks[] = {"\xFF\xFE", "\xFE\xFF"};
+
 /// "... at line 3 near: " with the rest of that line.
 std::string Complain(const char* what, const std::string& text, Place place) {
     const auto line = 1 + std::count(text.begin(), place, '\n');
-    return what + (" at line " + std::to_string(line)) +
-           " near: " + std::string(place, std::find(place, text.end(), '\n'));
+    return what + (" at line " + std::to_string(line)) + kNear +
+           std::string(place, std::find(place, text.end(), '\n'));
+}
+
+/// The complaint without more of the line than a person looks at: a broken file may be a single long line.
+std::string Shortened(const std::string& complaint) {
+    const size_t place = complaint.find(kNear);
+    const size_t longest =
+        place == std::string::npos ? kLongestExcerpt : place + std::strlen(kNear) + kLongestExcerpt;
+    return complaint.size() <= longest ? complaint : complaint.substr(0, longest) + "...";
 }
 
 /// The first number beyond a double, in a text that is well-formed up to there.
@@ -49,15 +62,24 @@ Place FindHugeNumber(const std::string& text) {
 }  // namespace
 
 bool Parse(const std::string& text, picojson::value& out, std::string& error) {
+    for (const char* const mark : kUtf16Marks) {
+        if (!text.starts_with(mark)) continue;
+        error = "UTF-16 byte order mark at line 1; save it as UTF-8";
+        return false;
+    }
+    // Editors put this mark in front of UTF-8; it means nothing.
+    const auto begin = text.begin() + (text.starts_with(kUtf8Mark) ? 3 : 0);
     try {
-        const auto end = picojson::parse(out, text.begin(), text.end(), &error);
+        const auto end = picojson::parse(out, begin, text.end(), &error);
         const auto rest =
             std::find_if_not(end, text.end(), [](char c) { return std::strchr(" \t\r\n", c) != nullptr; });
         if (error.empty() && rest != text.end()) error = Complain("syntax error", text, rest);
     } catch (const std::overflow_error&) {
         error = Complain("number too large", text, FindHugeNumber(text));
     }
-    return error.empty();
+    if (error.empty()) return true;
+    error = Shortened(error);
+    return false;
 }
 
 const picojson::value* Find(const picojson::value& value, const std::string& key) {

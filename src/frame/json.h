@@ -9,8 +9,12 @@
 
 namespace optimizer::json {
 
-/// Parses a text. On a syntax error the result is false and `error` tells the line and the rest of that line;
-/// so it does for a number that no double can hold.
+/// No settings file is read that is larger: far above any of them, far below harm.
+inline constexpr int64_t kLargestFileBytes = int64_t{64} * 1024 * 1024;
+
+/// Parses a text, with or without the byte order mark of UTF-8. On a syntax error the result is false and
+/// `error` tells the line and what begins there, 80 characters at most; so it does for a number that no
+/// double can hold.
 bool Parse(const std::string& text, picojson::value& out, std::string& error);
 
 /// The member of an object; null when the value isn't an object or has no such key.

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <windows.h>
+
 #include "frame/trace.h"
 
 namespace optimizer {
@@ -27,21 +29,43 @@ void ActionManager::Apply(ActionMap* newActions) {
     _SetCurrent(nullptr);
     CriticalSectionGuard guard(m_setLock);
     const EndOfRun end(*this);
-    _RevertMissing(*newActions);
+    Names notBack;
+    _RevertMissing(*newActions, notBack);
     _UpdateKept(*newActions);
-    _StartNew(*newActions);
+    _StartNew(*newActions, notBack);
 }
 
-void ActionManager::_RevertMissing(const ActionMap& newActions) {
+/// An action that can't go on to the new parameters under the note it has counts as missing too.
+void ActionManager::_RevertMissing(const ActionMap& newActions, Names& notBack) {
     for (auto active = m_active.begin(); active != m_active.end();) {
-        if (newActions.contains(active->first)) {
+        const auto next = newActions.find(active->first);
+        if (next != newActions.end() && active->second->CanUpdateTo(next->second->GetParameters())) {
             ++active;
             continue;
         }
-        active->second->Revert();
-        _Tell(*active->second, ActionState::Reverted);
+        if (!_Revert(*active->second)) notBack.insert(active->first);
         active = m_active.erase(active);
     }
+}
+
+/// The observer is told of a way back only when it got through: it takes the note away then. Otherwise it
+/// keeps what is still to be put back.
+bool ActionManager::_Revert(IOptimizerAction& action) {
+    TRACE_SCOPE("ActionManager::_Revert");
+    _SetCurrent(&action);
+    action.Revert();
+    // After a cancel nothing is waited for; the notes tell the next run what is left.
+    const uint32_t error = m_cancel == 0 ? action.FinishRevert() : uint32_t{ERROR_CANCELLED};
+    _SetCurrent(nullptr);
+    if (error == ERROR_SUCCESS) {
+        _Tell(action, ActionState::Reverted);
+        return true;
+    }
+    if (m_observer != nullptr) {
+        static_cast<void>(m_observer->OnActionNoted(&action));
+        m_observer->OnActionFailed(action.GetName(), ActionStep::Revert, error);
+    }
+    return false;
 }
 
 void ActionManager::_UpdateKept(const ActionMap& newActions) {
@@ -50,24 +74,45 @@ void ActionManager::_UpdateKept(const ActionMap& newActions) {
         const auto active = m_active.find(name);
         if (active == m_active.end()) continue;
         _SetCurrent(active->second.get());
+        if (!_Note(*active->second, newAction->GetParameters())) continue;
+        if (m_cancel != 0) return;
         active->second->Update(newAction->GetParameters());
         _Tell(*active->second, ActionState::Updated);
     }
 }
 
-void ActionManager::_StartNew(ActionMap& newActions) {
+void ActionManager::_StartNew(ActionMap& newActions, const Names& notBack) {
     std::vector<std::wstring> names;
     for (const auto& entry : newActions) {
-        if (!m_active.contains(entry.first)) names.push_back(entry.first);
+        // Started now, one whose predecessor isn't back would note what that left behind.
+        if (!m_active.contains(entry.first) && !notBack.contains(entry.first)) names.push_back(entry.first);
     }
     for (const std::wstring& name : names) {
         if (m_cancel != 0) return;
         const auto found = newActions.find(name);
         _SetCurrent(found->second.get());
+        if (!_Note(*found->second, nullptr)) continue;
+        // Cut short here, the note names what the machine is at anyway.
+        if (m_cancel != 0) return;
         found->second->Start();
         _Tell(*found->second, ActionState::Started);
         m_active.insert(newActions.extract(found));
     }
+}
+
+/// What can't be noted isn't changed: the way back comes first.
+bool ActionManager::_Note(IOptimizerAction& action, IOptimizerActionSettings* next) {
+    TRACE_SCOPE("ActionManager::_Note");
+    ActionStep step = ActionStep::Note;
+    uint32_t error = action.Note(next);
+    if (error == ERROR_SUCCESS && m_observer != nullptr) {
+        step = ActionStep::Store;
+        error = m_observer->OnActionNoted(&action);
+    }
+    if (error == ERROR_SUCCESS) return true;
+    TRACE_LINE(trace::kError, L"%s isn't changed, since its note failed 0x%x", action.GetName(), error);
+    if (m_observer != nullptr) m_observer->OnActionFailed(action.GetName(), step, error);
+    return false;
 }
 
 void ActionManager::Cancel() {
@@ -90,38 +135,46 @@ void ActionManager::Cancel() {
 void ActionManager::RevertAll() {
     TRACE_SCOPE("ActionManager::RevertAll");
     CriticalSectionGuard guard(m_setLock);
-    for (const auto& active : m_active) {
-        if (m_cancel != 0) break;
-        active.second->Revert();
-        _Tell(*active.second, ActionState::Reverted);
+    const EndOfRun end(*this);
+    // Each one leaves the set as it is back: kept until all are, one without a note would count as active
+    // after a cancel.
+    for (auto active = m_active.begin(); active != m_active.end() && m_cancel == 0;) {
+        static_cast<void>(_Revert(*active->second));
+        active = m_active.erase(active);
     }
-    if (m_cancel.exchange(0) == 0) m_active.clear();
 }
 
-bool ActionManager::PutBack(ActionMap& saved, const Ended& ended, const Stopped& stopped) {
+void ActionManager::PutBack(ActionMap& saved, const Ended& ended, const Stopped& stopped) {
     TRACE_SCOPE("ActionManager::PutBack");
     CriticalSectionGuard guard(m_setLock);
     const EndOfRun end(*this);
-    bool complete = true;
     for (auto& [name, action] : saved) {
         if (m_active.contains(name)) continue;
         // A Cancel that comes between two actions reaches none.
-        if (stopped()) return false;
+        if (stopped()) return;
         _SetCurrent(action.get());
-        const bool done = action->PutBack() == 0;
+        const uint32_t error = action->PutBack();
         _SetCurrent(nullptr);
         // From here on no Cancel reaches the action, and one that did has set the flag.
-        if (m_cancel != 0) return false;
+        if (m_cancel != 0) return;
         action.reset();
-        if (done) ended(name);
-        complete = complete && done;
+        if (error == ERROR_SUCCESS) {
+            ended(name);
+        } else if (m_observer != nullptr) {
+            m_observer->OnActionFailed(name, ActionStep::PutBack, error);
+        }
     }
-    return complete;
 }
 
 bool ActionManager::IsActive(const std::wstring& name) {
     CriticalSectionGuard guard(m_setLock);
     return m_active.contains(name);
+}
+
+void ActionManager::LetGo(const std::function<bool(IOptimizerAction&)>& chosen) {
+    TRACE_SCOPE("ActionManager::LetGo");
+    CriticalSectionGuard guard(m_setLock);
+    std::erase_if(m_active, [&](const auto& active) { return chosen(*active.second); });
 }
 
 void ActionManager::_SetCurrent(IOptimizerAction* action) {

@@ -1,15 +1,13 @@
 #include "profile/optimizer_profile.h"
 
-#include <set>
+#include <utility>
 
 #include "frame/guarded.h"
-#include "frame/json.h"
 #include "frame/plugin_request.h"
-#include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/uninstall_event.h"
 #include "frame/work_item.h"
-#include "profile/action_factory.h"
+#include "profile/other_users.h"
 #include "settings/iprofiles_settings.h"
 
 namespace optimizer {
@@ -17,40 +15,31 @@ namespace optimizer {
 namespace {
 
 constexpr const wchar_t* kSettingsPlugin = L"optimizersettings";
-constexpr const char* kPostponeWindowsUpdate = "PostponeWindowsUpdate";
+constexpr uint32_t kCancelPeriodMs = 200;
 
 bool IsSignalled(const KernelHandle& event) {
     return event && WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0;
 }
 
-void TraceNotActive() {
-    TRACE_MARKED_SCOPE("OptimizerProfile::GetActionList", L"PostponeWindowsUpdate");
-    TRACE_LINE(trace::kInformation, L"not active");
-}
-
-std::wstring ReadActions(IProfilesSettings& settings, bool system, profiles::profile which) {
-    std::wstring text;
-    if (system) {
-        settings.GetSystemActions(&which, text);
-    } else {
-        settings.GetUserActions(&which, text);
+const char* NameOf(ActionStep step) {
+    switch (step) {
+        case ActionStep::Note:
+            return "note";
+        case ActionStep::Store:
+            return "store";
+        case ActionStep::Revert:
+            return "revert";
+        case ActionStep::PutBack:
+            return "putBack";
     }
-    return text;
+    return "";
 }
 
 }  // namespace
 
-bool IsActionActive(const picojson::value& config, const std::string& name, profiles::profile wanted) {
-    // Updates aren't postponed at work unless the user asks for it; that default is wanted.
-    const bool byDefault = !(name == kPostponeWindowsUpdate && wanted == profiles::profile::Work);
-    const picojson::value* const settings = json::Find(config, name);
-    if (settings == nullptr) return byDefault;
-    return json::ToBool(json::Find(*settings, "active")).value_or(byDefault);
-}
-
 OptimizerProfile::OptimizerProfile(IServMain* main, IOptimizerProfileObserver* observer,
                                    ActionFactory factory)
-    : m_main(main), m_observer(observer), m_factory(factory) {
+    : m_main(main), m_observer(observer), m_lists(main, factory, this) {
     TRACE_SCOPE("OptimizerProfile::OptimizerProfile");
     if (main != nullptr) {
         m_queue = main->GetEventQueue();
@@ -58,6 +47,7 @@ OptimizerProfile::OptimizerProfile(IServMain* main, IOptimizerProfileObserver* o
     }
     m_settings = RequestPlugin<IOptimizerSettings>(m_components, kSettingsPlugin);
     m_stopEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_notes = std::make_unique<NoteBook>(_ProfilesSettings());
     m_actions = std::make_unique<ActionManager>(this);
     m_uninstallEvent = OpenUninstallEvent();
 }
@@ -66,30 +56,64 @@ OptimizerProfile::~OptimizerProfile() {
     TRACE_SCOPE("OptimizerProfile::~OptimizerProfile");
     Stop();
     if (IsSignalled(m_uninstallEvent)) {
-        static_cast<void>(Guarded([this] { return _Start(profile::Disabled), uint32_t{ERROR_SUCCESS}; }));
+        static_cast<void>(Guarded([this] {
+            m_report.Begin(profile::Disabled);
+            constexpr profile kDisabled = profile::Disabled;
+            if (IProfilesSettings* const settings = _ProfilesSettings())
+                settings->SetActiveProfile(&kDisabled);
+            _Run(profile::Disabled, Scope::WayBack);
+            _PutBackForOtherUsers();
+            m_report.End();
+            if (m_observer != nullptr) m_observer->OnActionsExecuted(&kDisabled);
+            return uint32_t{ERROR_SUCCESS};
+        }));
     }
     if (m_item != nullptr) m_queue->CloseItem(m_item);
-    if (m_settings != nullptr) m_components->ReleasePlugin(kSettingsPlugin);
+    // Before the settings: an action may still tell of a note as it ends.
     m_actions.reset();
+    if (m_settings != nullptr) m_components->ReleasePlugin(kSettingsPlugin);
     m_uninstallEvent.Reset();
-    m_processWideAction.reset();
+    m_lists.EndProcessWideAction();
 }
 
 uint32_t OptimizerProfile::Start(const profile* wanted) {
     TRACE_SCOPE("OptimizerProfile::Start");
     if (m_queue == nullptr || !m_stopEvent) return ERROR_INVALID_HANDLE;
+    // A change runs: the new one is dropped and still a success. The manager calls Stop first wherever it
+    // matters.
+    if (_IsBusy()) return ERROR_SUCCESS;
+    IProfilesSettings* const settings = _ProfilesSettings();
+    // Here and not in the run, which may be cancelled before it begins, or never come after a kill: a choice
+    // that was accepted is the one that the next start finds. With nobody at the console none is remembered.
+    uint32_t error = settings != nullptr ? settings->StoreActiveProfile(wanted) : uint32_t{ERROR_SUCCESS};
+    if (error == ERROR_NO_SUCH_USER) error = ERROR_SUCCESS;
+    if (error != ERROR_SUCCESS && *wanted != profile::Disabled) return error;
+    const uint32_t result = _Post(*wanted);
+    if (error != ERROR_SUCCESS) m_report.Add({.step = "choice", .action = L"", .notes = L"", .code = error});
+    return result;
+}
+
+bool OptimizerProfile::_IsBusy() {
     if (m_item != nullptr && m_queue->Wait(m_item, 0) != WAIT_TIMEOUT) {
         m_queue->CloseItem(m_item);
         m_item = nullptr;
     }
-    // A change runs: the new one is dropped and still a success. The manager calls Stop first wherever it
-    // matters.
-    if (m_item != nullptr) return ERROR_SUCCESS;
+    return m_item != nullptr;
+}
 
+uint32_t OptimizerProfile::_Post(profile inForce) {
+    TRACE_SCOPE("OptimizerProfile::_Post");
+    if (m_queue == nullptr || !m_stopEvent) return ERROR_INVALID_HANDLE;
+    if (_IsBusy()) return ERROR_SUCCESS;
     auto* const item =
-        new EqWorkItemMember1<void, OptimizerProfile, profile>(this, *wanted, &OptimizerProfile::_Start);
+        new EqWorkItemMember1<void, OptimizerProfile, profile>(this, inForce, &OptimizerProfile::_Start);
+    m_report.Begin(inForce);
     const uint32_t error = m_queue->Post(L"OptimizerProfile::Start", &m_item, item, 0, 0, 0);
-    if (error != ERROR_SUCCESS) item->Dispose();
+    if (error != ERROR_SUCCESS) {
+        item->Dispose();
+        m_report.SetStopped();
+        m_report.End();
+    }
     return m_item != nullptr ? error : ERROR_INVALID_HANDLE;
 }
 
@@ -97,15 +121,17 @@ uint32_t OptimizerProfile::Stop() {
     TRACE_SCOPE("OptimizerProfile::Stop");
     if (m_queue == nullptr || m_item == nullptr || !m_stopEvent) return ERROR_SUCCESS;
     SetEvent(m_stopEvent.Get());
-    m_actions->Cancel();
-    m_queue->Wait(m_item, kWaitForever);
+    // Asked more than once: between two actions, and in front of one's wait, a cancel reaches nothing.
+    do {
+        m_actions->Cancel();
+    } while (m_queue->Wait(m_item, kCancelPeriodMs) == WAIT_TIMEOUT);
     m_queue->CloseItem(m_item);
     m_item = nullptr;
     ResetEvent(m_stopEvent.Get());
     return ERROR_SUCCESS;
 }
 
-uint32_t OptimizerProfile::RestoreLastProfile(profile* out) {
+uint32_t OptimizerProfile::RestoreLastProfile(profile* out, bool moduleIsOn) {
     TRACE_SCOPE("OptimizerProfile::RestoreLastProfile");
     IProfilesSettings* const settings = _ProfilesSettings();
     if (settings == nullptr) return ERROR_GEN_FAILURE;
@@ -113,8 +139,8 @@ uint32_t OptimizerProfile::RestoreLastProfile(profile* out) {
         TRACE_LINE(trace::kWarning, L"ProfilesSettings::GetActiveProfile failed");
         return ERROR_GEN_FAILURE;
     }
-    m_restore.fetch_or(1);
-    return Start(out);
+    const bool runs = moduleIsOn || *out == profile::Battery;
+    return _Post(runs ? *out : profile::Disabled);
 }
 
 uint32_t OptimizerProfile::SetProfileConfig(const profile* which, const std::wstring& text) {
@@ -139,227 +165,142 @@ IProfilesSettings* OptimizerProfile::_ProfilesSettings() const {
 
 void OptimizerProfile::_Start(profile wanted) {
     TRACE_SCOPE("OptimizerProfile::_Start");
-    if (!IsSignalled(m_stopEvent)) _Run(wanted);
+    if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+    if (IsSignalled(m_stopEvent)) m_report.SetStopped();
+    m_report.End();
     // Told in all cases, also after a stop or a failure: clients wait for it.
     if (m_observer != nullptr) m_observer->OnActionsExecuted(&wanted);
 }
 
-void OptimizerProfile::_Run(profile wanted) {
+/// Every run works off what is noted and belongs to no active action, not only the first one: notes that
+/// could not be read, or were left by a run that failed or was cut short, must never be taken for none.
+void OptimizerProfile::_Run(profile wanted, Scope scope) {
+    TRACE_SCOPE("OptimizerProfile::_Run");
+    m_notBack.clear();
+    if (m_notes->TurnToUser()) _LetGoOfOtherUsers();
     IProfilesSettings* const settings = _ProfilesSettings();
-    if (settings != nullptr) settings->SetActiveProfile(&wanted);
-
     ActionMap actions;
-    if (!_GetActionLists(wanted, actions) || !m_actions) return;
-    // Also when nobody was logged on at the start, the first run has to take over what is noted on disk.
-    if (!m_hasRun) m_restore.fetch_or(1);
-    m_hasRun = true;
-    if (m_restore == 1) {
-        _Restore(wanted, actions);
-    } else if (wanted == profile::Disabled) {
-        m_actions->RevertAll();
-    } else {
-        m_actions->Apply(&actions);
-    }
-    _EraseNotes();
-}
-
-/// A run whose values to return to are on disk, from an earlier life of the service.
-///
-/// A restore that failed or was cut short, by an exception too, leaves notes that nobody has taken over: the
-/// next run is a restore again, or its actions would note the state that the earlier profile left behind.
-void OptimizerProfile::_Restore(profile wanted, ActionMap& actions) {
-    TRACE_SCOPE("OptimizerProfile::_Restore");
-    if (wanted == profile::Disabled) {
-        // The notes are the action set: starting it brings the saved values back, and no action stays active.
+    if (scope == Scope::Profile && settings != nullptr && !m_lists.ReadShipped(*settings, wanted, actions)) {
+        // No list is a reason to leave the machine changed.
+        if (wanted != profile::Disabled) return;
         actions.clear();
-        m_actions->RevertAll();
-        _EraseNotes();
     }
+    // The actions that may ship with "Disabled" are actions like any others, with notes of their own.
+    const bool onlyBack = wanted == profile::Disabled && actions.empty();
+    if (onlyBack) m_actions->RevertAll();
+    _TakeOverNotes(actions);
+    if (!onlyBack && !IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
+}
+
+/// What is the user's stays in force as that user left it, and its notes in that user's list: neither may be
+/// mixed up with what the next user's actions find.
+void OptimizerProfile::_LetGoOfOtherUsers() {
+    TRACE_SCOPE("OptimizerProfile::_LetGoOfOtherUsers");
+    m_actions->LetGo([this](IOptimizerAction& action) {
+        return action.GetName() != std::wstring(kProcessWideAction) && m_notes->IsOfUser(action);
+    });
+}
+
+/// Hands the wanted actions the values that an earlier run saved, so that they won't take the state which
+/// that run left behind for the state to return to. What is noted and no longer wanted, or doesn't fit what
+/// is wanted, is put back; a note goes only when that is done, and an action whose note has to go first waits
+/// for it.
+void OptimizerProfile::_TakeOverNotes(ActionMap& actions) {
+    TRACE_SCOPE("OptimizerProfile::_TakeOverNotes");
+    std::vector<std::pair<std::wstring, uint32_t>> unread;
+    const std::vector<Note> notes = m_notes->Read(unread);
+    for (const auto& [key, code] : unread)
+        m_report.Add({.step = "read", .action = L"", .notes = key, .code = code});
+
     ActionMap saved;
-    if (!_ReadNotes(saved)) {
-        TRACE_LINE(trace::kError, L"The notes can't be read now; the next change tries again");
-        return;
-    }
-    const bool complete = _TakeOverNotes(saved, actions);
-    if (wanted != profile::Disabled && !IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
-    if (complete && !IsSignalled(m_stopEvent)) m_restore = 0;
-}
-
-/// The actions of both revert lists.
-bool OptimizerProfile::_ReadNotes(ActionMap& saved) {
-    IProfilesSettings* const settings = _ProfilesSettings();
-    for (const bool system : {true, false}) {
-        std::wstring text;
-        if (settings == nullptr || !settings->GetRevertActions(system, text)) return false;
-        _AddActions(text, profile::Disabled, saved);
-    }
-    return true;
-}
-
-/// Hands the actions the values that an earlier run saved, so that they won't take the state which that run
-/// left behind for the state to return to. What is noted and no longer wanted, or doesn't fit what is wanted,
-/// is put back; a note goes only when that is done, and an action whose note has to go first waits for it.
-/// False when something is still to be put back.
-bool OptimizerProfile::_TakeOverNotes(ActionMap& saved, ActionMap& actions) {
-    std::set<std::wstring> waiting;
-    for (auto note = saved.begin(); note != saved.end();) {
-        const auto action = actions.find(note->first);
-        const bool wanted = action != actions.end();
-        IOptimizerActionSettings* const values = note->second->GetParameters();
-        if (wanted && (m_actions->IsActive(note->first) || action->second->CanReturnTo(values))) {
-            action->second->SetRevertParameters(values);
-            note = saved.erase(note);
+    for (const Note& note : notes) {
+        if (m_actions->IsActive(note.action) || m_notBack.contains(note.action)) continue;
+        if (note.isAnothers) {
+            // Its own user gets it back. Until then there is no room for a note of this one's.
+            m_report.Add(
+                {.step = "another", .action = note.action, .notes = note.key, .code = ERROR_NOT_OWNER});
+            actions.erase(note.action);
             continue;
         }
-        if (wanted) waiting.insert(note->first);
-        ++note;
-    }
-    const bool complete = m_actions->PutBack(
-        saved,
-        [&](const std::wstring& name) {
-            _RemoveNote(name);
-            waiting.erase(name);
-        },
-        [this] { return IsSignalled(m_stopEvent); });
-    for (const std::wstring& name : waiting)
-        actions.erase(name);
-    return complete;
-}
-
-bool OptimizerProfile::_GetActionLists(profile wanted, ActionMap& actions) {
-    return _GetActionList(true, wanted, actions) && _GetActionList(false, wanted, actions);
-}
-
-bool OptimizerProfile::_GetActionList(bool system, profile wanted, ActionMap& actions) {
-    TRACE_SCOPE("OptimizerProfile::GetActionList");
-    IProfilesSettings* const settings = _ProfilesSettings();
-    if (settings == nullptr) return false;
-    return _AddActions(ReadActions(*settings, system, wanted), wanted, actions);
-}
-
-bool OptimizerProfile::_AddActions(const std::wstring& text, profile wanted, ActionMap& actions) {
-    TRACE_SCOPE("OptimizerProfile::_AddActions");
-    if (text.empty()) return true;
-    picojson::value list;
-    std::string error;
-    if (!json::Parse(Narrow(text), list, error)) {
-        TRACE_LINE(trace::kError, L"%S", error.c_str());
-        return false;
-    }
-    if (!list.is<picojson::object>()) return true;
-    // What is to be put back isn't for a config to choose.
-    const picojson::value config = wanted == profile::Disabled ? picojson::value() : _ReadConfig(wanted);
-    for (const auto& [name, value] : list.get<picojson::object>()) {
-        if (IsActionActive(config, name, wanted)) {
-            _AddAction(Widen(name), value, actions);
-        } else if (name == kPostponeWindowsUpdate) {
-            TraceNotActive();
+        const auto wanted = actions.find(note.action);
+        if (wanted != actions.end() && _HandOver(note, *wanted->second)) continue;
+        if (ActionPointer action = m_lists.Make(note.action, note.values)) {
+            saved.emplace(note.action, std::move(action));
+        } else {
+            m_report.Add(
+                {.step = "putBack", .action = note.action, .notes = note.key, .code = ERROR_NOT_FOUND});
         }
     }
-    return true;
+    _PutBack(saved);
+    // What is left in there isn't back.
+    for (const auto& entry : saved)
+        actions.erase(entry.first);
 }
 
-void OptimizerProfile::_AddAction(const std::wstring& name, const picojson::value& value,
-                                  ActionMap& actions) {
-    TRACE_SCOPE("OptimizerProfile::_AddAction");
-    // Not made again for a name that is there: constructors have effects.
-    if (actions.contains(name)) return;
-    ActionPointer action = m_factory(name, value.serialize(), m_main);
-    if (!action && name == kProcessWideAction) action = _ProcessWideAction(value);
-    if (action) {
-        actions.emplace(name, std::move(action));
-    } else {
-        TRACE_LINE(trace::kWarning, L"no action for %s", name.c_str());
+bool OptimizerProfile::_HandOver(const Note& note, IOptimizerAction& action) {
+    if (note.isNamed) return true;
+    const ActionPointer earlier = m_lists.Make(note.action, note.values);
+    IOptimizerActionSettings* const values = earlier ? earlier->GetParameters() : nullptr;
+    if (values == nullptr || !action.CanReturnTo(values)) return false;
+    return action.SetRevertParameters(values) == ERROR_SUCCESS;
+}
+
+/// Takes out of `saved` what is back.
+void OptimizerProfile::_PutBack(ActionMap& saved) {
+    std::set<std::wstring> back;
+    m_actions->PutBack(
+        saved,
+        [&](const std::wstring& name) {
+            _Erase(name);
+            back.insert(name);
+        },
+        [this] { return IsSignalled(m_stopEvent); });
+    for (const std::wstring& name : back)
+        saved.erase(name);
+}
+
+void OptimizerProfile::_PutBackForOtherUsers() {
+    TRACE_SCOPE("OptimizerProfile::_PutBackForOtherUsers");
+    if (IProfilesSettings* const settings = _ProfilesSettings()) {
+        OtherUsers(settings->Notes(), m_lists, m_report).PutBack();
     }
 }
 
-/// Its process watching has to survive a change of profile, so that the parameters count the first time only.
-ActionPointer OptimizerProfile::_ProcessWideAction(const picojson::value& value) {
-    if (m_processWideAction == nullptr) {
-        const picojson::value* const settings = json::Find(value, "settings");
-        m_processWideAction =
-            CreateProcessWideAction(settings != nullptr ? settings->serialize() : std::string(), m_main);
-    }
-    return ActionPointer(m_processWideAction.get());
-}
-
-picojson::value OptimizerProfile::_ReadConfig(profile wanted) {
-    TRACE_SCOPE("OptimizerProfile::_ReadConfig");
-    std::wstring text;
-    picojson::value config;
-    std::string error;
-    if (!_ProfilesSettings()->GetConfig(&wanted, text)) return config;
-    if (!json::Parse(Narrow(text), config, error)) {
-        TRACE_LINE(trace::kWarning, L"%S", error.c_str());
-        return {};
-    }
-    return config;
+void OptimizerProfile::_Erase(const std::wstring& action) {
+    const uint32_t error = m_notes->Erase(action);
+    if (error != ERROR_SUCCESS)
+        m_report.Add({.step = "erase", .action = action, .notes = L"", .code = error});
 }
 
 void OptimizerProfile::OnActionState(IOptimizerAction* action, const ActionState* state) {
     TRACE_SCOPE("OptimizerProfile::OnActionState");
-    if (m_settings == nullptr) return;
-    const std::wstring name = action->GetName();
-    if (*state == ActionState::Reverted) {
-        // An action may finish its way back as it is destroyed, which comes next. Its note stays until then:
-        // a kill in between must not lose it, and what is put back twice is as right as once.
-        m_reverted.push_back(name);
-        return;
-    }
-    if (*state != ActionState::Started && *state != ActionState::Updated) return;
-    _EraseNotes();
-    IOptimizerActionSettings* const found = action->GetRevertParameters();
-    if (found == nullptr) return;
-    picojson::value value;
-    found->ToJson(&value);
-    IProfilesSettings* const settings = _ProfilesSettings();
-    if (settings == nullptr) return;
-    _ChangeRevertList(*settings, settings->IsSystemAction(name), [&](picojson::object& list) {
-        list[Narrow(name)] = value;
-        return true;
-    });
-}
-
-void OptimizerProfile::_EraseNotes() {
-    for (const std::wstring& name : m_reverted)
-        _RemoveNote(name);
-    m_reverted.clear();
-}
-
-/// From both lists: an action may have changed sides since its note was made.
-void OptimizerProfile::_RemoveNote(const std::wstring& name) {
-    IProfilesSettings* const settings = _ProfilesSettings();
-    if (settings == nullptr) return;
-    for (const bool system : {true, false}) {
-        _ChangeRevertList(*settings, system,
-                          [&](picojson::object& list) { return list.erase(Narrow(name)) != 0; });
+    switch (*state) {
+        case ActionState::Reverted:
+            _Erase(action->GetName());
+            return;
+        case ActionState::Started:
+        case ActionState::Updated:
+            // Its note is there already; a change may have told the action more.
+            if (const uint32_t error = m_notes->Store(*action); error != ERROR_SUCCESS) {
+                OnActionFailed(action->GetName(), ActionStep::Store, error);
+            }
+            return;
     }
 }
 
-/// Reads one of the two revert lists, lets `change` have it and stores it when that says so.
-template <class Change>
-void OptimizerProfile::_ChangeRevertList(IProfilesSettings& settings, bool system, Change change) {
-    TRACE_SCOPE("OptimizerProfile::_ChangeRevertList");
-    const auto store = [&](const std::wstring& text) {
-        return system ? settings.SetSystemRevertActions(text) : settings.SetUserRevertActions(text);
-    };
-    std::wstring text;
-    if (!settings.GetRevertActions(system, text)) {
-        TRACE_LINE(trace::kError, L"a note was not stored: its list can't be read now");
-        return;
-    }
-    if (text.empty()) {
-        text = L"{}";
-        store(text);
-    }
-    picojson::value list;
-    std::string error;
-    if (!json::Parse(Narrow(text), list, error) || !list.is<picojson::object>()) {
-        TRACE_LINE(trace::kError, L"%S", error.c_str());
-        return;
-    }
-    if (!change(list.get<picojson::object>())) return;
-    if (!store(Widen(list.serialize()))) TRACE_LINE(trace::kError, L"a note was not stored");
+uint32_t OptimizerProfile::OnActionNoted(IOptimizerAction* action) {
+    TRACE_SCOPE("OptimizerProfile::OnActionNoted");
+    return m_notes->Store(*action);
+}
+
+void OptimizerProfile::OnActionFailed(const std::wstring& action, ActionStep step, uint32_t code) {
+    if (step == ActionStep::Revert) m_notBack.insert(action);
+    m_report.Add({.step = NameOf(step), .action = action, .notes = L"", .code = code});
+}
+
+void OptimizerProfile::OnNoteShrunk(IOptimizerAction* action) {
+    TRACE_SCOPE("OptimizerProfile::OnNoteShrunk");
+    m_notes->StoreShrunk(*action);
 }
 
 }  // namespace optimizer

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -9,7 +9,10 @@
 #include "border/optimizer.h"
 #include "border/optimizer_settings.h"
 #include "frame/handles.h"
+#include "profile/action_lists.h"
 #include "profile/action_manager.h"
+#include "profile/note_book.h"
+#include "profile/run_report.h"
 
 namespace optimizer {
 
@@ -24,48 +27,57 @@ protected:
     ~IOptimizerProfileObserver() = default;
 };
 
-/// Carries out one change of profile at a time on the host's event queue, and keeps the list of what is
-/// changed on disk after each action. Owned by ProfileManager, which calls Start, Stop and the rest with its
-/// lock held; the run itself is on a queue thread and takes no lock of the manager's, since Stop waits for
-/// it.
-class OptimizerProfile final : public IActionObserver {
+/// Carries out one change of profile at a time on the host's event queue. What each action will have to
+/// return to is on disk before the action changes anything, and goes from there when the machine is back;
+/// what an earlier run noted is handed to the actions that go on with it, and put back otherwise, in every
+/// run.
+///
+/// Owned by ProfileManager, which calls Start, Stop and the rest with its lock held; the run itself is on a
+/// queue thread and takes no lock of the manager's, since Stop waits for it.
+class OptimizerProfile final : public IActionObserver, public INoteObserver {
 public:
     using profile = profiles::profile;
 
     OptimizerProfile(IServMain* main, IOptimizerProfileObserver* observer, ActionFactory factory);
-    /// Ends a run in flight. When an uninstall was announced, puts the whole machine back on this thread.
+    /// Ends a run in flight. When an uninstall was announced, puts the whole machine back on this thread,
+    /// what was noted for users who aren't here included.
     ~OptimizerProfile();
     OptimizerProfile(const OptimizerProfile&) = delete;
     OptimizerProfile& operator=(const OptimizerProfile&) = delete;
 
     void OnActionState(IOptimizerAction* action, const ActionState* state) override;
+    uint32_t OnActionNoted(IOptimizerAction* action) override;
+    void OnActionFailed(const std::wstring& action, ActionStep step, uint32_t code) override;
+    void OnNoteShrunk(IOptimizerAction* action) override;
 
-    /// Posts the change and returns. While a change runs, a new one is dropped and the result is 0.
+    /// Stores the choice, posts the change and returns. While a change runs, a new one is dropped and the
+    /// result is 0. A choice that can't be stored isn't begun, but for "Disabled".
     uint32_t Start(const profile* wanted);
     /// Cancels the change in flight and blocks until it has ended.
     uint32_t Stop();
-    /// Reads the stored profile into `out` and starts it as a restore: the actions are given the values that
-    /// an earlier run saved.
-    uint32_t RestoreLastProfile(profile* out);
+    /// Reads the stored profile into `out` and starts it. While the module is off nothing but "Battery" and
+    /// "Disabled" is carried out: another choice stays stored, and what is noted is put back.
+    uint32_t RestoreLastProfile(profile* out, bool moduleIsOn);
     uint32_t SetProfileConfig(const profile* which, const std::wstring& text);
     uint32_t GetProfileConfig(const profile* which, std::wstring& out);
+    const RunReport& Report() const { return m_report; }
 
 private:
+    enum class Scope {
+        Profile,  // the profile's actions, and the way back of what it lacks
+        WayBack,  // the way back alone
+    };
+
+    bool _IsBusy();
+    uint32_t _Post(profile inForce);
     void _Start(profile wanted);
-    void _Run(profile wanted);
-    void _Restore(profile wanted, ActionMap& actions);
-    [[nodiscard]] bool _ReadNotes(ActionMap& saved);
-    [[nodiscard]] bool _TakeOverNotes(ActionMap& saved, ActionMap& actions);
-    void _EraseNotes();
-    void _RemoveNote(const std::wstring& name);
-    bool _GetActionLists(profile wanted, ActionMap& actions);
-    bool _GetActionList(bool system, profile wanted, ActionMap& actions);
-    bool _AddActions(const std::wstring& text, profile wanted, ActionMap& actions);
-    void _AddAction(const std::wstring& name, const picojson::value& value, ActionMap& actions);
-    ActionPointer _ProcessWideAction(const picojson::value& value);
-    picojson::value _ReadConfig(profile wanted);
-    template <class Change>
-    void _ChangeRevertList(IProfilesSettings& settings, bool system, Change change);
+    void _Run(profile wanted, Scope scope);
+    void _LetGoOfOtherUsers();
+    void _TakeOverNotes(ActionMap& actions);
+    bool _HandOver(const Note& note, IOptimizerAction& action);
+    void _PutBack(ActionMap& saved);
+    void _PutBackForOtherUsers();
+    void _Erase(const std::wstring& action);
     IProfilesSettings* _ProfilesSettings() const;
 
     IServMain* const m_main;
@@ -76,17 +88,12 @@ private:
     IComponentManager* m_components = nullptr;
     IOptimizerSettings* m_settings = nullptr;
     IOptimizerProfileObserver* const m_observer;
-    std::atomic<int32_t> m_restore = 0;  // 1 while the next run is a restore
     KernelHandle m_uninstallEvent;
-    const ActionFactory m_factory;
+    std::unique_ptr<NoteBook> m_notes;
+    RunReport m_report;
     // Only touched by the run.
-    std::unique_ptr<IOptimizerAction> m_processWideAction;  // once made, kept to the end
-    bool m_hasRun = false;
-    std::vector<std::wstring> m_reverted;  // actions whose notes can go when they are destroyed
+    ActionLists m_lists;
+    std::set<std::wstring> m_notBack;  // actions whose way back failed in this run
 };
-
-/// Whether the user's config lets an action of a profile run: its boolean "active", or the default, which is
-/// yes but for "PostponeWindowsUpdate" in "Work".
-bool IsActionActive(const picojson::value& config, const std::string& name, profiles::profile wanted);
 
 }  // namespace optimizer

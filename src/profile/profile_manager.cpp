@@ -45,7 +45,7 @@ uint32_t ProfileManager::Start() {
     {
         // In one go: whoever asks in between would find a profile in force and a module that is off.
         CriticalSectionGuard guard(m_lock);
-        _RestoreLastProfile();
+        _RestoreLastProfile(_GetModuleState());
         _AdoptStoredModuleState();
     }
     CUserLogon::Instance().Observers().Add(this);
@@ -73,7 +73,13 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     TRACE_SCOPE("ProfileManager::SetProfile");
     CriticalSectionGuard guard(m_lock);
     if (!m_profile) return ERROR_GEN_FAILURE;
-    if (*wanted == m_activeProfile) return ERROR_ALREADY_EXISTS;
+    if (*wanted == m_activeProfile) {
+        // "Disabled" says that the machine is back: asked for again, it is looked at once more until that is
+        // so.
+        const RunReport& report = m_profile->Report();
+        if (*wanted != profile::Disabled || report.IsSettled(*wanted)) return ERROR_ALREADY_EXISTS;
+        if (report.IsRunning()) return ERROR_SUCCESS;  // whoever waits for its end hears of it
+    }
     const uint32_t stopError = m_profile->Stop();
     if (stopError != ERROR_SUCCESS) return stopError;
     TRACE_LINE(trace::kInformation, L"enabled=%s profile=%d", TrueFalse(m_moduleState), *wanted);
@@ -81,10 +87,11 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     IProfilesSettings* const settings = _ProfilesSettings();
     uint32_t result = ERROR_SUCCESS;
     // A module that is off still carries out "Battery" and "Disabled"; any other choice is only remembered.
-    if (m_moduleState || *wanted == profile::Battery || *wanted == profile::Disabled) {
+    if (_Runs(*wanted)) {
         result = m_profile->Start(wanted);
     } else if (settings != nullptr) {
-        settings->SetActiveProfile(wanted);
+        result = settings->StoreActiveProfile(wanted);
+        if (result == ERROR_NO_SUCH_USER) result = ERROR_SUCCESS;
     }
     if (settings != nullptr) {
         TRACE_LINE(trace::kInformation, L"module status: %s", OnOff(m_moduleState));
@@ -94,6 +101,15 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     m_activeProfile = *wanted;
     if (m_observer != nullptr) m_observer->OnProfileApplied(wanted);
     return ERROR_SUCCESS;
+}
+
+bool ProfileManager::_Runs(profile which) const {
+    return m_moduleState || which == profile::Battery || which == profile::Disabled;
+}
+
+std::string ProfileManager::LastRun() {
+    CriticalSectionGuard guard(m_lock);
+    return m_profile ? m_profile->Report().ToJson() : std::string();
 }
 
 uint32_t ProfileManager::GetProfile(profile* active) {
@@ -108,8 +124,11 @@ uint32_t ProfileManager::SetProfileConfig(const profile* which, const std::wstri
     CriticalSectionGuard guard(m_lock);
     if (!m_profile) return ERROR_GEN_FAILURE;
     const uint32_t result = m_profile->SetProfileConfig(which, text);
-    // While a change runs, this new run is dropped; the config takes effect with the next change.
-    if (result == ERROR_SUCCESS && *which == m_activeProfile) static_cast<void>(m_profile->Start(which));
+    // While a change runs, this new run is dropped; the config takes effect with the next change. So it does
+    // for a profile that a module which is off only remembers.
+    if (result == ERROR_SUCCESS && *which == m_activeProfile && _Runs(*which)) {
+        static_cast<void>(m_profile->Start(which));
+    }
     return result;
 }
 
@@ -119,11 +138,13 @@ uint32_t ProfileManager::GetProfileConfig(const profile* which, std::wstring& ou
     return m_profile ? m_profile->GetProfileConfig(which, out) : uint32_t{ERROR_GEN_FAILURE};
 }
 
-uint32_t ProfileManager::_RestoreLastProfile() {
+/// A module that is off starts nothing of the remembered profile, on this road as little as on any other.
+uint32_t ProfileManager::_RestoreLastProfile(bool moduleIsOn) {
     TRACE_SCOPE("ProfileManager::RestoreLastProfile");
     CriticalSectionGuard guard(m_lock);
     profile last = profile::Disabled;
-    const uint32_t error = m_profile ? m_profile->RestoreLastProfile(&last) : uint32_t{ERROR_GEN_FAILURE};
+    const uint32_t error =
+        m_profile ? m_profile->RestoreLastProfile(&last, moduleIsOn) : uint32_t{ERROR_GEN_FAILURE};
     if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"GenericProfile::RestoreLastProfile failed 0x%x", error);
         return error;
@@ -154,9 +175,11 @@ uint32_t ProfileManager::SetModuleState(uint32_t enable) {
     if (!wanted) {
         constexpr profile kDisabled = profile::Disabled;
         result = SetProfile(&kDisabled);
-        // Nothing of it is in force, but the field goes on naming what the user chose.
+        // Nothing of it is in force, but the field goes on naming what the user chose, and so does what is
+        // stored: a module that comes on after a restart goes on with it.
         CriticalSectionGuard guard(m_lock);
         m_activeProfile = saved;
+        if (IProfilesSettings* const settings = _ProfilesSettings()) settings->SetActiveProfile(&saved);
     } else {
         {
             // So that the profile isn't refused as the active one.
@@ -185,7 +208,8 @@ void ProfileManager::OnLogon(uint32_t, const wchar_t*) {
     TRACE_SCOPE("ProfileManager::OnLogon");
     CriticalSectionGuard guard(m_lock);
     _AdoptStoredModuleState();
-    if (m_profile && m_profile->Stop() == ERROR_SUCCESS) static_cast<void>(_RestoreLastProfile());
+    if (m_profile && m_profile->Stop() == ERROR_SUCCESS)
+        static_cast<void>(_RestoreLastProfile(m_moduleState));
 }
 
 void ProfileManager::OnLogoff(uint32_t, const wchar_t*) {

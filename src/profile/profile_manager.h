@@ -39,7 +39,8 @@ public:
     uint32_t Start();
     uint32_t Stop();
 
-    /// 183 (ERROR_ALREADY_EXISTS) for the active profile, 31 before Start, or an error of the event queue.
+    /// 183 (ERROR_ALREADY_EXISTS) for the active profile, but for "Disabled" while the machine isn't back; 31
+    /// before Start, or the error of the store or the event queue.
     uint32_t SetProfile(const profile* wanted);
     uint32_t GetProfile(profile* active);
     uint32_t SetProfileConfig(const profile* which, const std::wstring& text);
@@ -47,13 +48,16 @@ public:
     /// Only 1 means on. 0 also when the state didn't change.
     uint32_t SetModuleState(uint32_t enable);
     bool GetModuleState();
+    /// What became of the last run, as RunReport writes it; empty before Start.
+    std::string LastRun();
 
     void OnActionsExecuted(const profile* executed) override;
     void OnLogon(uint32_t time, const wchar_t* user) override;
     void OnLogoff(uint32_t time, const wchar_t* user) override;
 
 private:
-    uint32_t _RestoreLastProfile();
+    bool _Runs(profile which) const;
+    uint32_t _RestoreLastProfile(bool moduleIsOn);
     bool _GetModuleState();
     void _AdoptStoredModuleState();
     IProfilesSettings* _ProfilesSettings() const;

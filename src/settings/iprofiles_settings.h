@@ -3,6 +3,7 @@
 #include <string>
 
 #include "border/optimizer.h"
+#include "settings/inotes_store.h"
 
 namespace optimizer {
 
@@ -31,9 +32,12 @@ public:
     virtual bool GetModuleStatus(bool* out) = 0;
     virtual bool SetModuleStatus(const bool* enabled) = 0;
     virtual ~IProfilesSettings() = default;
-    /// The revert list as GetSystemActions or GetUserActions gives it. False while a list is there and can't
-    /// be read, since somebody else holds the file: who took that for no list would overwrite its notes.
-    [[nodiscard]] virtual bool GetRevertActions(bool system, std::wstring& out) = 0;
+    /// As SetActiveProfile, and tells: 0, 1317 (ERROR_NO_SUCH_USER) while nobody is logged on, or the error
+    /// for which the profile isn't stored.
+    [[nodiscard]] virtual uint32_t StoreActiveProfile(const profile* active) = 0;
+    /// The shipped action list of a profile, that of "Disabled" too: what is noted plays no part here.
+    virtual void GetShippedActions(const profile* which, std::wstring& out) = 0;
+    virtual INotesStore& Notes() = 0;
 };
 
 }  // namespace optimizer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <picojson.h>
@@ -10,16 +11,17 @@ enum class JsonFileState {
     Ok,
     Absent,      // no such file
     Empty,       // no text in it
-    Unreadable,  // there, but can't be opened or read
-    Broken,      // doesn't parse
+    Unreadable,  // there, but can't be opened or read now
+    Broken,      // doesn't parse, is too large or no file at all
 };
 
-/// Reads and parses a whole file. Broken ones are traced with the place of the error, which `error` receives
-/// too.
+/// Reads and parses a whole file. What is wrong with a broken one is traced, and `error` receives it. Waits
+/// up to a second and a half for a file that somebody holds.
 JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out, std::string* error = nullptr);
 
-/// Replaces the file's content by the compact text and has it on disk at the return.
-bool WriteJsonFile(const std::wstring& path, const picojson::value& value);
+/// Replaces the file's content by the compact text and has it on disk at the return. 0, or the system's
+/// error, and then the file holds what it held before.
+[[nodiscard]] uint32_t WriteJsonFile(const std::wstring& path, const picojson::value& value);
 
 /// Reads a file into an object to be changed. An absent or empty file gives an empty object; anything else
 /// that isn't an object is false, so that nobody overwrites what a person may still want to mend.

@@ -1,10 +1,16 @@
 #include "settings/profiles_settings.h"
 
+#include <utility>
+
+#include <windows.h>
+
 #include "frame/json.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
+#include "settings/guarded_file.h"
 #include "settings/json_file.h"
+#include "settings/notes_check.h"
 #include "settings/profile_names.h"
 
 namespace optimizer {
@@ -13,7 +19,6 @@ namespace {
 
 constexpr const char* kActiveProfileKey = "active_profile";
 constexpr const char* kModuleStatusKey = "module_status";
-constexpr const char* kRevertListKey = "Disabled";
 constexpr const char* kSystemActionsKey = "SystemActions";
 
 std::wstring InFolder(const std::wstring& folder, const std::wstring& name) {
@@ -38,23 +43,31 @@ bool MakeUserPath(const std::wstring& folder, const wchar_t* suffix, const trace
 }
 
 /// The object under a key of a file; false when the file or the object isn't there.
-bool ReadMember(const std::wstring& file, const std::string& key, picojson::value& out,
-                JsonFileState* state = nullptr) {
+bool ReadMember(const std::wstring& file, const std::string& key, picojson::value& out) {
     picojson::value document;
-    const JsonFileState found = ReadJsonFile(file, document);
-    if (state != nullptr) *state = found;
-    if (found != JsonFileState::Ok) return false;
+    if (ReadJsonFile(file, document) != JsonFileState::Ok) return false;
     const picojson::value* const member = json::Find(document, key);
     if (member == nullptr || !member->is<picojson::object>()) return false;
     out = *member;
     return true;
 }
 
-bool WriteMember(const std::wstring& file, const char* key, const picojson::value& value) {
+/// False when there is nothing to read.
+bool ReadRestoreFile(const std::wstring& file, picojson::value& out) {
     picojson::object document;
-    if (!ReadObjectForChange(file, document)) return false;
+    const bool read = GuardedFile(file).Read(document) == GuardedState::Ok;
+    out = picojson::value(std::move(document));
+    return read;
+}
+
+/// Of a restore file. One that is damaged has been set aside: a new one begins, whose notes wait for a
+/// person.
+uint32_t WriteMember(const std::wstring& path, const char* key, const picojson::value& value) {
+    const GuardedFile file(path);
+    picojson::object document;
+    if (file.Read(document) == GuardedState::Unreadable) return ERROR_LOCK_VIOLATION;
     document[key] = value;
-    return WriteJsonFile(file, picojson::value(document));
+    return file.Write(std::move(document));
 }
 
 }  // namespace
@@ -100,11 +113,20 @@ bool CProfilesSettings::GetActiveProfile(profile* out) {
 
 void CProfilesSettings::SetActiveProfile(const profile* active) {
     TRACE_SCOPE("CProfilesSettings::SetActiveProfile");
+    static_cast<void>(StoreActiveProfile(active));
+}
+
+uint32_t CProfilesSettings::StoreActiveProfile(const profile* active) {
+    TRACE_SCOPE("CProfilesSettings::StoreActiveProfile");
     CriticalSectionGuard guard(m_lock);
     std::wstring userFile;
-    if (ProfileName(*active).empty() || !m_restore.GetUserFile(userFile)) return;
-    if (WriteMember(userFile, kActiveProfileKey, picojson::value(ProfileName(*active))))
-        m_activeProfile = *active;
+    if (ProfileName(*active).empty()) return ERROR_INVALID_PARAMETER;
+    if (!m_restore.GetUserFile(userFile)) return ERROR_NO_SUCH_USER;
+    const uint32_t error = WriteMember(userFile, kActiveProfileKey, picojson::value(ProfileName(*active)));
+    if (error != ERROR_SUCCESS) return error;
+    m_activeProfile = *active;
+    m_activeUserFile = userFile;
+    return ERROR_SUCCESS;
 }
 
 void CProfilesSettings::GetUserActions(const profile* which, std::wstring& out) {
@@ -121,13 +143,12 @@ void CProfilesSettings::GetSystemActions(const profile* which, std::wstring& out
     _GetActions(which, m_restore.systemFile, out);
 }
 
-bool CProfilesSettings::GetRevertActions(bool system, std::wstring& out) {
-    TRACE_SCOPE("CProfilesSettings::GetRevertActions");
-    constexpr profile kDisabled = profile::Disabled;
+void CProfilesSettings::GetShippedActions(const profile* which, std::wstring& out) {
+    TRACE_SCOPE("CProfilesSettings::GetShippedActions");
     CriticalSectionGuard guard(m_lock);
-    std::wstring file = m_restore.systemFile;
-    if (!system && !m_restore.GetUserFile(file)) file.clear();
-    return _GetActions(&kDisabled, file, out);
+    out.clear();
+    picojson::value actions;
+    if (ReadMember(m_profilesFile, ProfileName(*which), actions)) out = Widen(actions.serialize());
 }
 
 bool CProfilesSettings::SetUserRevertActions(const std::wstring& text) {
@@ -170,7 +191,10 @@ bool CProfilesSettings::SetConfig(const profile* which, const std::wstring& text
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }
-    return WriteMember(userFile, ProfileName(*which).c_str(), config);
+    picojson::object document;
+    if (!ReadObjectForChange(userFile, document)) return false;
+    document[ProfileName(*which)] = config;
+    return WriteJsonFile(userFile, picojson::value(document)) == ERROR_SUCCESS;
 }
 
 bool CProfilesSettings::GetModuleStatus(bool* out) {
@@ -179,7 +203,7 @@ bool CProfilesSettings::GetModuleStatus(bool* out) {
     CriticalSectionGuard guard(m_lock);
     std::wstring userFile;
     picojson::value document;
-    if (!m_restore.GetUserFile(userFile) || ReadJsonFile(userFile, document) != JsonFileState::Ok) {
+    if (!m_restore.GetUserFile(userFile) || !ReadRestoreFile(userFile, document)) {
         TRACE_LINE(trace::kWarning, L"Failed LoadModuleStatus");
         return false;
     }
@@ -192,7 +216,7 @@ bool CProfilesSettings::SetModuleStatus(const bool* enabled) {
     CriticalSectionGuard guard(m_lock);
     std::wstring userFile;
     if (m_restore.GetUserFile(userFile) &&
-        WriteMember(userFile, kModuleStatusKey, picojson::value(*enabled))) {
+        WriteMember(userFile, kModuleStatusKey, picojson::value(*enabled)) == ERROR_SUCCESS) {
         return true;
     }
     TRACE_LINE(trace::kWarning, L"Failed SaveModuleStatus");
@@ -201,10 +225,11 @@ bool CProfilesSettings::SetModuleStatus(const bool* enabled) {
 
 bool CProfilesSettings::_LoadActiveProfile(const std::wstring& userFile) {
     picojson::value document;
-    if (ReadJsonFile(userFile, document) != JsonFileState::Ok) return false;
+    if (!ReadRestoreFile(userFile, document)) return false;
     const auto name = json::ToText(json::Find(document, kActiveProfileKey));
     if (!name) return false;
     m_activeProfile = ProfileFromName(*name);
+    m_activeUserFile = userFile;
     return true;
 }
 
@@ -220,19 +245,21 @@ bool CProfilesSettings::_LoadSystemActions() {
     return true;
 }
 
-bool CProfilesSettings::_GetActions(const profile* which, const std::wstring& restoreFile,
+void CProfilesSettings::_GetActions(const profile* which, const std::wstring& restoreFile,
                                     std::wstring& out) {
     out.clear();
-    picojson::value actions;
-    JsonFileState state = JsonFileState::Ok;
-    const bool found = (*which == profile::Disabled && !restoreFile.empty() &&
-                        ReadMember(restoreFile, kRevertListKey, actions, &state)) ||
-                       ReadMember(m_profilesFile, ProfileName(*which), actions);
-    if (found) out = Widen(actions.serialize());
-    return state != JsonFileState::Unreadable;
+    picojson::value document;
+    if (*which == profile::Disabled && !restoreFile.empty() && ReadRestoreFile(restoreFile, document)) {
+        const picojson::value* const noted = json::Find(document, kRevertListKey);
+        if (noted != nullptr && noted->is<picojson::object>()) {
+            out = Widen(noted->serialize());
+            return;
+        }
+    }
+    GetShippedActions(which, out);
 }
 
-bool CProfilesSettings::_SetRevertActions(const std::wstring& file, const std::wstring& text) {
+bool CProfilesSettings::_SetRevertActions(const std::wstring& path, const std::wstring& text) {
     TRACE_SCOPE("CProfilesSettings::_SetRevertActions");
     picojson::value actions;
     std::string error;
@@ -240,11 +267,12 @@ bool CProfilesSettings::_SetRevertActions(const std::wstring& file, const std::w
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }
+    const GuardedFile file(path);
     picojson::object document;
-    if (!ReadObjectForChange(file, document)) return false;
+    if (file.Read(document) == GuardedState::Unreadable || file.IsDamaged()) return false;
     document[kRevertListKey] = actions;
     document[kActiveProfileKey] = picojson::value(ProfileName(m_activeProfile));
-    return WriteJsonFile(file, picojson::value(document));
+    return file.Write(std::move(document)) == ERROR_SUCCESS;
 }
 
 }  // namespace optimizer

@@ -3,6 +3,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <picojson.h>
 
@@ -11,10 +12,10 @@
 
 namespace optimizer {
 
-/// Keeps profiles in JSON files: the shipped definitions, the machine's and the user's revert lists, and the
+/// Keeps profiles in JSON files: the shipped definitions, the machine's and the users' restore files, and the
 /// user's own settings. Nothing is cached but the active profile's number and the names of the system
 /// actions. Owned by CSettingsManager.
-class CProfilesSettings final : public IProfilesSettings {
+class CProfilesSettings final : public IProfilesSettings, public INotesStore {
 public:
     /// `folder` is the settings folder; the last back-slash may lack.
     explicit CProfilesSettings(const std::wstring& folder);
@@ -33,7 +34,15 @@ public:
     bool SetConfig(const profile* which, const std::wstring& text) override;
     bool GetModuleStatus(bool* out) override;
     bool SetModuleStatus(const bool* enabled) override;
-    bool GetRevertActions(bool system, std::wstring& out) override;
+    uint32_t StoreActiveProfile(const profile* active) override;
+    void GetShippedActions(const profile* which, std::wstring& out) override;
+    INotesStore& Notes() override { return *this; }
+
+    std::wstring UserKey() override;
+    std::vector<std::wstring> NotedUsers() override;
+    NotesState ReadNotes(const std::wstring& key, RevertNotes& notes) override;
+    uint32_t ChangeNotes(const std::wstring& key, const std::function<bool(RevertNotes&)>& change) override;
+    std::wstring AccountOf(const std::wstring& key) override;
 
 private:
     /// Where revert lists are kept.
@@ -54,15 +63,17 @@ private:
 
     bool _LoadActiveProfile(const std::wstring& userFile);
     bool _LoadSystemActions();
-    /// False when the restore file is there and can't be read; `out` falls back to what ships all the same.
-    bool _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
+    void _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
     bool _SetRevertActions(const std::wstring& file, const std::wstring& text);
+    std::wstring _RestoreFile(const std::wstring& key) const;
+    uint32_t _StoreNotes(const std::wstring& key, picojson::object& document, const RevertNotes& notes);
 
     const std::wstring m_profilesFile;
     const Restore m_restore;
     const Config m_config;
     CCriticalSection m_lock;                      // held over file access; guards the fields below
     profile m_activeProfile = profile::Disabled;  // as last loaded or stored
+    std::wstring m_activeUserFile;                // whose that is
     std::set<std::string> m_systemActions;
 };
 

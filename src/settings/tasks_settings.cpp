@@ -73,7 +73,7 @@ bool CTasksSettings::_Write(const std::string& name, const std::string& text) {
     if (ReadJsonFile(m_currentFile, document) != JsonFileState::Ok || !document.is<picojson::object>())
         document = picojson::value(picojson::object());
     document.get<picojson::object>()[name] = settings;
-    return WriteJsonFile(m_currentFile, document);
+    return WriteJsonFile(m_currentFile, document) == 0;
 }
 
 }  // namespace optimizer

@@ -29,6 +29,7 @@ public:
     ~RecordingAction() override { --g_machine->alive; }
 
     uint32_t Note(optimizer::IOptimizerActionSettings*) override {
+        if (g_machine->unnoted == m_name) return ERROR_GEN_FAILURE;
         if (!m_hasFound) m_found.value = g_machine->values[m_name];
         m_hasFound = true;
         return 0;
@@ -42,8 +43,10 @@ public:
         g_machine->onEvent(L"stop " + m_name);
         return 0;
     }
-    uint32_t Revert() override { return _Set(L"revert ", m_found.value); }
-    uint32_t FinishRevert() override { return 0; }
+    uint32_t Revert() override {
+        return g_machine->stuck != m_name ? _Set(L"revert ", m_found.value) : ERROR_SUCCESS;
+    }
+    uint32_t FinishRevert() override { return g_machine->stuck != m_name ? ERROR_SUCCESS : ERROR_BUSY; }
     uint32_t PutBack() override {
         SetRevertParameters(&m_parameters);
         return Start();

@@ -26,6 +26,8 @@ struct Machine {
     std::function<void(const std::wstring& event)> onEvent = [](const std::wstring&) {};
     std::wstring failing;  // the action whose Start says that it failed
     std::wstring unfit;    // the action that can't return to what an earlier run saved
+    std::wstring unnoted;  // the action that can't tell what it would have to return to
+    std::wstring stuck;    // the action whose way back doesn't get through
     int created = 0;
     int alive = 0;
 };

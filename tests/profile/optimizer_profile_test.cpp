@@ -1,6 +1,7 @@
 // One change of profile: what runs, in which order, and what stands on disk at every moment in between.
 #include "profile/optimizer_profile.h"
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -10,6 +11,7 @@
 #include "frame/uninstall_event.h"
 #include "settings/iprofiles_settings.h"
 #include "tests/profile/engine_fixture.h"
+#include "tests/support/simulated_users.h"
 
 namespace optimizer {
 namespace {
@@ -35,7 +37,7 @@ protected:
         m_machine.log.clear();
         Make();
         profile last = profile::Disabled;
-        EXPECT_EQ(m_runner->RestoreLastProfile(&last), 0U);
+        EXPECT_EQ(m_runner->RestoreLastProfile(&last, true), 0U);
         if (runRestore) m_host.queue.RunAll();
     }
     /// Runs what is posted on a thread of its own and stops the run while it is inside `event`.
@@ -65,14 +67,15 @@ protected:
     std::unique_ptr<OptimizerProfile> m_runner;
 };
 
-TEST_F(OptimizerProfileTest, EachNoteIsOnDiskBeforeTheNextActionStarts) {
+TEST_F(OptimizerProfileTest, EachNoteIsOnDiskBeforeItsActionChangesAnything) {
     Make();
     m_machine.onEvent = [this](const std::wstring& event) {
-        if (event == L"start B") {
+        if (event == L"start A") {
             EXPECT_NE(SystemFile().find(R"({"A":7})"), std::string::npos) << SystemFile();
         }
         if (event == L"start D") {
             EXPECT_NE(SystemFile().find(R"({"A":7,"B":7,"C":7})"), std::string::npos) << SystemFile();
+            EXPECT_NE(UserFile().find(R"({"D":7})"), std::string::npos) << UserFile();
         }
     };
     Run(profile::Game);
@@ -154,10 +157,14 @@ TEST_F(OptimizerProfileTest, ANoteThatDoesNotFitOrCannotBeReadIsNotTakenForNone)
     EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B", L"start C", L"start D"})) << "A waits for its note";
     m_machine.failing.clear();
     {
-        const optimizer::FileHandle held(CreateFileW(File(L"system_restore_profile.json").c_str(),
-                                                     GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        const std::wstring path = File(L"system_restore_profile.json");
+        std::filesystem::remove(path + L".copy");
+        const optimizer::FileHandle held(
+            CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
         Restart();
-        EXPECT_EQ(TakeLog(), Log{});
+        EXPECT_EQ(TakeLog(), (Log{L"start D"})) << "nobody can tell what there is to return to but for D";
+        EXPECT_NE(m_runner->Report().ToJson().find(R"("notes":"system","step":"read")"), std::string::npos)
+            << m_runner->Report().ToJson();
     }
     EXPECT_NE(SystemFile().find(R"({"A":7,"B":7,"C":7})"), std::string::npos) << SystemFile();
     Run(profile::Disabled);
@@ -195,12 +202,100 @@ TEST_F(OptimizerProfileTest, StoppedBeforeItBeginsARunChangesNothingAndIsToldAny
     EXPECT_EQ(m_host.queue.Pending().size(), 1U);
     EXPECT_EQ(m_runner->Stop(), 0U);
     EXPECT_TRUE(m_machine.log.empty());
-    EXPECT_EQ(UserFile(), "");
+    EXPECT_EQ(UserFile(), R"({"active_profile":"Game"})") << "accepted, and what the next start finds";
     EXPECT_EQ(m_executed.all, (std::vector{profile::Game}));
     EXPECT_EQ(m_host.queue.openHandles, 0);
 
     m_host.queue.postError = 5;
     EXPECT_EQ(m_runner->Start(&wanted), uint32_t{ERROR_INVALID_HANDLE}) << "no handle came back";
+}
+
+TEST_F(OptimizerProfileTest, WhatCannotBeNotedIsNotChanged) {
+    Make();
+    const std::wstring path = File(L"system_restore_profile.json");
+    rig::WriteFileText(path, "{}");
+    // As a scanner or a backup holds it: it can be read and not written.
+    FileHandle held(
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    m_machine.unnoted = L"D";
+    Run(profile::Game);
+    EXPECT_EQ(TakeLog(), Log{});
+    const std::string report = m_runner->Report().ToJson();
+    for (const char* const problem : {R"({"action":"A","code":32,"notes":"","step":"store"})",
+                                      R"({"action":"C","code":32,"notes":"","step":"store"})",
+                                      R"({"action":"D","code":31,"notes":"","step":"note"})"})
+        EXPECT_NE(report.find(problem), std::string::npos) << report;
+    held.Reset();
+    m_machine.unnoted.clear();
+    Run(profile::Game);
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B", L"start C", L"start D"}));
+    EXPECT_TRUE(m_runner->Report().IsSettled(profile::Game));
+
+    m_machine.unnoted = L"B";
+    Run(profile::Work);
+    EXPECT_EQ(TakeLog(), (Log{L"revert C", L"revert D", L"update A"})) << "an update needs its note too";
+    m_machine.unnoted.clear();
+    Run(profile::Disabled);
+    ExpectPutBack();
+}
+
+TEST_F(OptimizerProfileTest, AWayBackThatFailsKeepsItsNoteAndIsTriedAgain) {
+    Make();
+    Run(profile::Game);
+    m_machine.stuck = L"B";
+    Run(profile::Disabled);
+    EXPECT_FALSE(m_runner->Report().IsSettled(profile::Disabled));
+    EXPECT_NE(SystemFile().find(R"("Disabled":{"B":7})"), std::string::npos) << SystemFile();
+    TakeLog();
+    Run(profile::Game);
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B", L"start C", L"start D"}));
+    EXPECT_NE(SystemFile().find(R"({"A":7,"B":7,"C":7})"), std::string::npos) << "still the first value";
+    m_machine.stuck.clear();
+    Run(profile::Disabled);
+    EXPECT_TRUE(m_runner->Report().IsSettled(profile::Disabled));
+    ExpectPutBack();
+}
+
+TEST_F(OptimizerProfileTest, TheActionsThatShipWithDisabledRunWithNotesOfTheirOwn) {
+    WriteProfiles(R"({"SystemActions":["A"],"Disabled":{"A":5},"Game":{"A":2,"B":2}})");
+    Make();
+    Run(profile::Game);
+    TakeLog();
+    Run(profile::Disabled);
+    EXPECT_EQ(TakeLog(), (Log{L"revert B", L"update A"}));
+    EXPECT_NE(SystemFile().find(R"({"A":7})"), std::string::npos) << SystemFile();
+    Restart();
+    EXPECT_EQ(TakeLog(), (Log{L"start A"}));
+    EXPECT_EQ(m_machine.values[L"A"], 5);
+    SetEvent(OpenUninstallEvent().Get());
+    m_runner.reset();
+    ExpectPutBack();
+}
+
+TEST_F(OptimizerProfileTest, EachUserGetsTheOwnValuesBack) {
+    Make();
+    Run(profile::Game);  // D is the user's
+    test_support::SetSimulatedUser(L"DOM", L"bob");
+    m_machine.values[L"D"] = 8;  // as bob has it
+    Run(profile::Game);
+    EXPECT_NE(UserFile().find(R"({"D":7})"), std::string::npos) << UserFile();
+    const std::string bobs = rig::ReadFileText(File(L"DOM_bob_restore_profile.json"));
+    EXPECT_NE(bobs.find(R"({"D":8})"), std::string::npos) << bobs;
+    Run(profile::Disabled);
+    EXPECT_EQ(m_machine.values[L"D"], 8);
+    EXPECT_EQ(m_machine.values[L"A"], 7);
+    test_support::SetSimulatedUser(L"DOM", L"ann");
+    m_machine.values[L"D"] = 2;  // as ann left it
+    Run(profile::Disabled);
+    ExpectPutBack();
+
+    // An uninstall brings back what is noted for whoever isn't here.
+    Run(profile::Game);
+    test_support::SetSimulatedUser(L"DOM", L"bob");
+    SetEvent(OpenUninstallEvent().Get());
+    m_runner.reset();
+    ExpectPutBack();
+    test_support::SetSimulatedUser(L"DOM", L"ann");
 }
 
 TEST_F(OptimizerProfileTest, TheUsersConfigDecidesWhatIsActive) {

@@ -72,6 +72,52 @@ TEST_F(ProfileManagerTest, AModuleThatIsOffRemembersTheChoiceAndRunsItWhenItGoes
     EXPECT_FALSE(m_manager.GetModuleState());
 }
 
+TEST_F(ProfileManagerTest, NoRoadStartsAnythingWhileTheModuleIsOff) {
+    Start(true);
+    ASSERT_EQ(Set(profile::Game), 0U);
+    ASSERT_EQ(m_manager.Stop(), 0U);
+    TakeLog();
+    Start(false);
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B", L"start C", L"start D"})) << "put back";
+    for (const auto& [name, value] : m_machine.values)
+        EXPECT_EQ(value, 7) << static_cast<char>(name[0]);
+    m_manager.OnLogon(0, L"DOM\\ann");
+    profile game = profile::Game;
+    EXPECT_EQ(m_manager.SetProfileConfig(&game, LR"({"B":{"active":false}})"), 0U);
+    m_host.queue.RunAll();
+    EXPECT_EQ(TakeLog(), Log{});
+    EXPECT_EQ(Active(), profile::Game);
+    EXPECT_NE(UserFile().find(R"("active_profile":"Game")"), std::string::npos) << "the choice stays";
+    EXPECT_EQ(m_manager.SetModuleState(1), 0U);
+    EXPECT_EQ(m_manager.SetModuleState(0), 0U);
+    m_host.queue.RunAll();
+    EXPECT_NE(UserFile().find(R"("active_profile":"Game")"), std::string::npos) << UserFile();
+}
+
+TEST_F(ProfileManagerTest, DisabledIsRefusedOnlyWhenTheMachineIsBack) {
+    Start(true);
+    ASSERT_EQ(Set(profile::Game), 0U);
+    m_machine.stuck = L"B";
+    EXPECT_EQ(Set(profile::Disabled), 0U);
+    m_machine.stuck.clear();
+    m_heard.Take();
+    EXPECT_EQ(Set(profile::Disabled), 0U);
+    EXPECT_EQ(m_heard.Take(), (std::vector<std::string>{"applied 0", "executed 0"}));
+    EXPECT_EQ(m_machine.values[L"B"], 7);
+    EXPECT_EQ(Set(profile::Disabled), uint32_t{ERROR_ALREADY_EXISTS});
+}
+
+TEST_F(ProfileManagerTest, AChoiceThatALogonOvertakesIsKept) {
+    Start(true);
+    profile game = profile::Game;
+    ASSERT_EQ(m_manager.SetProfile(&game), 0U);
+    m_manager.OnLogon(0, L"DOM\\ann");
+    m_host.queue.RunAll();
+    EXPECT_EQ(Active(), profile::Game);
+    EXPECT_EQ(m_machine.values[L"A"], 2);
+    EXPECT_EQ(Set(profile::Disabled), 0U);
+}
+
 TEST_F(ProfileManagerTest, TheActiveProfileIsRefusedWithoutActionsOrEvents) {
     Start(true);
     ASSERT_EQ(Set(profile::Work), 0U);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <regex>
 
 #include <gtest/gtest.h>
 
@@ -53,7 +54,11 @@ protected:
     }
     ~ProfilesSettings() override { VxUsersLibrary::Instance().Unbind(); }
 
-    std::string Read(const wchar_t* name) const { return ReadFileText(m_folder.File(name)); }
+    /// Without the check of the notes.
+    std::string Read(const wchar_t* name) const {
+        return std::regex_replace(ReadFileText(m_folder.File(name)),
+                                  std::regex(",\"notes_check\":\"\\w{16}\""), "");
+    }
     void Write(const wchar_t* name, const std::string& text) const {
         WriteFileText(m_folder.File(name), text);
     }
@@ -90,15 +95,90 @@ TEST_F(ProfilesSettings, ABrokenFileGivesTheFallBacksAndKeepsItsBytes) {
     };
     for (const auto& [text, writable] : kCases) {
         SCOPED_TRACE(text);
+        const rig::TemporaryFolder folder;
+        CProfilesSettings store(folder.Path());
+        WriteFileText(folder.File(L"profiles.json"), R"({"Disabled":{"Shipped":{}}})");
         for (const wchar_t* const name : kFiles)
-            Write(name, text);
-        EXPECT_EQ(Active(), kDisabled);
-        EXPECT_EQ(Text(kUserActions, kDisabled), LR"({"Shipped":{}})");
-        EXPECT_EQ(Text(kSystemActions, kDisabled), LR"({"Shipped":{}})");
-        EXPECT_EQ(WriteEverything(), writable ? 4 : 0);
-        for (const wchar_t* const name : kFiles)
-            EXPECT_EQ(Read(name) == text, !writable);
+            WriteFileText(folder.File(name), text);
+        profile active = profile::Battery;
+        EXPECT_TRUE(store.GetActiveProfile(&active));
+        EXPECT_EQ(active, kDisabled);
+        std::wstring list;
+        store.GetSystemActions(&kDisabled, list);
+        EXPECT_EQ(list, LR"({"Shipped":{}})");
+        EXPECT_EQ(store.SetSystemRevertActions(L"{}"), writable);
+        EXPECT_EQ(store.SetConfig(&kWork, L"{}"), writable);
+        EXPECT_EQ(ReadFileText(folder.File(kUserConfig)) == text, !writable);
+        const std::wstring aside = std::wstring(kSystemRestore) + L".damaged";
+        EXPECT_EQ(ReadFileText(folder.File(writable ? kSystemRestore : aside)) == text, !writable);
+        store.SetActiveProfile(&kGame);
+        EXPECT_TRUE(store.GetActiveProfile(&active));
+        EXPECT_EQ(active, kGame) << "a choice can be made all the same";
     }
+}
+
+/// What is done to a restore file that has a good copy.
+struct Damage {
+    const char* name;
+    std::function<void(const std::wstring& path, const std::string& text)> doIt;
+};
+
+TEST_F(ProfilesSettings, NotesOutliveEveryDamageToTheirFile) {
+    const auto note = [](RevertNotes& notes) {
+        notes.values["A"] = picojson::value(3600.0);
+        notes.inForce.insert("B");
+        return true;
+    };
+    ASSERT_EQ(m_store.ChangeNotes(INotesStore::kMachine, note), 0U);
+    const std::wstring path = m_folder.File(kSystemRestore);
+    const std::string text = ReadFileText(path);
+    std::vector<Damage> damages = {
+        {"another type", [](auto& file, auto&) { WriteFileText(file, "[1]"); }},
+        {"gone", [](auto& file, auto&) { std::filesystem::remove(file); }},
+        {"a folder",
+         [](auto& file, auto&) { std::filesystem::remove(file), std::filesystem::create_directory(file); }},
+        {"a byte order mark", [](auto& file, auto& was) { WriteFileText(file, "\xEF\xBB\xBF" + was); }},
+        {"UTF-16", [](auto& file, auto&) { WriteFileText(file, "\xFF\xFE{"); }},
+    };
+    for (size_t i = 0; i < text.size(); ++i) {
+        damages.push_back({"cut", [i](auto& file, auto& was) { WriteFileText(file, was.substr(0, i)); }});
+        for (const int bit : {1, 0x20}) {
+            damages.push_back({"a flipped bit", [i, bit](auto& file, auto& was) {
+                                   std::string changed = was;
+                                   changed[i] = static_cast<char>(changed[i] ^ bit);
+                                   WriteFileText(file, changed);
+                               }});
+        }
+    }
+    for (const Damage& damage : damages) {
+        SCOPED_TRACE(damage.name);
+        damage.doIt(path, text);
+        SCOPED_TRACE(ReadFileText(path));
+        RevertNotes notes;
+        EXPECT_EQ(m_store.ReadNotes(INotesStore::kMachine, notes), NotesState::Ok);
+        EXPECT_EQ(notes.values["A"].serialize() + (notes.inForce.contains("B") ? "B" : ""), "3600B");
+        std::filesystem::remove_all(path);
+        WriteFileText(path, text);
+    }
+}
+
+TEST_F(ProfilesSettings, NothingIsNotedOverLostNotes) {
+    const auto note = [](RevertNotes& notes) { return notes.values["A"] = picojson::value(1.0), true; };
+    ASSERT_EQ(m_store.ChangeNotes(INotesStore::kMachine, note), 0U);
+    const std::wstring path = m_folder.File(kSystemRestore);
+    WriteFileText(path, "{");
+    WriteFileText(path + L".copy", "x");
+    RevertNotes notes;
+    for (int look = 0; look < 2; ++look) {
+        EXPECT_EQ(m_store.ReadNotes(INotesStore::kMachine, notes), NotesState::Damaged);
+        EXPECT_EQ(m_store.ChangeNotes(INotesStore::kMachine, note), uint32_t{ERROR_FILE_CORRUPT});
+        EXPECT_FALSE(m_store.SetSystemRevertActions(L"{}"));
+    }
+    EXPECT_EQ(ReadFileText(path + L".damaged"), "{");
+    EXPECT_EQ(ReadFileText(path + L".copy.damaged"), "x");
+    std::filesystem::remove(path + L".damaged");  // a person has seen to it
+    EXPECT_EQ(m_store.ReadNotes(INotesStore::kMachine, notes), NotesState::Ok);
+    EXPECT_EQ(m_store.ChangeNotes(INotesStore::kMachine, note), 0U);
 }
 
 TEST_F(ProfilesSettings, EachWriteChangesItsKeyAndKeepsTheRest) {
@@ -133,7 +213,8 @@ TEST_F(ProfilesSettings, WithoutAUserOnlyTheMachinesFilesAreTouched) {
         EXPECT_EQ(Read(kSystemRestore), R"({"Disabled":{},"active_profile":"Disabled"})")
             << "a profile that couldn't be stored isn't taken for the active one";
         const std::filesystem::directory_iterator files(m_folder.Path());
-        EXPECT_EQ(std::distance(begin(files), end(files)), 2) << "the definitions and the machine's file";
+        EXPECT_EQ(std::distance(begin(files), end(files)), 3)
+            << "the definitions, and the machine's file with its copy";
     }
 }
 
@@ -151,19 +232,31 @@ TEST_F(ProfilesSettings, UsersHaveTheirOwnFilesAndShareTheMachines) {
     EXPECT_EQ(Active(), kGame);
 }
 
-TEST_F(ProfilesSettings, AFileThatSomebodyElseHoldsStaysAsItIs) {
+TEST_F(ProfilesSettings, AFileThatSomebodyElseHoldsIsWaitedForAndStaysAsItIs) {
     ASSERT_EQ(WriteEverything(), 4);
     for (const DWORD share : {DWORD{FILE_SHARE_READ}, DWORD{0}}) {
-        FileHandle held(CreateFileW(m_folder.File(kUserRestore).c_str(), GENERIC_READ, share, nullptr,
-                                    OPEN_EXISTING, 0, nullptr));
-        m_store.SetActiveProfile(&kWork);
-        EXPECT_EQ(WriteEverything(), 2);
-        EXPECT_EQ(Active(), share != 0 ? kGame : kDisabled);
+        const std::wstring path = m_folder.File(kUserRestore);
+        const auto hold = [&] {
+            return FileHandle(
+                CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
+        };
+        FileHandle held = hold();
         g_onSleep = [&] { held.Reset(); };  // whoever holds it for a moment only is waited for
         EXPECT_EQ(WriteEverything(), 4);
         EXPECT_FALSE(held);
         g_onSleep = nullptr;
-        EXPECT_EQ(Active(), kGame);
+
+        held = hold();
+        EXPECT_EQ(m_store.StoreActiveProfile(&kWork), uint32_t{ERROR_SHARING_VIOLATION});
+        EXPECT_EQ(WriteEverything(), 2);
+        EXPECT_EQ(Active(), kGame) << "as its copy says, where it can't be read";
+        std::filesystem::remove(path + L".copy");
+        EXPECT_EQ(Active(), share != 0 ? kGame : kDisabled);
+        RevertNotes notes;
+        EXPECT_EQ(m_store.ReadNotes(L"HOME_ann", notes),
+                  share != 0 ? NotesState::Ok : NotesState::Unreadable);
+        held.Reset();
+        EXPECT_EQ(WriteEverything(), 4);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "tests/support/fake_host.h"
 
+#include <algorithm>
 #include <windows.h>
 
 namespace test_support {
@@ -66,9 +67,10 @@ void FakeEventQueue::_Drop(Item& item) {
 uint32_t FakeEventQueue::Wait(QueueHandle handle, uint32_t timeoutMs) {
     auto* const item = static_cast<Item*>(handle);
     if (item->IsDone()) return WAIT_OBJECT_0;
-    if (timeoutMs != kWaitForever) return WAIT_TIMEOUT;
+    if (timeoutMs == 0) return WAIT_TIMEOUT;
     if (!item->running) _Run(*item);
-    return WaitForSingleObject(item->done.Get(), 10000);  // another thread of the test runs it
+    // Another thread of the test may run it.
+    return WaitForSingleObject(item->done.Get(), std::min<uint32_t>(timeoutMs, 10000));
 }
 
 uint32_t FakeEventQueue::Cancel(QueueHandle handle) {

@@ -11,8 +11,8 @@
 
 namespace test_support {
 
-/// An event queue whose items the test runs by hand, on its own thread. Waiting without limit for a pending
-/// item runs it, as a queue thread would do meanwhile.
+/// An event queue whose items the test runs by hand, on its own thread. Waiting for a pending item runs it,
+/// as a queue thread would do meanwhile.
 class FakeEventQueue final : public IEventQueue {
 public:
     struct Item {

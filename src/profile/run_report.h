@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "border/optimizer.h"
+#include "frame/critical_section.h"
+
+namespace optimizer {
+
+/// One thing that a run didn't get done.
+struct RunProblem {
+    const char* step;     // as the report names it; a constant
+    std::wstring action;  // empty for what concerns a whole list of notes
+    std::wstring notes;   // whose notes: "system" or a user's key; empty where that says nothing
+    uint32_t code;
+};
+
+/// What became of the last run, for who asks. Any thread.
+class RunReport {
+public:
+    using profile = profiles::profile;
+
+    /// A run was asked for.
+    void Begin(profile wanted);
+    void Add(RunProblem problem);
+    /// What a later step of the same run has mended after all.
+    void Forget(const std::wstring& action);
+    void SetStopped();
+    void End();
+
+    bool IsRunning() const;
+    /// Whether the last run was for that profile, ended, and left nothing to be done.
+    bool IsSettled(profile wanted) const;
+    /// {"profile": name, "running": whether it hasn't ended, "stopped": whether it was cut short,
+    /// "problems": [{"step", "action", "notes", "code"}]}
+    std::string ToJson() const;
+
+private:
+    mutable CCriticalSection m_lock;  // guards the fields
+    profile m_profile = profile::Disabled;
+    bool m_begun = false;
+    bool m_running = false;
+    bool m_stopped = false;
+    std::vector<RunProblem> m_problems;
+};
+
+}  // namespace optimizer
