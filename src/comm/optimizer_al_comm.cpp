@@ -4,7 +4,9 @@
 
 #include <windows.h>
 
+#include "border/run_report.h"
 #include "comm/byte_stream.h"
+#include "frame/errors.h"
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/trace.h"
@@ -33,6 +35,7 @@ const COptimizerALComm::Request COptimizerALComm::kRequests[] = {
     {NpcMsg::OptimizerModuleGetEnable, false, &COptimizerALComm::_ModuleGetEnable},
     {NpcMsg::OptimizerStartTask, true, &COptimizerALComm::_StartTask},
     {NpcMsg::OptimizerCancelTask, true, &COptimizerALComm::_CancelTask},
+    {NpcMsg::OptimizerGetLastRun, false, &COptimizerALComm::_GetLastRun},
 };
 
 void* COptimizerALComm::QueryInterface(const Identifier* iid) {
@@ -130,6 +133,21 @@ void COptimizerALComm::_GetProfileConfig(const ConnectorMessage* message) {
     CByteStream answer;
     answer.WriteUint32(static_cast<uint32_t>(which));
     answer.WriteString(config.Text());
+    m_server.Answer(message, answer.Data(), answer.SizeBytes());
+}
+
+void COptimizerALComm::_GetLastRun(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    vx::String report;
+    void* const engine = m_engine->QueryInterface(&IRunReport::kIdentifier);
+    const uint32_t error =
+        engine != nullptr ? static_cast<IRunReport*>(engine)->GetLastRun(&report) : kErrorNoInterface;
+    if (error != ERROR_SUCCESS) {
+        m_server.ReplyStatus(message, error);
+        return;
+    }
+    CByteStream answer;
+    answer.WriteString(report.Text());
     m_server.Answer(message, answer.Data(), answer.SizeBytes());
 }
 

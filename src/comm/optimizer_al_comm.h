@@ -57,6 +57,7 @@ private:
     void _ModuleGetEnable(const ConnectorMessage* message);
     void _StartTask(const ConnectorMessage* message);
     void _CancelTask(const ConnectorMessage* message);
+    void _GetLastRun(const ConnectorMessage* message);
 
     /// Sends one event: the text, then the numbers.
     template <class... Numbers>

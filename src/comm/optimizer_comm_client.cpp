@@ -25,7 +25,7 @@ struct COptimizerCommClient::Request {
     const wchar_t* postFailed;
 
     static const Request kStartTask, kCancelTask, kSetProfile, kGetProfile, kSetProfileConfig,
-        kGetProfileConfig, kSetModuleEnable, kGetModuleEnable;
+        kGetProfileConfig, kSetModuleEnable, kGetModuleEnable, kGetLastRun;
 };
 
 const COptimizerCommClient::Request COptimizerCommClient::Request::kStartTask = {
@@ -54,6 +54,10 @@ const COptimizerCommClient::Request COptimizerCommClient::Request::kGetModuleEna
     NpcMsg::OptimizerModuleGetEnable, L"sendMessage NpcMsgOptimizerModuleGetEnable failed 0x%x",
     L"postMessage NpcMsgOptimizerModuleGetEnable failed 0x%x"};
 
+const COptimizerCommClient::Request COptimizerCommClient::Request::kGetLastRun = {
+    NpcMsg::OptimizerGetLastRun, L"sendMessage NpcMsgOptimizerGetLastRun failed 0x%x",
+    L"postMessage NpcMsgOptimizerGetLastRun failed 0x%x"};
+
 void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
     if (iid == nullptr) return nullptr;
     if (*iid == IVxBaseInterface::kIdentifier || *iid == IServPlugin::kIdentifier ||
@@ -62,7 +66,7 @@ void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
     }
     if (*iid == IOptimizerALCommClientAsync::kIdentifier)
         return static_cast<IOptimizerALCommClientAsync*>(this);
-    return nullptr;
+    return *iid == IRunReport::kIdentifier ? static_cast<IRunReport*>(this) : nullptr;
 }
 
 uint32_t COptimizerCommClient::Init(IServMain*) {
@@ -159,6 +163,14 @@ uint32_t COptimizerCommClient::SetModuleEnable(bool enable) {
     const uint32_t number = enable ? 1 : 0;
     return _Ask(traceScope, Request::kSetModuleEnable, &number, sizeof number,
                 [](CByteStream&) { return uint32_t{ERROR_SUCCESS}; });
+}
+
+uint32_t COptimizerCommClient::GetLastRun(vx::String* report) {
+    TRACE_SCOPE("COptimizerCommClient::GetLastRun");
+    return _Ask(traceScope, Request::kGetLastRun, nullptr, 0, [&](CByteStream& answer) {
+        report->Assign(answer.ReadString().c_str());
+        return uint32_t{ERROR_SUCCESS};
+    });
 }
 
 uint32_t COptimizerCommClient::GetModuleEnable(bool* enable) {

@@ -4,6 +4,7 @@
 
 #include "border/connector.h"
 #include "border/optimizer_client.h"
+#include "border/run_report.h"
 #include "comm/client_connection.h"
 #include "comm/client_observers.h"
 #include "comm/optimizer_messages.h"
@@ -24,7 +25,8 @@ class CByteStream;
 /// observers that nobody took back.
 class COptimizerCommClient final
     : public WithDeletingDestructor<COptimizerCommClient, IOptimizerALCommClient>,
-      public IOptimizerALCommClientAsync {
+      public IOptimizerALCommClientAsync,
+      public IRunReport {
 public:
     using profile = profiles::profile;
 
@@ -48,6 +50,7 @@ public:
     uint32_t GetModuleEnable(bool* enable) override;
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
+    uint32_t GetLastRun(vx::String* report) override;
 
     uint32_t StartTaskAsync(const int32_t* task) override;
     uint32_t CancelTaskAsync(const int32_t* task) override;

@@ -16,6 +16,7 @@ enum class NpcMsg : uint32_t {
     OptimizerGetProfileConfig = 6,
     OptimizerModuleEnable = 8,
     OptimizerModuleGetEnable = 9,
+    OptimizerGetLastRun = 12,
     OptimizerStartTask = 20,
     OptimizerStartTaskAnswer = 21,
     OptimizerCancelTask = 22,

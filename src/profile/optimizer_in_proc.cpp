@@ -75,6 +75,7 @@ bool WriteOwnList(const wchar_t* path) {
 }  // namespace
 
 void* COptimizerInProc::QueryInterface(const Identifier* iid) {
+    if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
     return AnswerFor<IOptimizer>(this, iid);
 }
 
@@ -168,6 +169,12 @@ uint32_t COptimizerInProc::AddEventsObserver(IOptimizerEvents* observer) {
 
 uint32_t COptimizerInProc::RemoveEventsObserver(IOptimizerEvents* observer) {
     return _Forward(&IOptimizer::RemoveEventsObserver, observer);
+}
+
+uint32_t COptimizerInProc::GetLastRun(vx::String* report) {
+    void* const engine = m_engine != nullptr ? m_engine->QueryInterface(&IRunReport::kIdentifier) : nullptr;
+    return engine != nullptr ? static_cast<IRunReport*>(engine)->GetLastRun(report)
+                             : uint32_t{ERROR_GEN_FAILURE};
 }
 
 }  // namespace optimizer

@@ -2,6 +2,7 @@
 
 #include "border/host.h"
 #include "border/optimizer.h"
+#include "border/run_report.h"
 #include "frame/deleting_destructor.h"
 #include "frame/exported_object.h"
 
@@ -15,7 +16,8 @@ namespace optimizer {
 /// 31 (ERROR_GEN_FAILURE). Init and UnInit come from one thread, with no operation in flight. UnInit blocks
 /// until running work has ended, which the host's queue gives a while before it is cancelled; what waits for
 /// its turn is dropped.
-class COptimizerInProc final : public WithDeletingDestructor<COptimizerInProc, IOptimizer> {
+class COptimizerInProc final : public WithDeletingDestructor<COptimizerInProc, IOptimizer>,
+                               public IRunReport {
 public:
     COptimizerInProc() = default;
     COptimizerInProc(const COptimizerInProc&) = delete;
@@ -39,6 +41,7 @@ public:
     uint32_t GetModuleEnable(bool* enable) override;
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
+    uint32_t GetLastRun(vx::String* report) override;
 
 private:
     uint32_t _Init();

@@ -6,6 +6,7 @@
 
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
+#include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
 #include "frame/vx_string.h"
@@ -38,6 +39,7 @@ COptimizerPlugin::COptimizerPlugin()
 COptimizerPlugin::~COptimizerPlugin() = default;
 
 void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
+    if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
     return AnswerFor<IOptimizer>(this, iid);
 }
 
@@ -202,6 +204,16 @@ uint32_t COptimizerPlugin::GetModuleEnable(bool* enable) {
     if (!m_manager) return ERROR_GEN_FAILURE;
     *enable = m_manager->GetModuleState();
     return ERROR_SUCCESS;
+}
+
+uint32_t COptimizerPlugin::GetLastRun(vx::String* report) {
+    TRACE_SCOPE("COptimizerPlugin::GetLastRun");
+    if (report == nullptr) return ERROR_INVALID_PARAMETER;
+    return Guarded([&] {
+        const std::wstring text = m_manager ? Widen(m_manager->LastRun()) : L"";
+        report->Assign(text.c_str());
+        return text.empty() ? uint32_t{ERROR_GEN_FAILURE} : uint32_t{ERROR_SUCCESS};
+    });
 }
 
 uint32_t COptimizerPlugin::AddEventsObserver(IOptimizerEvents* observer) {

@@ -5,6 +5,7 @@
 #include "bootlauncher/boot_launcher_check_exec.h"
 #include "border/host.h"
 #include "border/optimizer.h"
+#include "border/run_report.h"
 #include "cloud/cloud_apps_client.h"
 #include "frame/callback_list.h"
 #include "frame/critical_section.h"
@@ -23,6 +24,7 @@ namespace optimizer {
 /// called outside of it, but for OnProfileChanged, which comes from inside the request that changes the
 /// profile.
 class COptimizerPlugin final : public WithDeletingDestructor<COptimizerPlugin, IOptimizer>,
+                               public IRunReport,
                                public IProfileManagerObserver,
                                public IOptimizedProcessesObserver {
 public:
@@ -49,6 +51,7 @@ public:
     uint32_t GetModuleEnable(bool* enable) override;
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
+    uint32_t GetLastRun(vx::String* report) override;
 
     void OnProfileApplied(const profile* applied) override;
     void OnActionsExecuted(const profile* executed) override;
