@@ -145,6 +145,12 @@ std::wstring UserPrefix() {
     return std::wstring(user.domain) + L"_" + user.name;
 }
 
+std::string Account() {
+    std::wstring account;
+    optimizer::GetCurrentUserName(account);
+    return optimizer::Narrow(account);
+}
+
 /// Both sides must work on the files as often, and come to the same end. Tells what a change takes.
 std::string RequireSameWork(Engine& engine, WrittenOutChange& writtenOut, const std::wstring& engineFile,
                             const std::wstring& writtenOutFile) {
@@ -177,7 +183,7 @@ Figure ProfileChange() {
     const std::wstring user = settings + UserPrefix();
     const std::wstring userFile = user + L"_restore_profile.json";
     WrittenOutChange::Files files{settings + L"profiles.json", settings + L"system_restore_profile.json",
-                                  folder.File(L"written_out.json"), user + L"_config_profiles.json"};
+                                  folder.File(L"written_out.json"), user + L"_config_profiles.json", Account()};
     CreateDirectoryW(settings.c_str(), nullptr);
     rig::WriteFileText(files.profiles, ShippedProfiles());
     // There, so that each look at one of them is a read and a parse on both sides.
