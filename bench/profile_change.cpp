@@ -183,7 +183,8 @@ Figure ProfileChange() {
     const std::wstring user = settings + UserPrefix();
     const std::wstring userFile = user + L"_restore_profile.json";
     WrittenOutChange::Files files{settings + L"profiles.json", settings + L"system_restore_profile.json",
-                                  folder.File(L"written_out.json"), user + L"_config_profiles.json", Account()};
+                                  folder.File(L"written_out.json"), user + L"_config_profiles.json",
+                                  Account()};
     CreateDirectoryW(settings.c_str(), nullptr);
     rig::WriteFileText(files.profiles, ShippedProfiles());
     // There, so that each look at one of them is a read and a parse on both sides.

@@ -81,8 +81,8 @@ void WrittenOutChange::Change(optimizer::profiles::profile wanted) {
     choice["active_profile"] = picojson::value(m_activeProfile);
     _WriteNotes(m_files.userList, choice);
 
-    // What ships with the profile, with the user's settings for it, by way of texts, as the stores hand them to
-    // the engine.
+    // What ships with the profile, with the user's settings for it, by way of texts, as the stores hand them
+    // to the engine.
     const picojson::value actions = _Parse(_Print(_Read(m_files.profiles).get(m_activeProfile)));
     _Parse(_Print(_Read(m_files.config).get(m_activeProfile)));
     for (const auto& [name, parameters] : actions.get<picojson::object>())

@@ -25,16 +25,15 @@ struct UserListTraits {
 };
 using OwnedUserList = UniqueHandle<UserListTraits>;
 
-/// False when the account has no such key, as one that isn't loaded, or it refuses.
-bool Write(const std::wstring& sid, bool enable) {
+/// 2 (ERROR_FILE_NOT_FOUND) when the account has no such key, as one that isn't loaded.
+LSTATUS Write(const std::wstring& sid, bool enable) {
     RegistryKey key;
     const std::wstring path = sid + kKey;
-    if (RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive()) != ERROR_SUCCESS) {
-        return false;
-    }
+    const LSTATUS error = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
+    if (error != ERROR_SUCCESS) return error;
     const DWORD data = enable ? 1 : 0;
     return RegSetValueExW(key.Get(), kValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data),
-                          sizeof(data)) == ERROR_SUCCESS;
+                          sizeof(data));
 }
 
 }  // namespace
@@ -44,9 +43,15 @@ uint32_t CDisableBalloonAction::_ExecuteAction(bool enable) {
     uint32_t result = ERROR_GEN_FAILURE;
     // The list isn't emptied before: a later run adds the accounts again and writes them twice, which is
     // known and does no harm.
-    if (_GetUserSids(m_userSids) == ERROR_SUCCESS) {
+    m_finished = _GetUserSids(m_userSids);
+    if (m_finished == ERROR_SUCCESS) {
         for (const std::wstring& sid : m_userSids) {
-            if (Write(sid, enable)) result = ERROR_SUCCESS;
+            const LSTATUS error = Write(sid, enable);
+            if (error == ERROR_SUCCESS) {
+                result = ERROR_SUCCESS;
+            } else if (error != ERROR_FILE_NOT_FOUND) {
+                m_finished = static_cast<uint32_t>(error);
+            }
         }
     }
     _NotifyAgent();

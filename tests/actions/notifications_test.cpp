@@ -50,10 +50,13 @@ TEST_F(Notifications, ThePolicyIsSetAndComesBackFromEachStateItCanBeIn) {
                 RegSetKeyValueW(HKEY_CURRENT_USER, kPolicyKey, kPolicyValue, REG_DWORD, &before, 4);
             CBlockWinNotificationsAction action(Blocked(text), &pair.host);
             EXPECT_EQ(action.Revert(), 31U) << "nothing noted";
+            EXPECT_EQ(action.Note(nullptr), 0U);
+            EXPECT_EQ(Policy(), before) << "a note changes nothing";
             EXPECT_EQ(action.Start(), 0U);
             EXPECT_EQ(Policy(), value) << text;
             EXPECT_EQ(action.Revert(), 31U) << "also when it worked";
             EXPECT_EQ(Policy(), before) << text;
+            EXPECT_EQ(action.FinishRevert(), 0U);
         }
     }
     EXPECT_EQ(g_session.broadcasts.back(), L"Policy 300");
@@ -99,6 +102,7 @@ TEST_F(Notifications, BalloonsGoOffForEveryAccountOrForNone) {
         EXPECT_EQ(Balloons(), each.written ? 0 : -1);
         action.Revert();
         EXPECT_EQ(Balloons(), each.written ? 1 : -1);
+        EXPECT_EQ(action.FinishRevert() == 0, each.accounts == &one) << "back where there is anything";
         EXPECT_EQ(g_session.broadcasts, std::vector<std::wstring>(2, L"intl 200")) << "told in all cases";
     }
 }
