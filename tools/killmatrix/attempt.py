@@ -5,7 +5,7 @@ import shutil
 import time
 
 import engines
-from roads import START
+from roads import LOGON, START
 from wine import ROOT, Strike, wait_until
 
 HERE = ROOT / "tools" / "killmatrix"
@@ -30,12 +30,14 @@ class Bench:
         self._settings = prefix.machine / "settings" / "optimizer"
         self._places = {}  # (profile, effects): the settings folder and the picture there
         self._picture = None  # the machine's, where it is known
+        self._engine = None  # the kind that ran last
 
     def prepare(self):
         self.prefix.stop()
         self.prefix.start()
-        engines.remove_service(self.prefix)
         self.prefix.install()
+        engines.clear_away(self.prefix)
+        self._places = {}
         self._machine("prepare", text=FOUND)
         self._picture = FOUND
 
@@ -79,9 +81,16 @@ class Bench:
         return self._places[key]
 
     def _go_to_begin(self, road):
+        if self._engine in (engines.Service, engines.Uninstall) and self._engine != road.engine:
+            engines.clear_away(self.prefix)
+        self._engine = road.engine
         folder, picture = self._place(road.begin, road.effects)
         self._to_picture(picture)
         self._put_settings(folder)
+        if road.strike != LOGON:
+            self._store_choice(road)
+
+    def _store_choice(self, road):
         if road.stored is not None:
             for notes in self._settings.glob("*_restore_profile.json"):
                 content = json.loads(notes.read_text())
@@ -99,19 +108,27 @@ class Bench:
             engine.set(profile).require(profile)
         if not road.behind:
             self.prefix.strike.arm(mode, engine.victim, call, folder)
-        engine.set(road.strike)
+        if road.strike == LOGON:
+            self._store_choice(road)
+            engine.log_on()
+        else:
+            engine.set(road.strike)
         if road.behind:
             self.prefix.strike.arm(mode, engine.victim, call, folder)
 
     def count_calls(self, road):
         """How many calls the road has up to where the machine has come to rest."""
         end = ""
-        for _ in range(2):
+        # The second time it is known where that is, and a host's idle calls aren't waited for; behind the change they
+        # are all that there is. A command with an engine of its own makes no calls after its end.
+        for _ in range(1 if road.behind or road.engine.victim == engines.CONTROL else 2):
             self._go_to_begin(road)
             engine = road.engine(self.prefix)
             self._walk(road, engine, Strike.COUNT, 0)
-            # The second time it is known where that is, and a host's idle calls aren't waited for.
-            end = self._await(end)
+            if road.engine.victim == engines.CONTROL:
+                self._picture = None
+            else:
+                end = self._await(end)
             calls = self.prefix.strike.count
             self.prefix.strike.disarm()
             engine.stop()

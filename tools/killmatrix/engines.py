@@ -2,13 +2,14 @@
 
 import subprocess
 
-from wine import Output, Run, Strike, wait_until
+from wine import Output, Strike, wait_until
 
 START_S = 20
 CONTROL = "optimizerctl.exe"
 HOST = "optimizerhost.exe"
 AGENT = "optimizeragent.exe"
 SERVICE = "OptimizerHost"
+SC = "C:\\windows\\system32\\sc.exe"
 
 
 class InProcess:
@@ -40,6 +41,7 @@ class Console(InProcess):
     """The host in a console."""
 
     victim = HOST
+    options = ()
 
     def __init__(self, prefix):
         super().__init__(prefix)
@@ -47,7 +49,7 @@ class Console(InProcess):
 
     def start(self):
         output = Output()
-        self._host = self._prefix.popen(HOST, "console", output=output, stdin=subprocess.PIPE)
+        self._host = self._prefix.popen(HOST, *self.options, "console", output=output, stdin=subprocess.PIPE)
         wait_until(lambda: "ready" in output.text() or self._host.poll() is not None, START_S)
 
     def set(self, profile):
@@ -67,6 +69,15 @@ class Console(InProcess):
             self._host.kill()
             self._host.wait()
         self._host = None
+
+
+class ConsoleWithLogons(Console):
+    """The same with a plug-in that can have a user log on."""
+
+    options = ("--plugins", "C:\\machine\\settings\\logon_plugins.xml")
+
+    def log_on(self):
+        self._prefix.run("killmatrix_machine.exe", "logon").require("logon")
 
 
 class ConsoleWithAgent(Console):
@@ -117,25 +128,25 @@ class KilledAgent(ConsoleWithAgent):
 class Service(Console):
     """The installed service."""
 
-    def _state(self):
-        text = self._prefix.run("C:\\windows\\system32\\sc.exe", "query", SERVICE).text
+    def state(self):
+        text = self._prefix.run(SC, "query", SERVICE).text
         return next((line.split()[-1] for line in text.splitlines() if "STATE" in line), "")
 
     def start(self):
-        if self._state() == "":
+        if self.state() == "":
             self._prefix.run(HOST, "install").require("install")
         # One that was killed a moment ago may still count as running.
-        wait_until(lambda: self._prefix.run("C:\\windows\\system32\\sc.exe", "start", SERVICE).code == 0, START_S)
+        wait_until(lambda: self._prefix.run(SC, "start", SERVICE).code == 0, START_S)
 
     def set(self, profile):
         return self._prefix.run(CONTROL, "--timeout", "30", "profile", "set", "--wait", profile)
 
     def stop(self):
-        self._prefix.run("C:\\windows\\system32\\sc.exe", "stop", SERVICE)
-        wait_until(lambda: self._state() == "STOPPED", START_S)
+        self._prefix.run(SC, "stop", SERVICE)
+        wait_until(lambda: self.state() == "STOPPED", START_S)
 
     def kill(self):
-        if self._state() == "RUNNING":
+        if self.state() == "RUNNING":
             self._prefix.strike.arm(Strike.KILL, HOST, 1)
             wait_until(lambda: self._prefix.strike.hits > 0, START_S)
             self._prefix.strike.disarm()
@@ -157,7 +168,10 @@ class Uninstall(InProcess):
         return self._prefix.run(HOST, "uninstall")
 
 
-def remove_service(prefix):
-    """After roads of the service, for those that want none."""
-    Service(prefix).stop()
-    return Run(0, "") if Service(prefix)._state() == "" else prefix.run(HOST, "uninstall")
+def clear_away(prefix):
+    """The service and the agents that it started; the next road may want neither."""
+    service = Service(prefix)
+    if service.state() != "":
+        service.stop()
+        prefix.run(HOST, "uninstall")
+    prefix.run(AGENT, "stop")

@@ -6,6 +6,7 @@
 //   killmatrix_machine await MS     the same once it is like the picture of the input, or has come to rest,
 //   or
 //                                   that time is over
+//   killmatrix_machine logon        has the host that loaded the plug-in of logon_plugin.cpp see a logon
 #include <exception>
 #include <iostream>
 #include <iterator>
@@ -16,6 +17,7 @@
 
 #include "frame/handles.h"
 #include "frame/module_path.h"
+#include "tools/killmatrix/logon_plugin.h"
 #include "tools/killmatrix/matrix_services.h"
 #include "tools/killmatrix/matrix_values.h"
 
@@ -90,6 +92,11 @@ Picture Await(const Picture& wanted, ULONGLONG limitMs) {
     return picture;
 }
 
+void LogOn() {
+    const optimizer::KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, killmatrix::kLogonEvent));
+    if (!event || !SetEvent(event.Get())) throw std::runtime_error("no host waits for a logon");
+}
+
 int Run(const std::string& verb, const char* argument) {
     if (verb == "prepare") {
         Prepare(optimizer::GetModuleFolder());
@@ -99,8 +106,10 @@ int Run(const std::string& verb, const char* argument) {
         std::cout << killmatrix::ToText(Describe());
     } else if (verb == "await" && argument != nullptr) {
         std::cout << killmatrix::ToText(Await(ReadPicture(), std::stoul(argument)));
+    } else if (verb == "logon") {
+        LogOn();
     } else {
-        std::cerr << "killmatrix_machine prepare | restore | picture | await MS\n";
+        std::cerr << "killmatrix_machine prepare | restore | picture | await MS | logon\n";
         return 2;
     }
     return 0;

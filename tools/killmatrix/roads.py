@@ -4,14 +4,16 @@ import dataclasses
 
 import engines
 
-START = "start"  # in place of a profile: the engine's own start
+# In place of a profile:
+START = "start"  # the engine's own start
+LOGON = "logon"  # of the user whose choice is stored, while the engine runs
 
 
 @dataclasses.dataclass(frozen=True)
 class Road:
     name: str
     engine: type
-    strike: str  # the profile that the engine is told while the strike is armed, or START
+    strike: str  # the profile that the engine is told while the strike is armed, START or LOGON
     begin: str = "Disabled"  # the profile that the machine is in, with its notes on disk
     stored: str | None = None  # the choice on disk, where it isn't that profile
     before: tuple = ()  # told to the same engine before
@@ -37,6 +39,9 @@ ROADS = [
     Road("start, Work stored over Game", engines.Console, START, "Game", stored="Work"),
     Road("start, Battery stored over Game", engines.Console, START, "Game", stored="Battery"),
     Road("start, Disabled stored over Game", engines.Console, START, "Game", stored="Disabled"),
+    Road("logon, Game stored", engines.ConsoleWithLogons, LOGON, stored="Game"),
+    Road("logon, Work stored over Game", engines.ConsoleWithLogons, LOGON, "Game", stored="Work"),
+    Road("logon, Disabled stored over Game", engines.ConsoleWithLogons, LOGON, "Game", stored="Disabled"),
     Road("Disabled-Game in the service", engines.Service, "Game"),
     Road("Game-Disabled in the service", engines.Service, "Disabled", "Game"),
     Road("Disabled-Game with an agent", engines.ConsoleWithAgent, "Game", effects=True),

@@ -6,6 +6,7 @@ import json
 import pathlib
 import queue
 import random
+import signal
 import sys
 import threading
 
@@ -36,7 +37,7 @@ class Results:
         if "calls" in entry:
             self.calls[entry["road"]] = entry["calls"]
         else:
-            self.attempts[entry["road"], entry["call"]] = entry
+            self.attempts[entry["road"], entry["call"], entry["round"]] = entry
 
     def add(self, entry):
         with self._lock:
@@ -46,22 +47,26 @@ class Results:
 
 
 def chosen_calls(calls, options, road):
-    """Every call, every k-th, or one out of each of as many equal parts as there are kills to be."""
+    """Calls with the round that each belongs to: all, every k-th, or one out of each of as many equal parts as there are
+    kills to be. With fewer calls than kills all of them are struck, again and again. The first is 0, which never
+    comes: so it is seen that the road itself leads back."""
     if options.call:
-        return options.call
+        return [(call, 0) for call in options.call]
     if options.every:
-        return list(range(1, calls + 1, options.every))
-    kills = min(options.sample or road.kills, calls)
+        return [(0, 0)] + [(call, 0) for call in range(1, calls + 1, options.every)]
+    kills = options.sample or road.kills
+    if kills >= calls:
+        return [(0, 0)] + [(1 + i % calls, i // calls) for i in range(kills)]
     source = random.Random(f"{options.seed} {road.name}")
     bounds = [1 + calls * i // kills for i in range(kills + 1)]
-    return [source.randrange(low, high) for low, high in zip(bounds, bounds[1:])]
+    return [(0, 0)] + [(source.randrange(low, high), 0) for low, high in zip(bounds, bounds[1:])]
 
 
 class Worker(threading.Thread):
     """A prefix, and the kills that it takes from the queue."""
 
     def __init__(self, bench, jobs, results, options):
-        super().__init__()
+        super().__init__(daemon=True)
         self._bench = bench
         self._jobs = jobs
         self._results = results
@@ -77,7 +82,7 @@ class Worker(threading.Thread):
         except Exception as error:  # the others go on, and the run tells of it
             self.problem = error
 
-    def _strike(self, road, call):
+    def _strike(self, road, call, turn):
         mode = Strike.FULL_DISK if self._options.full_disk else Strike.KILL
         try:
             entry = self._bench.strike(road, mode, call)
@@ -91,7 +96,7 @@ class Worker(threading.Thread):
                 entry = {"struck": True, "differences": [f"the road: {again}"], "exit": -1, "said": "", "seconds": 0,
                          "noted": True}
                 self._bench.prepare()
-        self._results.add({"road": road.name, "call": call} | entry)
+        self._results.add({"road": road.name, "call": call, "round": turn} | entry)
         for difference in entry["differences"] if self._options.call else []:
             print(f"  {road.name}, call {call}: {difference}", flush=True)
 
@@ -105,7 +110,7 @@ def print_table(roads, results):
     print(f"{'Road':<36}{'calls':>7}{'kills':>7}{'differ':>8}{'notes':>7}{'failed':>8}{'worst s':>9}  what differs")
     different = 0
     for road in roads:
-        entries = [entry for (name, _), entry in sorted(results.attempts.items()) if name == road.name]
+        entries = [entry for (name, _, _), entry in sorted(results.attempts.items()) if name == road.name]
         bad = [entry for entry in entries if entry["differences"]]
         kinds = collections.Counter(kind for entry in bad for kind in {kind_of(text) for text in entry["differences"]})
         different += len(bad)
@@ -114,7 +119,7 @@ def print_table(roads, results):
               f"{sum(entry['exit'] != 0 for entry in entries):>8}"
               f"{max((entry['seconds'] for entry in entries), default=0):>9.2f}  "
               + ", ".join(f"{kind} {count}" for kind, count in kinds.most_common()))
-    for (name, call), entry in sorted(results.attempts.items()):
+    for (name, call, _), entry in sorted(results.attempts.items()):
         if entry["differences"] and any(road.name == name for road in roads):
             print(f"{name}, call {call}: " + "; ".join(entry["differences"]))
     return different
@@ -151,9 +156,9 @@ def plan(bench, roads, results, options):
             results.add({"road": road.name, "calls": bench.count_calls(road)})
         if options.short:
             options.sample = SHORT[road.name]
-        for call in chosen_calls(results.calls[road.name], options, road):
-            if options.call or (road.name, call) not in results.attempts:
-                jobs.put((road, call))
+        for call, turn in chosen_calls(results.calls[road.name], options, road):
+            if options.call or (road.name, call, turn) not in results.attempts:
+                jobs.put((road, call, turn))
     return jobs
 
 
@@ -164,19 +169,17 @@ def run(options):
         return 0 if options.list else 2
     folder = options.build / "killmatrix"
     library = options.build / "tests" / "platform" / "strike.so"
-    name = "short" if options.short else "full_disk" if options.full_disk else "results"
-    template = Prefix(folder / "template", options.build, library)
-    if not (folder / "template" / ".ready").exists():
-        template.make()
-    workers = 1 if options.short else options.workers
-    prefixes = [Prefix(folder / f"prefix{number}", options.build, library) for number in range(workers)]
+    kept = "short" if options.short else "full_disk" if options.full_disk else "results"
+    names = ["short"] if options.short else [f"prefix{number}" for number in range(options.workers)]
+    prefixes = [Prefix(folder / name, options.build, library) for name in names]
     try:
-        for prefix in prefixes:
-            prefix.make_from(folder / "template")
+        prefixes[0].make()
+        for prefix in prefixes[1:]:
+            prefix.copy(prefixes[0])
         benches = [Bench(prefix) for prefix in prefixes]
         for bench in benches:
             bench.prepare()
-        results = Results(folder / f"{name}.jsonl", options.fresh or options.short)
+        results = Results(folder / f"{kept}.jsonl", options.fresh or options.short)
         jobs = plan(benches[0], roads, results, options)
         threads = [Worker(bench, jobs, results, options) for bench in benches]
         for thread in threads:
@@ -184,8 +187,9 @@ def run(options):
         for thread in threads:
             thread.join()
     finally:
+        # A worker that is in the middle of something when the run is broken off isn't to start its server again.
         for prefix in prefixes:
-            prefix.stop()
+            prefix.close()
     problems = [thread.problem for thread in threads if thread.problem]
     for problem in problems:
         print(f"killmatrix: a worker gave up: {problem}", file=sys.stderr)
@@ -193,4 +197,5 @@ def run(options):
 
 
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     sys.exit(run(parse_options()))

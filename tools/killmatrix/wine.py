@@ -22,8 +22,9 @@ class Strike:
 
     def __init__(self, path):
         self.path = path
-        path.write_bytes(bytes(struct.calcsize(self.LAYOUT)))
-        with open(path, "r+b") as file:
+        # Never cut: processes of a run that was broken off may have it mapped.
+        with open(path, "a+b") as file:
+            file.truncate(struct.calcsize(self.LAYOUT))
             self._map = mmap.mmap(file.fileno(), 0)
 
     def arm(self, mode, program, at=0, folder=""):
@@ -76,6 +77,7 @@ class Prefix:
     def __init__(self, folder, build, library):
         self._folder = folder
         self._build = build
+        self._closed = False
         self.machine = folder / "drive_c" / "machine"
         self.agent = folder / "drive_c" / "agent"
         folder.parent.mkdir(parents=True, exist_ok=True)
@@ -90,18 +92,21 @@ class Prefix:
         self._environment.pop("DISPLAY", None)
 
     def _run_wine(self, option):
+        if self._closed:
+            raise RuntimeError("the prefix is closed")
         subprocess.run([ROOT / "scripts" / "run-wine", option], env=self._environment, check=True,
                        timeout=PATIENCE_S, stdin=subprocess.DEVNULL)
 
-    def make_from(self, template):
-        """A copy of a made prefix takes seconds less than a new one."""
+    def make(self):
+        if not (self._folder / ".ready").exists():
+            self._run_wine("--prepare")
+            self._run_wine("--stop")
+
+    def copy(self, made):
+        """Takes less than making another."""
         if not (self._folder / ".ready").exists():
             shutil.rmtree(self._folder, ignore_errors=True)
-            subprocess.run(["cp", "-a", "--reflink=auto", template, self._folder], check=True)
-
-    def make(self):
-        self._run_wine("--prepare")
-        self._run_wine("--stop")
+            subprocess.run(["cp", "-a", "--reflink=auto", made._folder, self._folder], check=True)
 
     def start(self):
         """Brings up the prefix's session; every process in it gets the library, services too."""
@@ -111,18 +116,29 @@ class Prefix:
     def stop(self):
         self._run_wine("--stop")
 
+    def close(self):
+        """Ends all that runs in it, for good."""
+        self.stop()
+        self._closed = True
+
     def install(self):
         """The product as built, with the simulated libraries beside it. The settings are the ones that ship."""
         shutil.rmtree(self.machine, ignore_errors=True)
         shutil.copytree(self._build / "bin", self.machine)
-        for name in ("powrprof.dll", "updateagent.dll", "scratch_service.exe", "killmatrix_machine.exe"):
+        for name in ("powrprof.dll", "updateagent.dll", "scratch_service.exe", "killmatrix_machine.exe",
+                     "killmatrix_logon.dll"):
             shutil.copy2(self._build / "tests" / "platform" / name, self.machine)
+        plugins = (self.machine / "settings" / "service_plugins.xml").read_text()
+        (self.machine / "settings" / "logon_plugins.xml").write_text(
+            plugins.replace('"sessionchange" dll="hostplugins.dll"', '"sessionchange" dll="killmatrix_logon.dll"'))
         shutil.rmtree(self.agent, ignore_errors=True)
         shutil.copytree(self._build / "bin", self.agent)
         (self.agent / "settings" / "log.json").write_text('{"enabled":true,"level":32,"maxSizeBytes":1000000}')
 
     def popen(self, program, *arguments, output, stdin=subprocess.DEVNULL, folder="machine"):
         """`program` lies in that folder of drive C:, unless it has a path of its own."""
+        if self._closed:
+            raise RuntimeError("the prefix is closed")
         command = [WINE, program if ":" in program else f"C:\\{folder}\\{program}", *arguments]
         environment = self._environment | {
             "WINEDLLOVERRIDES": "mscoree,mshtml,winedbg.exe=;" + self._environment["WINEDLLOVERRIDES"]
