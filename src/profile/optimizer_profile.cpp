@@ -165,7 +165,14 @@ IProfilesSettings* OptimizerProfile::_ProfilesSettings() const {
 
 void OptimizerProfile::_Start(profile wanted) {
     TRACE_SCOPE("OptimizerProfile::_Start");
-    if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+    try {
+        if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+    } catch (...) {
+        // The queue survives it; who asks how the run ended must not wait for ever.
+        m_report.SetStopped();
+        m_report.End();
+        throw;
+    }
     if (IsSignalled(m_stopEvent)) m_report.SetStopped();
     m_report.End();
     // Told in all cases, also after a stop or a failure: clients wait for it.

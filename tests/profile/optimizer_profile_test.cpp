@@ -239,6 +239,21 @@ TEST_F(OptimizerProfileTest, WhatCannotBeNotedIsNotChanged) {
     ExpectPutBack();
 }
 
+TEST_F(OptimizerProfileTest, ASettingsFolderThatVanishesInTheMiddleStopsTheChangesButNotTheWayBack) {
+    Make();
+    m_machine.onEvent = [this](const std::wstring& event) {
+        if (event == L"start B") std::filesystem::remove_all(File(L""));
+    };
+    Run(profile::Game);
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B"}));
+    EXPECT_NE(m_runner->Report().ToJson().find(R"({"action":"C","code":3,"notes":"","step":"store"})"),
+              std::string::npos)
+        << m_runner->Report().ToJson();
+    Run(profile::Disabled);
+    ExpectPutBack();
+    EXPECT_NE(m_runner->Report().ToJson().find(R"("step":"choice")"), std::string::npos);
+}
+
 TEST_F(OptimizerProfileTest, AWayBackThatFailsKeepsItsNoteAndIsTriedAgain) {
     Make();
     Run(profile::Game);

@@ -211,8 +211,8 @@ bool StepsWithoutService(const rig::ScratchServices& services, const rig::Instal
     return true;
 }
 
-/// A command with an engine of its own is ended in the middle of its change, as a crash or a power cut would; a
-/// new one finds by the notes what there is to put back.
+/// A command with an engine of its own is ended in the middle of its change, as a crash or a power cut would;
+/// a new one finds by the notes what there is to put back.
 bool KilledInTheMiddle(const rig::ScratchServices& services, const rig::Installation& installation) {
     PrintLine(L"");
     PrintLine(L"> optimizerctl --in-process profile set Game, killed as the first service has changed");
