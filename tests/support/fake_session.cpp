@@ -50,11 +50,6 @@ DWORD WINAPI Wait(DWORD count, const HANDLE* handles, BOOL all, DWORD timeoutMs)
     return result;
 }
 
-DWORD WINAPI WaitForOne(HANDLE handle, DWORD timeoutMs) {
-    if (timeoutMs == 5000) ++g_session.waits;
-    return WaitForSingleObjectEx(handle, timeoutMs == 5000 ? 0 : timeoutMs, FALSE);
-}
-
 BOOL WINAPI VerifyVersion(OSVERSIONINFOEXW*, DWORD, DWORDLONG) {
     return TRUE;  // Windows 8 and whatever else is asked for
 }
@@ -117,7 +112,6 @@ std::string Packed(const std::string& text) {
 extern "C" {
 decltype(&SystemParametersInfoW) __imp_SystemParametersInfoW = &test_support::ParametersInfo;
 decltype(&SendMessageTimeoutW) __imp_SendMessageTimeoutW = &test_support::Broadcast;
-decltype(&WaitForSingleObject) __imp_WaitForSingleObject = &test_support::WaitForOne;
 decltype(&WaitForMultipleObjects) __imp_WaitForMultipleObjects = &test_support::Wait;
 decltype(&VerifyVersionInfoW) __imp_VerifyVersionInfoW = &test_support::VerifyVersion;
 }
