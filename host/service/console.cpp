@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "frame/handles.h"
+#include "host/service/agent_arrival.h"
 #include "host/terminal/terminal.h"
 
 namespace host {
@@ -40,6 +41,8 @@ private:
 
 void RunConsole(EngineHost& host) {
     const InterruptWatch watch;
+    // Before the line that has people change the profile.
+    ExpectSessionAgent(host.Components());
     PrintLine(L"ready");
     std::wstring line;
     while (ReadInputLine(line)) {
