@@ -141,8 +141,12 @@ class Bench:
         self._picture = None
         try:
             self._walk(road, engine, mode, call)
-            if mode == Strike.KILL and call > 0 and engine.victim != engines.CONTROL:
-                wait_until(lambda: self.prefix.strike.hits > 0, STRIKE_S)
+            if engine.victim == engines.CONTROL:
+                pass
+            elif mode == Strike.KILL and call > 0:
+                wait_until(lambda: self.prefix.strike.killed, STRIKE_S)
+            else:
+                self._await("")
             hits = self.prefix.strike.hits
             self.prefix.strike.disarm()
             engine.kill()

@@ -61,7 +61,7 @@ class Console(InProcess):
 
     def set_to_strike(self, profile):
         # The command takes seconds to find out that nobody will answer.
-        return self.set(profile, lambda: self._prefix.strike.hits > 0)
+        return self.set(profile, lambda: self._prefix.strike.killed)
 
     def stop(self):
         if self._host is not None:

@@ -40,6 +40,11 @@ class Strike:
         return struct.unpack_from("<Q", self._map, 16)[0]
 
     @property
+    def killed(self):
+        mode, = struct.unpack_from("<I", self._map, 0)
+        return mode == self.KILL and self.hits > 0
+
+    @property
     def hits(self):
         return struct.unpack_from("<Q", self._map, 24)[0]
 
