@@ -1,7 +1,8 @@
 #include "tools/killmatrix/matrix_services.h"
 
+#include <cstddef>
 #include <stdexcept>
-#include <vector>
+#include <string>
 
 #include <windows.h>
 
