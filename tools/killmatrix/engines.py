@@ -159,7 +159,8 @@ class Service(Console):
     def kill(self):
         if self.state() == "RUNNING":
             self._prefix.strike.arm(Strike.KILL, HOST, 1)
-            wait_until(lambda: self._prefix.strike.hits > 0, START_S)
+            # The service manager may not have noticed yet that it is gone already.
+            wait_until(lambda: self._prefix.strike.killed or self.state() != "RUNNING", START_S)
             self._prefix.strike.disarm()
 
 
