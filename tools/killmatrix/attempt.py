@@ -112,7 +112,7 @@ class Bench:
             self._store_choice(road)
             engine.log_on()
         else:
-            engine.set(road.strike)
+            engine.set_to_strike(road.strike)
         if road.behind:
             self.prefix.strike.arm(mode, engine.victim, call, folder)
 
@@ -141,8 +141,12 @@ class Bench:
         self._picture = None
         try:
             self._walk(road, engine, mode, call)
-            if mode == Strike.KILL and engine.victim != engines.CONTROL:
-                wait_until(lambda: self.prefix.strike.hits > 0, STRIKE_S)
+            if engine.victim == engines.CONTROL:
+                pass
+            elif mode == Strike.KILL and call > 0:
+                wait_until(lambda: self.prefix.strike.killed, STRIKE_S)
+            else:
+                self._await("")
             hits = self.prefix.strike.hits
             self.prefix.strike.disarm()
             engine.kill()

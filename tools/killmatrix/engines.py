@@ -30,6 +30,10 @@ class InProcess:
     def set(self, profile):
         return self._prefix.run(CONTROL, "--in-process", "profile", "set", profile)
 
+    def set_to_strike(self, profile):
+        """The same where the engine may be killed meanwhile."""
+        return self.set(profile)
+
     def stop(self):
         pass
 
@@ -52,8 +56,12 @@ class Console(InProcess):
         self._host = self._prefix.popen(HOST, *self.options, "console", output=output, stdin=subprocess.PIPE)
         wait_until(lambda: "ready" in output.text() or self._host.poll() is not None, START_S)
 
-    def set(self, profile):
-        return self._prefix.run(CONTROL, "profile", "set", "--wait", profile)
+    def set(self, profile, until=None):
+        return self._prefix.run(CONTROL, "--timeout", "30", "profile", "set", "--wait", profile, until=until)
+
+    def set_to_strike(self, profile):
+        # The command takes seconds to find out that nobody will answer.
+        return self.set(profile, lambda: self._prefix.strike.killed)
 
     def stop(self):
         if self._host is not None:
@@ -77,7 +85,10 @@ class ConsoleWithLogons(Console):
     options = ("--plugins", "C:\\machine\\settings\\logon_plugins.xml")
 
     def log_on(self):
-        self._prefix.run("killmatrix_machine.exe", "logon").require("logon")
+        logon = self._prefix.run("killmatrix_machine.exe", "logon")
+        # Killed at one of its idle calls, no host was there any more.
+        if not self._prefix.strike.killed:
+            logon.require("logon")
 
 
 class ConsoleWithAgent(Console):
@@ -118,6 +129,9 @@ class KilledAgent(ConsoleWithAgent):
 
     victim = AGENT
 
+    def set_to_strike(self, profile):
+        return self.set(profile)
+
     def start_again(self):
         self._start_agent()
 
@@ -138,9 +152,6 @@ class Service(Console):
         # One that was killed a moment ago may still count as running.
         wait_until(lambda: self._prefix.run(SC, "start", SERVICE).code == 0, START_S)
 
-    def set(self, profile):
-        return self._prefix.run(CONTROL, "--timeout", "30", "profile", "set", "--wait", profile)
-
     def stop(self):
         self._prefix.run(SC, "stop", SERVICE)
         wait_until(lambda: self.state() == "STOPPED", START_S)
@@ -148,7 +159,8 @@ class Service(Console):
     def kill(self):
         if self.state() == "RUNNING":
             self._prefix.strike.arm(Strike.KILL, HOST, 1)
-            wait_until(lambda: self._prefix.strike.hits > 0, START_S)
+            # The service manager may not have noticed yet that it is gone already.
+            wait_until(lambda: self._prefix.strike.killed or self.state() != "RUNNING", START_S)
             self._prefix.strike.disarm()
 
 

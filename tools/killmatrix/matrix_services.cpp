@@ -1,7 +1,8 @@
 #include "tools/killmatrix/matrix_services.h"
 
+#include <cstddef>
 #include <stdexcept>
-#include <vector>
+#include <string>
 
 #include <windows.h>
 
@@ -55,42 +56,33 @@ void SetStartType(SC_HANDLE service, DWORD startType) {
 }
 
 /// Gives the control again until the service rests in the state: one that is still on its way refuses it.
-void Control(SC_HANDLE service, DWORD control, DWORD state) {
-    Require(rig::WaitUntil([&] {
-                if (Query(service).state == state) return true;
-                SERVICE_STATUS status = {};
-                ControlService(service, control, &status);
-                return false;
-            }),
-            "waiting for a service");
+bool Control(SC_HANDLE service, DWORD control, DWORD state) {
+    return rig::WaitUntil([&] {
+        if (Query(service).state == state) return true;
+        SERVICE_STATUS status = {};
+        ControlService(service, control, &status);
+        return false;
+    });
 }
 
-void Start(SC_HANDLE service) {
+bool Start(SC_HANDLE service) {
     // A disabled service starts for nobody.
     SetStartType(service, SERVICE_DEMAND_START);
-    Require(rig::WaitUntil([&] {
-                if (Query(service).state == SERVICE_RUNNING) return true;
-                StartServiceW(service, 0, nullptr);
-                return false;
-            }),
-            "starting a service");
+    return rig::WaitUntil([&] {
+        if (Query(service).state == SERVICE_RUNNING) return true;
+        StartServiceW(service, 0, nullptr);
+        return false;
+    });
 }
 
-void Reach(SC_HANDLE service, const ServiceState& wanted) {
+bool ReachState(SC_HANDLE service, DWORD wanted) {
     const DWORD state = Query(service).state;
-    if (state != wanted.state) {
-        if (wanted.state == SERVICE_STOPPED) {
-            Control(service, SERVICE_CONTROL_STOP, SERVICE_STOPPED);
-        } else {
-            if (state == SERVICE_PAUSED) {
-                Control(service, SERVICE_CONTROL_CONTINUE, SERVICE_RUNNING);
-            } else {
-                Start(service);
-            }
-            if (wanted.state == SERVICE_PAUSED) Control(service, SERVICE_CONTROL_PAUSE, SERVICE_PAUSED);
-        }
-    }
-    if (Query(service).startType != wanted.startType) SetStartType(service, wanted.startType);
+    if (state == wanted) return true;
+    if (wanted == SERVICE_STOPPED) return Control(service, SERVICE_CONTROL_STOP, wanted);
+    const bool runs = state == SERVICE_PAUSED ? Control(service, SERVICE_CONTROL_CONTINUE, SERVICE_RUNNING)
+                                              : Start(service);
+    if (!runs || wanted == SERVICE_RUNNING) return runs;
+    return Control(service, SERVICE_CONTROL_PAUSE, wanted);
 }
 
 }  // namespace
@@ -135,7 +127,11 @@ void MatrixServices::Restore(const Picture& wanted) const {
         const std::wstring name = optimizer::Widen(line.substr(std::string(kPrefix).size()));
         const ServiceHandle service(OpenServiceW(m_manager.Get(), name.c_str(), SERVICE_ALL_ACCESS));
         Require(static_cast<bool>(service), "OpenService");
-        Reach(service.Get(), ParseState(text));
+        const ServiceState state = ParseState(text);
+        if (!ReachState(service.Get(), state.state)) {
+            throw std::runtime_error(line + " stays " + killmatrix::Describe(Query(service.Get())));
+        }
+        if (Query(service.Get()).startType != state.startType) SetStartType(service.Get(), state.startType);
     }
 }
 

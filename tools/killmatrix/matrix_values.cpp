@@ -1,6 +1,7 @@
 #include "tools/killmatrix/matrix_values.h"
 
-#include <cstdint>
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -135,7 +136,7 @@ std::vector<std::wstring> PowerValues() {
     std::vector<std::wstring> names;
     for (DWORD index = 0;; ++index) {
         wchar_t name[512] = {};
-        DWORD length = static_cast<DWORD>(std::size(name));
+        auto length = static_cast<DWORD>(std::size(name));
         if (RegEnumValueW(key.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
             ERROR_SUCCESS)
             return names;

@@ -6,10 +6,10 @@
 namespace killmatrix {
 
 std::string ToText(const Picture& picture) {
-    std::string text;
+    std::ostringstream text;
     for (const auto& [name, value] : picture)
-        text += name + "=" + value + "\n";
-    return text;
+        text << name << '=' << value << '\n';
+    return text.str();
 }
 
 Picture ParsePicture(const std::string& text) {

@@ -196,6 +196,11 @@ def run(options):
     return 1 if print_table(roads, results) > 0 or problems else 0
 
 
+def end_in_order(*_):
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
+    sys.exit(143)
+
+
 if __name__ == "__main__":
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    signal.signal(signal.SIGTERM, end_in_order)
     sys.exit(run(parse_options()))

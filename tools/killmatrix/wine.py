@@ -40,6 +40,11 @@ class Strike:
         return struct.unpack_from("<Q", self._map, 16)[0]
 
     @property
+    def killed(self):
+        mode, = struct.unpack_from("<I", self._map, 0)
+        return mode == self.KILL and self.hits > 0
+
+    @property
     def hits(self):
         return struct.unpack_from("<Q", self._map, 24)[0]
 
@@ -145,7 +150,8 @@ class Prefix:
         }
         return subprocess.Popen(command, env=environment, stdin=stdin, stdout=output, stderr=output)
 
-    def run(self, program, *arguments, text=None):
+    def run(self, program, *arguments, text=None, until=None):
+        """Ends the program as soon as the condition `until` holds, where there is one."""
         output = Output()
         stdin = subprocess.DEVNULL
         if text is not None:
@@ -153,12 +159,12 @@ class Prefix:
             stdin.write(text.encode())
             stdin.seek(0)
         process = self.popen(program, *arguments, output=output, stdin=stdin)
-        try:
-            code = process.wait(PATIENCE_S)
-        except subprocess.TimeoutExpired:
+        ended = wait_until(lambda: process.poll() is not None or (until is not None and until()), PATIENCE_S)
+        if process.poll() is None:
             process.kill()
-            process.wait()
-            raise RuntimeError(f"{program} {' '.join(arguments)} doesn't end") from None
+        code = process.wait()
+        if not ended:
+            raise RuntimeError(f"{program} {' '.join(arguments)} doesn't end")
         return Run(code, output.text())
 
 
