@@ -2,7 +2,7 @@
 
 import subprocess
 
-from wine import Output, Strike, wait_until
+from wine import Output, Run, Strike, wait_until
 
 START_S = 20
 CONTROL = "optimizerctl.exe"
@@ -177,6 +177,8 @@ class Uninstall(InProcess):
         pass
 
     def set(self, profile):
+        if Service(self._prefix).state() == "":
+            return Run(0, "The service is gone.")
         return self._prefix.run(HOST, "uninstall")
 
 
