@@ -10,6 +10,10 @@
 
 namespace optimizer {
 
+bool IsSameName(const std::wstring& left, const std::wstring& right) {
+    return _wcsicmp(left.c_str(), right.c_str()) == 0;
+}
+
 namespace {
 
 // In the order of the values; the last one stands for what isn't known.
@@ -19,7 +23,7 @@ constexpr const char* kStartupTexts[] = {"AUTOMATIC", "MANUAL", "DISABLED", "NA"
 template <class Services>
 auto FindIn(Services& services, const std::wstring& name) {
     const auto found = std::find_if(services.begin(), services.end(), [&](const ServiceRecord& record) {
-        return _wcsicmp(record.name.c_str(), name.c_str()) == 0;
+        return IsSameName(record.name, name);
     });
     return found != services.end() ? &*found : nullptr;
 }
@@ -64,9 +68,7 @@ const ServiceRecord* WindowsServicesParams::Find(const std::wstring& name) const
 }
 
 void WindowsServicesParams::Remove(const std::wstring& name) {
-    std::erase_if(services, [&](const ServiceRecord& record) {
-        return _wcsicmp(record.name.c_str(), name.c_str()) == 0;
-    });
+    std::erase_if(services, [&](const ServiceRecord& record) { return IsSameName(record.name, name); });
 }
 
 }  // namespace optimizer

@@ -16,6 +16,9 @@ struct ServiceRecord {
     ServiceStartup startup = ServiceStartup::None;
 };
 
+/// Upper and lower case are the same.
+bool IsSameName(const std::wstring& left, const std::wstring& right);
+
 /// A list of services, each with a run status and a start type. In JSON an array.
 struct WindowsServicesParams final : IOptimizerActionSettings {
     void ToJson(picojson::value* out) const override;
