@@ -10,25 +10,17 @@
 
 namespace optimizer {
 
-bool IsSameName(const std::wstring& left, const std::wstring& right) {
-    return _wcsicmp(left.c_str(), right.c_str()) == 0;
-}
-
 namespace {
 
 // In the order of the values; the last one stands for what isn't known.
 constexpr const char* kStatusTexts[] = {"RUNNING", "STOPPED", "PAUSED", "NA"};
 constexpr const char* kStartupTexts[] = {"AUTOMATIC", "MANUAL", "DISABLED", "NA"};
 
-template <class Services>
-auto FindIn(Services& services, const std::wstring& name) {
-    const auto found = std::find_if(services.begin(), services.end(), [&](const ServiceRecord& record) {
-        return IsSameName(record.name, name);
-    });
-    return found != services.end() ? &*found : nullptr;
-}
-
 }  // namespace
+
+bool IsSameName(const std::wstring& left, const std::wstring& right) {
+    return _wcsicmp(left.c_str(), right.c_str()) == 0;
+}
 
 void WindowsServicesParams::ToJson(picojson::value* out) const {
     picojson::array array;
@@ -59,16 +51,11 @@ void WindowsServicesParams::FromJson(const picojson::value* in) {
     }
 }
 
-ServiceRecord* WindowsServicesParams::Find(const std::wstring& name) {
-    return FindIn(services, name);
-}
-
 const ServiceRecord* WindowsServicesParams::Find(const std::wstring& name) const {
-    return FindIn(services, name);
-}
-
-void WindowsServicesParams::Remove(const std::wstring& name) {
-    std::erase_if(services, [&](const ServiceRecord& record) { return IsSameName(record.name, name); });
+    const auto found = std::find_if(services.begin(), services.end(), [&](const ServiceRecord& record) {
+        return IsSameName(record.name, name);
+    });
+    return found != services.end() ? &*found : nullptr;
 }
 
 }  // namespace optimizer

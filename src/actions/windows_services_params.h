@@ -26,10 +26,8 @@ struct WindowsServicesParams final : IOptimizerActionSettings {
     void FromJson(const picojson::value* in) override;
     bool operator==(const WindowsServicesParams& other) const { return services == other.services; }
 
-    /// The first record of that name, upper and lower case being the same; null when there is none.
-    ServiceRecord* Find(const std::wstring& name);
+    /// The first record of that name; null when there is none.
     const ServiceRecord* Find(const std::wstring& name) const;
-    void Remove(const std::wstring& name);
 
     std::vector<ServiceRecord> services;
 };
