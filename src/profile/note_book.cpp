@@ -84,6 +84,8 @@ void NoteBook::StoreShrunk(IOptimizerAction& action) {
 
 uint32_t NoteBook::_Change(IOptimizerAction& action, bool onlyThere) {
     TRACE_SCOPE("NoteBook::_Change");
+    // An action hands its values to one thread at a time, and the newer ones have to be stored last.
+    CriticalSectionGuard oneAtATime(m_askLock);
     IOptimizerActionSettings* const found = action.GetRevertParameters();
     if (found == nullptr && !action.IsNotedByName()) return ERROR_SUCCESS;
     if (m_store == nullptr) return ERROR_GEN_FAILURE;

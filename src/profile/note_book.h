@@ -56,6 +56,7 @@ private:
 
     IProfilesSettings* const m_settings;
     INotesStore* const m_store;  // the settings'
+    CCriticalSection m_askLock;  // held while a note is made; taken before m_lock and the store's
     CCriticalSection m_lock;     // guards the fields below; never held over a call
     std::wstring m_user;         // the key of the run's user
     std::wstring m_account;      // "DOMAIN\name"
