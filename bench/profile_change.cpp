@@ -125,7 +125,8 @@ class Engine final : public optimizer::IOptimizerProfileObserver {
 public:
     explicit Engine(IServMain* host) : m_profile(host, this, &MakeIdleAction) {}
     void Change(profile wanted) {
-        if (m_profile.Start(&wanted) != ERROR_SUCCESS) throw std::runtime_error("the profile isn't started");
+        if (m_profile.StoreChoice(&wanted) + m_profile.Start(&wanted) != ERROR_SUCCESS)
+            throw std::runtime_error("the profile isn't started");
         WaitForSingleObject(m_executed.Get(), INFINITE);
         m_profile.Stop();
     }

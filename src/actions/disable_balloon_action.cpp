@@ -1,8 +1,11 @@
 #include "actions/disable_balloon_action.h"
 
+#include <optional>
+
 #include <windows.h>
 
 #include "actions/agent_message.h"
+#include "actions/user_hive.h"
 #include "actions/user_sid.h"
 #include "frame/handles.h"
 #include "frame/trace.h"
@@ -25,9 +28,23 @@ struct UserListTraits {
 };
 using OwnedUserList = UniqueHandle<UserListTraits>;
 
-/// 2 (ERROR_FILE_NOT_FOUND) when the account has no such key, as one that isn't loaded.
+/// 2 (ERROR_FILE_NOT_FOUND) when the account has no such key, or isn't loaded and nothing is to be put back.
 LSTATUS Write(const std::wstring& sid, bool enable) {
     RegistryKey key;
+    std::optional<UserHive> hive;
+    const bool isLoaded =
+        RegOpenKeyExW(HKEY_USERS, sid.c_str(), 0, KEY_READ, RegistryKey().Receive()) == ERROR_SUCCESS;
+    // Who has logged off since the balloons went off gets them back too; for the change itself nobody's part
+    // of the registry is loaded.
+    if (!isLoaded && enable) {
+        hive.emplace(sid);
+        if (hive->Error() != ERROR_SUCCESS) return static_cast<LSTATUS>(hive->Error());
+        DWORD present = 1;
+        DWORD sizeBytes = sizeof(present);
+        RegGetValueW(HKEY_USERS, (sid + kKey).c_str(), kValue, RRF_RT_REG_DWORD, nullptr, &present,
+                     &sizeBytes);
+        if (present != 0) return ERROR_FILE_NOT_FOUND;
+    }
     const std::wstring path = sid + kKey;
     const LSTATUS error = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
     if (error != ERROR_SUCCESS) return error;
@@ -44,7 +61,8 @@ uint32_t CDisableBalloonAction::_ExecuteAction(bool enable) {
     // The list isn't emptied before: a later run adds the accounts again and writes them twice, which is
     // known and does no harm.
     m_finished = _GetUserSids(m_userSids);
-    if (m_finished == ERROR_SUCCESS) {
+    // On the way back those that are known get theirs, whoever else isn't.
+    if (m_finished == ERROR_SUCCESS || enable) {
         for (const std::wstring& sid : m_userSids) {
             const LSTATUS error = Write(sid, enable);
             if (error == ERROR_SUCCESS) {
@@ -58,7 +76,14 @@ uint32_t CDisableBalloonAction::_ExecuteAction(bool enable) {
     return result;
 }
 
-/// One account without an identifier spoils the run: nothing is written then.
+uint32_t CDisableBalloonAction::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CDisableBalloonAction::Note");
+    // A run that would write nothing needs no note, which nothing could take away again.
+    std::vector<std::wstring> accounts;
+    return _GetUserSids(accounts);
+}
+
+/// One account without an identifier spoils the change: nothing is written then.
 uint32_t CDisableBalloonAction::_GetUserSids(std::vector<std::wstring>& list) {
     TRACE_SCOPE("CDisableBalloonAction::_GetUserSids");
     VxUsersLibrary& users = VxUsersLibrary::Instance();

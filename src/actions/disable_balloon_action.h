@@ -14,10 +14,12 @@ class CDisableBalloonAction final : public ActionWithoutValues {
 public:
     explicit CDisableBalloonAction(IServMain* main) : m_main(main) {}
 
+    /// 31 when one of the accounts isn't known to the system.
+    uint32_t Note(IOptimizerActionSettings* next) override;
     /// 0 when one account at least was written, 31 otherwise.
     uint32_t Start() override { return _ExecuteAction(false); }
     uint32_t Revert() override { return _ExecuteAction(true); }
-    /// An account without the setting's key, as one that isn't logged on, has nothing to put back.
+    /// An account without the setting's key has nothing to put back.
     uint32_t FinishRevert() override { return m_finished; }
     uint32_t PutBack() override {
         static_cast<void>(Revert());

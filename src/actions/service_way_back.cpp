@@ -12,6 +12,8 @@ namespace optimizer {
 namespace {
 
 constexpr uint32_t kStandstillMs = 1000;
+// Shorter than a standstill: a service that waits for another one's stop must be tried again behind it.
+constexpr uint32_t kLongestPauseMs = 400;
 constexpr uint32_t kWrapMarginMs = 5000;
 // More than any way back has: a service that somebody else pulls about mustn't hold the others up.
 constexpr int kMostStepsAtOnce = 6;
@@ -109,7 +111,8 @@ bool CServiceWayBack::_MayTake(const ServiceJourney& journey, const BackStep& st
 
 /// False when the step was refused.
 bool CServiceWayBack::_Take(ServiceJourney& journey, const BackStep& step) {
-    journey.pauseMs = step.IsAs(journey.lastStep) ? journey.pauseMs * 2 : kBackPollMs;
+    journey.pauseMs =
+        step.IsAs(journey.lastStep) ? std::min(journey.pauseMs * 2, kLongestPauseMs) : kBackPollMs;
     journey.lastStep = step;
     journey.error = _Do(journey.name, step);
     journey.steppedMs = GetTickCount();

@@ -213,7 +213,8 @@ TEST_F(Cloud, WhateverTheServerDoesCostsTheTimeOutAtMost) {
     };
     auto* const velora = static_cast<IVelora*>(m_cloud.Get()->GetInterface(kVeloraName));
     VeloraRequest* const request = velora->RequestCreate();
-    // A busy machine may take long over an answer that comes; one that doesn't come needn't be waited for long.
+    // A busy machine may take long over an answer that comes; one that doesn't come needn't be waited for
+    // long.
     constexpr DWORD kTimeoutMs = 400;
     constexpr DWORD kAmpleMs = 8000;
     VeloraResponse* response = nullptr;
