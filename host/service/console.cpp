@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "frame/handles.h"
+#include "host/service/run_teller.h"
 #include "host/terminal/terminal.h"
 
 namespace host {
@@ -38,13 +39,19 @@ private:
 
 }  // namespace
 
-void RunConsole(EngineHost& host) {
+bool RunConsole(EngineHost& host) {
     const InterruptWatch watch;
     PrintLine(L"ready");
-    std::wstring line;
-    while (ReadInputLine(line)) {
+    bool allDone = true;
+    {
+        RunTeller teller(*host.Engine());
+        std::wstring line;
+        while (ReadInputLine(line)) {
+        }
+        allDone = teller.TellLast();
     }
     host.Stop();
+    return allDone;
 }
 
 }  // namespace host
