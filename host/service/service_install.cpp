@@ -101,7 +101,7 @@ ServiceHandle OpenForUninstall(std::wstring& problem) {
     if (!manager) {
         const DWORD error = GetLastError();
         problem = Refused(L"The service manager can't be opened", error);
-        return ServiceHandle();
+        return {};
     }
     constexpr DWORD kAccess = SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE;
     ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, kAccess));
@@ -150,7 +150,7 @@ bool UninstallService(const std::wstring& pluginList, bool force, std::vector<st
     for (const std::wstring& sentence : StillNoted(folder))
         told.push_back(sentence);
     if (!told.empty() && !force) {
-        told.push_back(
+        told.emplace_back(
             L"The service stays registered; uninstall again when that is mended, or give it up with "
             L"\"optimizerhost uninstall --force\".");
         return false;
