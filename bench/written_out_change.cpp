@@ -5,7 +5,7 @@
 #include <windows.h>
 
 #include "frame/handles.h"
-#include "settings/notes_check.h"
+#include "frame/notes_check.h"
 #include "settings/profile_names.h"
 
 namespace bench {

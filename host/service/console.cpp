@@ -4,6 +4,7 @@
 
 #include "frame/handles.h"
 #include "host/service/agent_arrival.h"
+#include "host/service/run_teller.h"
 #include "host/terminal/terminal.h"
 
 namespace host {
@@ -39,15 +40,21 @@ private:
 
 }  // namespace
 
-void RunConsole(EngineHost& host) {
+bool RunConsole(EngineHost& host) {
     const InterruptWatch watch;
     // Before the line that has people change the profile.
     ExpectSessionAgent(host.Components());
     PrintLine(L"ready");
-    std::wstring line;
-    while (ReadInputLine(line)) {
+    bool allDone = true;
+    {
+        RunTeller teller(*host.Engine());
+        std::wstring line;
+        while (ReadInputLine(line)) {
+        }
+        allDone = teller.TellLast();
     }
     host.Stop();
+    return allDone;
 }
 
 }  // namespace host

@@ -40,8 +40,8 @@ bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {
     return true;
 }
 
-/// Only another engine keeps this one from starting: with a folder that can't be written it starts where it
-/// can, as it does with other settings that are wrong.
+/// Only another engine keeps this one from starting, or what hides whether there is one: with a folder that
+/// can't be written it starts where it can, as it does with other settings that are wrong.
 bool EngineHost::_TakeSettings(std::wstring& problem) {
     TRACE_SCOPE("EngineHost::_TakeSettings");
     const std::wstring folder = FindSettingsFolder();
@@ -50,6 +50,10 @@ bool EngineHost::_TakeSettings(std::wstring& problem) {
     if (error == ERROR_SHARING_VIOLATION) {
         problem = L"Another engine works with the settings in " + folder +
                   L": the service, a console or \"optimizerctl --in-process\"; end it first.";
+        return false;
+    }
+    if (error == ERROR_CANT_ACCESS_FILE) {
+        problem = SettingsLock::InTheWay(folder) + L".";
         return false;
     }
     TRACE_LINE(optimizer::trace::kError, L"The settings folder can't be locked: 0x%x", error);

@@ -31,8 +31,18 @@ int Console(const std::wstring& pluginList) {
         host::PrintErrorLine(problem);
         return kFailed;
     }
-    host::RunConsole(engineHost);
-    return sound ? kDone : kFailed;
+    return host::RunConsole(engineHost) && sound ? kDone : kFailed;
+}
+
+int Uninstall(const std::wstring& pluginList, bool force) {
+    std::vector<std::wstring> told;
+    const bool removed = host::UninstallService(pluginList, force, told);
+    for (const std::wstring& sentence : told)
+        host::PrintErrorLine(sentence);
+    if (!removed) return kFailed;
+    host::PrintLine(told.empty() ? L"The machine is put back, the service removed."
+                                 : L"The service is removed; the machine is not put back in everything.");
+    return kDone;
 }
 
 int Report(bool done, const std::wstring& sentence, const std::wstring& problem) {
@@ -51,8 +61,9 @@ int Run(const std::vector<std::wstring>& arguments) {
     app.add_option("--plugins", listOption, "plug-in list to load instead of settings\\service_plugins.xml");
     const auto* const console = app.add_subcommand("console", "run here until the input ends or Ctrl+C");
     const auto* const install = app.add_subcommand("install", "register the service");
-    const auto* const uninstall =
-        app.add_subcommand("uninstall", "put the machine back and remove the service");
+    auto* const uninstall = app.add_subcommand("uninstall", "put the machine back and remove the service");
+    bool force = false;
+    uninstall->add_flag("--force", force, "remove the service also when something can't be put back");
     const auto* const run = app.add_subcommand("run", "for the service manager");
 
     try {
@@ -66,10 +77,7 @@ int Run(const std::vector<std::wstring>& arguments) {
     if (console->parsed()) return Console(pluginList);
     if (install->parsed())
         return Report(host::InstallService(problem), L"The service is installed.", problem);
-    if (uninstall->parsed()) {
-        return Report(host::UninstallService(pluginList, problem),
-                      L"The machine is put back, the service removed.", problem);
-    }
+    if (uninstall->parsed()) return Uninstall(pluginList, force);
     return run->parsed() ? Report(host::RunService(pluginList, problem), L"", problem) : kUsage;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -10,10 +11,12 @@ inline constexpr const wchar_t* kServiceName = L"OptimizerHost";
 bool InstallService(std::wstring& problem);
 
 /// Puts the machine back and removes the service: tells a running one of the uninstall and stops it, then
-/// runs the engine once here, for what a stopped or killed service left behind. The service stays registered
-/// when the engine can't run, so that nothing is lost. Blocks for as long as that takes, a minute at most for
-/// the stop.
-bool UninstallService(const std::wstring& pluginList, std::wstring& problem);
+/// runs the engine once here, for what a stopped or killed service left behind, and looks what is still
+/// noted. The service stays registered when the engine can't run or something isn't back, so that nothing is
+/// lost; `force` removes it all the same, but never a running one. Each step may be repeated after a kill.
+/// Blocks for as long as that takes, a minute at most for the stop. False when the service wasn't removed;
+/// `told` receives the sentences that say why, or where the notes of what isn't back lie.
+bool UninstallService(const std::wstring& pluginList, bool force, std::vector<std::wstring>& told);
 
 /// Runs as the service that the system has started. Returns when the service has stopped; false when the
 /// system didn't start it.

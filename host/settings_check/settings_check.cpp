@@ -12,6 +12,7 @@
 #include "frame/handles.h"
 #include "frame/json.h"
 #include "frame/module_path.h"
+#include "frame/notes_check.h"
 #include "frame/settings_folder.h"
 #include "frame/text.h"
 
@@ -71,6 +72,28 @@ void CheckStateFile(const SettingsFile& file, std::vector<SettingsFinding>& find
             L"; it is left as it is and not used until you correct or remove it.");
 }
 
+/// The engine has seen to it, or will: it goes by the last good copy, and keeps what it can't use.
+void CheckRestoreFile(const SettingsFile& file, std::vector<SettingsFinding>& findings) {
+    if (file.isSetAside) Add(findings, false, DamagedNotesSentence(file.path));
+    const std::wstring isWrong = L"The file " + file.path + L" " + file.problem;
+    const bool cantBeRead = file.state == SettingsFileState::Unreadable;
+    if (file.state == SettingsFileState::Ok || (file.state == SettingsFileState::Absent && !file.copyCounts))
+        return;
+    if (file.copyCounts) {
+        Add(findings, false,
+            isWrong + (cantBeRead ? L"; its last good copy is used, but nothing can be noted until it can."
+                                  : L"; its last good copy is used and takes its place."));
+    } else if (cantBeRead) {
+        Add(findings, false, isWrong + L"; until it can, nothing of it is put back and nothing noted in it.");
+    } else {
+        Add(findings, false,
+            isWrong + L" and has no good copy; it is kept as " + file.Name() + optimizer::kDamagedSuffix +
+                L", and nothing of it is put back or noted until you mend it, take its \"notes_check\" out "
+                L"and "
+                L"give it its name again, or delete it.");
+    }
+}
+
 void CheckWritable(const std::wstring& folder, std::vector<SettingsFinding>& findings) {
     const std::wstring probe = folder + L"write_test_" + std::to_wstring(GetCurrentProcessId()) + L".tmp";
     const optimizer::FileHandle file(CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
@@ -95,12 +118,43 @@ std::wstring FindSettingsFolder() {
     return optimizer::SettingsFolder(dataFolder);
 }
 
+std::wstring DamagedNotesSentence(const std::wstring& restoreFile) {
+    const std::wstring name = restoreFile.substr(restoreFile.find_last_of(L'\\') + 1);
+    return L"What was noted in " + restoreFile + L" is damaged and kept beside it as " + name +
+           optimizer::kDamagedSuffix +
+           L", so that nothing of it is put back and nothing noted there; mend it, take its \"notes_check\" "
+           L"out "
+           L"and give it its name again, or delete it when nothing is to be put back.";
+}
+
 std::vector<SettingsFinding> CheckFiles(const std::vector<SettingsFile>& files) {
     std::vector<SettingsFinding> findings;
     CheckProfiles(files.front(), findings);
-    for (size_t i = 1; i < files.size(); ++i)
-        CheckStateFile(files[i], findings);
+    for (size_t i = 1; i < files.size(); ++i) {
+        if (IsRestoreFile(files[i].Name())) {
+            CheckRestoreFile(files[i], findings);
+        } else {
+            CheckStateFile(files[i], findings);
+        }
+    }
     return findings;
+}
+
+std::vector<std::wstring> StillNoted(const std::wstring& folder) {
+    std::vector<std::wstring> sentences;
+    for (const SettingsFile& file : ReadSettingsFiles(folder)) {
+        if (!IsRestoreFile(file.Name())) continue;
+        std::vector<SettingsFinding> findings;
+        CheckRestoreFile(file, findings);
+        for (const SettingsFinding& finding : findings)
+            sentences.push_back(finding.sentence);
+        for (const RevertEntry& entry : RevertEntries(file)) {
+            sentences.push_back(entry.action +
+                                L" is not back: what there is to return to is still noted in " + file.path +
+                                (entry.owner.empty() ? L"." : L" for " + entry.owner + L"."));
+        }
+    }
+    return sentences;
 }
 
 std::vector<SettingsFinding> CheckSettings(const std::wstring& folder) {

@@ -16,9 +16,13 @@ namespace host {
 class SettingsLock {
 public:
     /// Waits up to `patienceMs` for another holder to let go. 0; 32 (ERROR_SHARING_VIOLATION) when it
-    /// doesn't; or why the folder can't be written.
+    /// doesn't; 1920 (ERROR_CANT_ACCESS_FILE) when what has the file's name can't be opened as the file, a
+    /// folder for instance, so that nobody could tell who works there; or why the folder can't be written.
     [[nodiscard]] uint32_t Take(const std::wstring& folder, uint32_t patienceMs);
     void LetGo() { m_file.Reset(); }
+
+    /// What to tell of 1920.
+    static std::wstring InTheWay(const std::wstring& folder);
 
 private:
     optimizer::FileHandle m_file;

@@ -6,18 +6,16 @@
 
 #include <windows.h>
 
+#include "frame/notes_check.h"
 #include "frame/slim_lock.h"
 #include "frame/trace.h"
 #include "settings/json_file.h"
-#include "settings/notes_check.h"
 
 namespace optimizer {
 
 namespace {
 
-constexpr const wchar_t* kCopySuffix = L".copy";
 constexpr const wchar_t* kBadSuffix = L".bad";
-constexpr const wchar_t* kDamagedSuffix = L".damaged";
 
 /// As ReadJsonFile, and broken also when it is no object or a changed byte made other values of its notes.
 JsonFileState ReadSound(const std::wstring& path, picojson::object& document) {

@@ -1,7 +1,7 @@
 #include "settings/revert_notes.h"
 
 #include "frame/json.h"
-#include "settings/notes_check.h"
+#include "frame/notes_check.h"
 
 namespace optimizer {
 

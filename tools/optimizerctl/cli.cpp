@@ -7,6 +7,7 @@
 
 #include "frame/text.h"
 #include "host/terminal/command_line.h"
+#include "tools/optimizerctl/actions_wait.h"
 #include "tools/optimizerctl/apps_noun.h"
 #include "tools/optimizerctl/boot_noun.h"
 #include "tools/optimizerctl/completion_noun.h"
@@ -106,7 +107,15 @@ ExitCode CommandLine::Run(Surroundings& surroundings, Output& output) {
     // An engine that ended in the middle of an action would leave the machine between two states.
     const auto limitMs = m_inProcess ? std::nullopt : timeoutMs;
     const TimeLimit limit(limitMs, [&] { return output.Fail(context.TimeIsUp()); });
-    return (*action)(context);
+    const Clock::time_point start = Clock::now();
+    try {
+        const ExitCode code = (*action)(context);
+        return LetRunEnd(context, start) || code != ExitCode::Done ? code : ExitCode::TimedOut;
+    } catch (const Failure& failure) {
+        // A wait that lasted too long has told what happens to the run.
+        if (failure.Exit() != ExitCode::TimedOut) LetRunEnd(context, start);
+        throw;
+    }
 }
 
 const CLI::App& CommandLine::_Chosen() const {

@@ -27,9 +27,9 @@ std::wstring Context::Argument(const std::string& name) const {
 
 IOptimizer& Context::Engine() {
     m_connecting = true;
-    IOptimizer& engine = (m_inProcess ? m_surroundings.inProcess : m_surroundings.service).Open(m_timeoutMs);
+    m_engine = &(m_inProcess ? m_surroundings.inProcess : m_surroundings.service).Open(m_timeoutMs);
     m_connecting = false;
-    return engine;
+    return *m_engine;
 }
 
 boottime::IBootTimeCommClient& Context::Boot() {

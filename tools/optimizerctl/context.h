@@ -27,6 +27,8 @@ public:
 
     /// Connects at the first call. Throws Failure.
     IOptimizer& Engine();
+    /// Null before that.
+    IOptimizer* OpenedEngine() const { return m_engine; }
     /// The same for the measurement of the boot, which only the service makes.
     boottime::IBootTimeCommClient& Boot();
     Output& Out() { return m_output; }
@@ -47,6 +49,7 @@ private:
     const bool m_inProcess;
     const std::optional<uint32_t> m_timeoutMs;
     std::atomic<bool> m_connecting = false;
+    IOptimizer* m_engine = nullptr;
 };
 
 /// "1.5 s"

@@ -4,6 +4,7 @@
 
 #include "frame/text.h"
 #include "tools/optimizerctl/context.h"
+#include "tools/optimizerctl/run_outcome.h"
 
 namespace ctl {
 
@@ -18,8 +19,13 @@ constexpr size_t kNameWidth = 40;
 /// By state.
 constexpr const wchar_t* kFileWords[] = {L"good", L"missing", L"unreadable", L"broken"};
 
-std::wstring WordOf(const SettingsFile& file) {
+std::wstring StateOf(const SettingsFile& file) {
     return kFileWords[static_cast<size_t>(file.state)];
+}
+
+std::wstring FileText(const SettingsFile& file) {
+    return StateOf(file) + (file.copyCounts ? L", its copy is used" : L"") +
+           (file.isSetAside ? L", damaged notes beside it" : L"");
 }
 
 std::wstring ServiceText(const ServiceState& service) {
@@ -37,17 +43,29 @@ std::wstring BootText(const BootState& boot) {
     return boot.failure ? boot.failure->Sentence() : L"took " + SecondsText(boot.milliseconds);
 }
 
-/// Revert lists that hold something.
+std::wstring LastRunText(const host::LastRun& run) {
+    std::wstring text = L"of " + run.profile;
+    if (run.running) return text + L", still going on";
+    const size_t count = run.problems.size();
+    if (count == 0) return text + L", all of it done";
+    return text + L", " + std::to_wstring(count) + (count == 1 ? L" thing" : L" things") + L" not done";
+}
+
+std::wstring EntryText(const host::RevertEntry& entry) {
+    if (entry.isNamed) return L"in force, without values";
+    return std::to_wstring(entry.valueCount) + (entry.valueCount == 1 ? L" value" : L" values") +
+           (entry.owner.empty() ? L"" : L" of " + entry.owner);
+}
+
+/// Restore files that hold something.
 std::wstring RevertText(const std::vector<SettingsFile>& files) {
     std::wstring text;
     for (const SettingsFile& file : files) {
         const std::vector<host::RevertEntry> entries =
-            host::IsRevertFile(file.Name()) ? host::RevertEntries(file) : std::vector<host::RevertEntry>();
+            host::IsRestoreFile(file.Name()) ? host::RevertEntries(file) : std::vector<host::RevertEntry>();
         if (!entries.empty()) text += L"\n  " + file.Name();
-        for (const host::RevertEntry& entry : entries) {
-            text += L"\n    " + Column(entry.action, kNameWidth - 2) + std::to_wstring(entry.valueCount) +
-                    (entry.valueCount == 1 ? L" value" : L" values");
-        }
+        for (const host::RevertEntry& entry : entries)
+            text += L"\n    " + Column(entry.action, kNameWidth - 2) + EntryText(entry);
     }
     return text.empty() ? Column(L"To put back", kTopicWidth) + L"nothing" : L"To put back" + text;
 }
@@ -79,14 +97,33 @@ picojson::value BootDocument(const BootState& boot) {
 }
 
 picojson::value FileDocument(const SettingsFile& file) {
-    picojson::object document{{"name", TextValue(file.Name())}, {"state", TextValue(WordOf(file))}};
-    if (host::IsRevertFile(file.Name()) && file.state == SettingsFileState::Ok) {
-        picojson::object entries;
-        for (const host::RevertEntry& entry : host::RevertEntries(file))
-            entries[optimizer::Narrow(entry.action)] = NumberValue(entry.valueCount);
-        document["revert"] = picojson::value(entries);
+    picojson::object document{{"name", TextValue(file.Name())}, {"state", TextValue(StateOf(file))}};
+    if (!host::IsRestoreFile(file.Name())) return picojson::value(document);
+    document["copyUsed"] = picojson::value(file.copyCounts);
+    document["damagedBeside"] = picojson::value(file.isSetAside);
+    if (!file.IsUsable()) return picojson::value(document);
+    picojson::object values;
+    picojson::array named;
+    picojson::object owners;
+    for (const host::RevertEntry& entry : host::RevertEntries(file)) {
+        const std::string action = optimizer::Narrow(entry.action);
+        if (entry.isNamed) {
+            named.emplace_back(action);
+        } else {
+            values[action] = NumberValue(entry.valueCount);
+        }
+        if (!entry.owner.empty()) owners[action] = TextValue(entry.owner);
     }
+    document["revert"] = picojson::value(values);
+    document["inForce"] = picojson::value(named);
+    document["owners"] = picojson::value(owners);
     return picojson::value(document);
+}
+
+picojson::value LastRunDocument(const host::LastRun& run, const std::wstring& folder) {
+    return picojson::value(picojson::object{{"problems", ProblemsDocument(run, folder)},
+                                            {"profile", TextValue(run.profile)},
+                                            {"running", picojson::value(run.running)}});
 }
 
 }  // namespace
@@ -101,20 +138,32 @@ void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis) {
     });
     for (const host::SettingsFinding& finding : host::CheckFiles(mine))
         diagnosis.problems.push_back(finding.sentence);
+    diagnosis.isToBeMended = !diagnosis.problems.empty();
+}
+
+void DiagnoseLastRun(Diagnosis& diagnosis) {
+    if (!diagnosis.lastRun) return;
+    std::vector<std::wstring>& problems = diagnosis.problems;
+    for (const std::wstring& sentence : host::SentencesOf(*diagnosis.lastRun, diagnosis.folder)) {
+        if (std::find(problems.begin(), problems.end(), sentence) == problems.end())
+            problems.push_back(sentence);
+    }
+    diagnosis.isToBeMended |= diagnosis.lastRun->HasSerious();
 }
 
 ExitCode Verdict(const Diagnosis& diagnosis) {
     if (diagnosis.engine.failure) return diagnosis.engine.failure->Exit();
-    return diagnosis.problems.empty() ? ExitCode::Done : ExitCode::Refused;
+    return diagnosis.isToBeMended ? ExitCode::Refused : ExitCode::Done;
 }
 
 std::wstring ReportText(const Diagnosis& diagnosis) {
     std::wstring text = Column(L"Service", kTopicWidth) + ServiceText(diagnosis.service) + L"\n" +
                         Column(L"Engine", kTopicWidth) + EngineText(diagnosis.engine) + L"\n";
+    if (diagnosis.lastRun) text += Column(L"Last run", kTopicWidth) + LastRunText(*diagnosis.lastRun) + L"\n";
     if (diagnosis.boot) text += Column(L"Boot", kTopicWidth) + BootText(*diagnosis.boot) + L"\n";
     text += Column(L"Settings", kTopicWidth) + diagnosis.folder;
     for (const SettingsFile& file : diagnosis.files)
-        text += L"\n  " + Column(file.Name(), kNameWidth) + WordOf(file);
+        text += L"\n  " + Column(file.Name(), kNameWidth) + FileText(file);
     text += L"\n" + RevertText(diagnosis.files);
     if (!diagnosis.problems.empty()) text += L"\nProblems";
     for (const std::wstring& problem : diagnosis.problems)
@@ -131,6 +180,8 @@ picojson::object ReportDocument(const Diagnosis& diagnosis) {
         problems.push_back(TextValue(problem));
     return {{"service", ServiceDocument(diagnosis.service)},
             {"engine", EngineDocument(diagnosis.engine)},
+            {"lastRun",
+             diagnosis.lastRun ? LastRunDocument(*diagnosis.lastRun, diagnosis.folder) : picojson::value()},
             {"boot", diagnosis.boot ? BootDocument(*diagnosis.boot) : picojson::value()},
             {"folder", TextValue(diagnosis.folder)},
             {"files", picojson::value(files)},

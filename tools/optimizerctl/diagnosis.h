@@ -7,6 +7,7 @@
 
 #include <picojson.h>
 
+#include "host/run_problems/run_problems.h"
 #include "host/settings_check/settings_check.h"
 #include "tools/optimizerctl/failure.h"
 #include "tools/optimizerctl/surroundings.h"
@@ -30,14 +31,18 @@ struct BootState {
 struct Diagnosis {
     ServiceState service;
     EngineState engine;
-    std::optional<BootState> boot;  // not asked for without a service that answers
+    std::optional<BootState> boot;         // not asked for without a service that answers
+    std::optional<host::LastRun> lastRun;  // nothing where the engine doesn't tell
     std::wstring folder;
     std::vector<host::SettingsFile> files;
-    std::vector<std::wstring> problems;  // of the settings, a sentence each
+    std::vector<std::wstring> problems;  // of the settings, then of the last run, a sentence each
+    bool isToBeMended = false;           // one of them is more than told
 };
 
 /// Reads the settings of a folder into the diagnosis.
 void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis);
+/// Adds what the last run didn't get done; after the settings, which tell some of it already.
+void DiagnoseLastRun(Diagnosis& diagnosis);
 
 /// The first thing that is wrong, the engine before the settings. A service that isn't installed is none: the
 /// engine may run in a console. A boot without figures is none either.

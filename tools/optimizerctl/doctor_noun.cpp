@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "tools/optimizerctl/actions_wait.h"
 #include "tools/optimizerctl/boot_answers.h"
 #include "tools/optimizerctl/diagnosis.h"
 #include "tools/optimizerctl/names.h"
@@ -9,8 +10,6 @@
 namespace ctl {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 EngineState AskEngine(Context& context) {
     EngineState state;
@@ -27,6 +26,21 @@ EngineState AskEngine(Context& context) {
     return state;
 }
 
+/// An engine of this process's own has just begun a run, which tells something at its end only.
+void AskRun(Context& context, Clock::time_point start, Diagnosis& diagnosis) {
+    try {
+        IOptimizer& engine = context.Engine();
+        if (context.IsInProcess()) {
+            EventInbox inbox(engine);
+            diagnosis.lastRun = WaitForRun(context, engine, inbox, start);
+        } else {
+            diagnosis.lastRun = AskLastRun(engine);
+        }
+    } catch (const Failure& failure) {
+        diagnosis.engine.failure = failure;
+    }
+}
+
 BootState AskBoot(Context& context) {
     BootState state;
     try {
@@ -41,9 +55,12 @@ ExitCode Doctor(Context& context) {
     Diagnosis diagnosis;
     context.Out().ShowProgress(L"looking for the service");
     diagnosis.service = context.Machine().QueryService();
+    const Clock::time_point start = Clock::now();
     diagnosis.engine = AskEngine(context);
+    if (!diagnosis.engine.failure) AskRun(context, start, diagnosis);
     if (!diagnosis.engine.failure && !context.IsInProcess()) diagnosis.boot = AskBoot(context);
     DiagnoseSettings(context.Machine().SettingsFolder(), diagnosis);
+    DiagnoseLastRun(diagnosis);
     context.Out().ShowProgress(L"");
     const ExitCode verdict = Verdict(diagnosis);
     if (verdict == ExitCode::Done) {

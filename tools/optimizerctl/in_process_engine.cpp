@@ -65,6 +65,7 @@ void InProcessEngine::_TakeSettings() {
                                  L", that of another command or of a service that starts or stops; wait for "
                                  L"its end");
     }
+    if (error == ERROR_CANT_ACCESS_FILE) throw Refusal(error, host::SettingsLock::InTheWay(folder));
     throw Refusal(error, L"nothing could be put back, since the settings folder " + folder +
                              L" can't be written, " + optimizer::SystemErrorText(error) +
                              L"; run the command as an administrator");

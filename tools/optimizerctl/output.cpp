@@ -30,6 +30,24 @@ bool Output::TellAlways(const std::wstring& text, const picojson::object& docume
     return m_terminal.PrintLine(m_json ? optimizer::Widen(picojson::value(document).serialize()) : text);
 }
 
+void Output::TellWithProblems(const std::vector<std::wstring>& sentences, const std::wstring& text,
+                              const picojson::object& document) {
+    if (m_json) {
+        TellAlways(text, document);
+        return;
+    }
+    for (const std::wstring& sentence : sentences)
+        Warn(sentence);
+    Tell(text, document);
+}
+
+void Output::Warn(const std::wstring& sentence) {
+    const optimizer::CriticalSectionGuard guard(m_lock);
+    if (m_ended) return;
+    m_terminal.ShowProgress(L"");
+    m_terminal.PrintErrorLine(sentence);
+}
+
 void Output::Note(const std::wstring& line) {
     const optimizer::CriticalSectionGuard guard(m_lock);
     if (!m_ended && !m_quiet) m_terminal.PrintErrorLine(line);

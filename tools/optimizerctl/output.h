@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <picojson.h>
 
@@ -24,6 +25,12 @@ public:
     bool Tell(const std::wstring& text, const picojson::object& document);
     /// The same for what must be told in any case: a report of something that is wrong.
     bool TellAlways(const std::wstring& text, const picojson::object& document);
+    /// The same of something that wasn't done to its end: the sentences that say so on standard error, unless
+    /// the document holds them.
+    void TellWithProblems(const std::vector<std::wstring>& sentences, const std::wstring& text,
+                          const picojson::object& document);
+    /// A failure beside what was found, on standard error in any form.
+    void Warn(const std::wstring& sentence);
     /// A line for people beside what was found, on standard error.
     void Note(const std::wstring& line);
     void ShowProgress(const std::wstring& text);

@@ -1,9 +1,13 @@
 #include "tools/optimizerctl/profile_noun.h"
 
+#include <optional>
+#include <utility>
+
 #include <CLI/CLI.hpp>
 
 #include "tools/optimizerctl/actions_wait.h"
 #include "tools/optimizerctl/names.h"
+#include "tools/optimizerctl/run_outcome.h"
 
 namespace ctl {
 
@@ -44,6 +48,46 @@ bool RunsActions(IOptimizer& engine, profile wanted) {
     return enabled;
 }
 
+/// What was active already: in an engine that has just started its actions may still run.
+ExitCode TellActive(Context& context, IOptimizer& engine, std::optional<EventInbox>& inbox,
+                    const std::wstring& name, picojson::object document, Clock::time_point start) {
+    document["changed"] = picojson::value(false);
+    const std::optional<host::LastRun> run =
+        inbox ? WaitForRun(context, engine, *inbox, start) : AskLastRun(engine);
+    if (run && run->running) {
+        context.Out().Tell(L"The profile " + name + L" is chosen already; its actions run.", document);
+        return ExitCode::Done;
+    }
+    const RunTexts texts = {L"The profile " + name + L" is active already.",
+                            L"The profile " + name + L" is chosen already"};
+    return TellOutcome(context, texts, std::move(document), run);
+}
+
+/// A choice that the module, which is off, only keeps. What the engine's own start puts back has had its time
+/// by then.
+ExitCode TellRemembered(Context& context, IOptimizer& engine, const std::wstring& name,
+                        picojson::object document) {
+    document["executed"] = picojson::value(false);
+    const std::wstring done = L"The profile " + name +
+                              L" is set. The module is off, so that its actions don't run before "
+                              L"\"optimizerctl module on\".";
+    std::optional<host::LastRun> run;
+    if (context.IsInProcess()) run = AskLastRun(engine);
+    const std::wstring begin = L"The profile " + name + L" is set and waits for \"optimizerctl module on\"";
+    return TellOutcome(context, {done, begin}, std::move(document), run);
+}
+
+ExitCode TellExecuted(Context& context, IOptimizer& engine, EventInbox& inbox, profile wanted,
+                      picojson::object document, Clock::time_point start) {
+    const std::wstring begin = L"The profile " + NameOf(wanted) + L" is set";
+    const std::optional<host::LastRun> run = WaitForActions(context, engine, inbox, wanted, wanted, start);
+    const uint64_t tookMs = MillisecondsSince(start);
+    document["executed"] = picojson::value(!run || run->problems.empty());
+    document["milliseconds"] = NumberValue(tookMs);
+    const std::wstring done = begin + L"; its actions were executed in " + SecondsText(tookMs) + L".";
+    return TellOutcome(context, {done, begin}, std::move(document), run);
+}
+
 ExitCode Set(Context& context) {
     const profile wanted = FindProfile(context.Argument("PROFILE"));
     const std::wstring name = NameOf(wanted);
@@ -53,31 +97,14 @@ ExitCode Set(Context& context) {
     std::optional<EventInbox> inbox;
     if (context.Has("--wait") || context.IsInProcess()) inbox.emplace(engine);
     const Clock::time_point start = Clock::now();
+    // The request would cut short what the start of the engine puts back, and nothing would go on with it.
+    if (context.IsInProcess() && !RunsActions(engine, wanted)) WaitForRun(context, engine, *inbox, start);
     const uint32_t error = engine.SetProfile(&wanted);
-    if (error == ERROR_ALREADY_EXISTS) {
-        document["changed"] = picojson::value(false);
-        context.Out().Tell(L"The profile " + name + L" is active already.", document);
-        return ExitCode::Done;
-    }
+    if (error == ERROR_ALREADY_EXISTS) return TellActive(context, engine, inbox, name, document, start);
     Require(error, L"The engine refuses the profile " + name);
-    if (!RunsActions(engine, wanted)) {
-        document["executed"] = picojson::value(false);
-        context.Out().Tell(L"The profile " + name +
-                               L" is set. The module is off, so that its actions don't run before "
-                               L"\"optimizerctl module on\".",
-                           document);
-    } else if (!inbox) {
-        context.Out().Tell(L"The profile " + name + L" is set; its actions run.", document);
-    } else {
-        WaitForActions(context, engine, *inbox, wanted, start);
-        const uint64_t tookMs = MillisecondsSince(start);
-        document["executed"] = picojson::value(true);
-        document["milliseconds"] = NumberValue(tookMs);
-        context.Out().ShowProgress(L"");
-        context.Out().Tell(
-            L"The profile " + name + L" is set; its actions were executed in " + SecondsText(tookMs) + L".",
-            document);
-    }
+    if (!RunsActions(engine, wanted)) return TellRemembered(context, engine, name, document);
+    if (inbox) return TellExecuted(context, engine, *inbox, wanted, document, start);
+    context.Out().Tell(L"The profile " + name + L" is set; its actions run.", document);
     return ExitCode::Done;
 }
 

@@ -36,4 +36,18 @@ TEST(OneEngine, ASecondOneIsRefusedAndAKilledOneIsInNobodysWay) {
     expect(L"profile get", 0, "Game");
 }
 
+TEST(OneEngine, WhatIsInTheLocksPlaceStopsEveryEngine) {
+    const rig::Installation installation(R"({"SystemActions":[],"Disabled":{},"Game":{}})");
+    const std::wstring lock = installation.SettingsFile(L"engine.lock");
+    ASSERT_TRUE(CreateDirectoryW(lock.c_str(), nullptr));
+    for (const std::wstring& command :
+         {installation.Host(L"console"), installation.Control(L"--in-process profile set Game")}) {
+        const rig::ProgramRun run = rig::RunProgram(command);
+        EXPECT_EQ(run.exitCode, 1U);
+        EXPECT_THAT(run.lines, testing::ElementsAre(HasSubstr("engine.lock is in the way")));
+    }
+    ASSERT_TRUE(RemoveDirectoryW(lock.c_str()));
+    EXPECT_EQ(rig::RunProgram(installation.Control(L"--in-process profile set Game")).exitCode, 0U);
+}
+
 }  // namespace

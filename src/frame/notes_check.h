@@ -13,6 +13,11 @@ inline constexpr const char* kOwnersKey = "owners";        // whose values these
 inline constexpr const char* kAccountKey = "user";         // whose file it is, "DOMAIN\name"
 inline constexpr const char* kNotesCheckKey = "notes_check";
 
+/// What stands behind a restore file's name in that of the last good copy of it, and in that of one which was
+/// of no use and waits for a person.
+inline constexpr const wchar_t* kCopySuffix = L".copy";
+inline constexpr const wchar_t* kDamagedSuffix = L".damaged";
+
 /// Puts the check of its notes into a restore document, or removes it where there are no notes. It finds a
 /// changed byte that leaves the document readable: the value to return to would be another one.
 void StampNotes(picojson::object& document);

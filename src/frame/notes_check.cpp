@@ -1,4 +1,4 @@
-#include "settings/notes_check.h"
+#include "frame/notes_check.h"
 
 #include <cstdint>
 #include <cstdio>
