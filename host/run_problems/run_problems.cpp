@@ -79,6 +79,10 @@ constexpr Words kWords[] = {
     {"choice", 0, nullptr,
      L"The choice of {profile} can't be stored, so that the next start goes by the one before: {reason}; see "
      L"that the engine can write in {folder}, then choose it anew."},
+    {"list", 0, nullptr,
+     L"The actions of {profile} can't be read from profiles.json, so that none of them runs: {reason}; "
+     L"correct "
+     L"the file or install the one that came with the program."},
     {"stopped", 0, nullptr,
      L"The actions of {profile} were cut short; choose the profile anew to have the rest done."},
 };
