@@ -125,7 +125,8 @@ class Engine final : public optimizer::IOptimizerProfileObserver {
 public:
     explicit Engine(IServMain* host) : m_profile(host, this, &MakeIdleAction) {}
     void Change(profile wanted) {
-        if (m_profile.Start(&wanted) != ERROR_SUCCESS) throw std::runtime_error("the profile isn't started");
+        if (m_profile.StoreChoice(&wanted) + m_profile.Start(&wanted) != ERROR_SUCCESS)
+            throw std::runtime_error("the profile isn't started");
         WaitForSingleObject(m_executed.Get(), INFINITE);
         m_profile.Stop();
     }
@@ -143,6 +144,12 @@ std::wstring UserPrefix() {
         throw std::runtime_error("the user library doesn't tell the user");
     }
     return std::wstring(user.domain) + L"_" + user.name;
+}
+
+std::string Account() {
+    std::wstring account;
+    optimizer::GetCurrentUserName(account);
+    return optimizer::Narrow(account);
 }
 
 /// Both sides must work on the files as often, and come to the same end. Tells what a change takes.
@@ -177,7 +184,8 @@ Figure ProfileChange() {
     const std::wstring user = settings + UserPrefix();
     const std::wstring userFile = user + L"_restore_profile.json";
     WrittenOutChange::Files files{settings + L"profiles.json", settings + L"system_restore_profile.json",
-                                  folder.File(L"written_out.json"), user + L"_config_profiles.json"};
+                                  folder.File(L"written_out.json"), user + L"_config_profiles.json",
+                                  Account()};
     CreateDirectoryW(settings.c_str(), nullptr);
     rig::WriteFileText(files.profiles, ShippedProfiles());
     // There, so that each look at one of them is a read and a parse on both sides.

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "frame/handles.h"
+#include "frame/notes_check.h"
 #include "settings/profile_names.h"
 
 namespace bench {
@@ -26,14 +27,30 @@ std::string ReadText(const std::wstring& path) {
     return text;
 }
 
-void WriteText(const std::wstring& path, const std::string& text) {
-    const optimizer::FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                                 CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+void WriteAt(HANDLE file, DWORD place, const std::string& text) {
     DWORD written = 0;
-    if (!WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
-        !FlushFileBuffers(file.Get())) {
+    SetFilePointer(file, static_cast<LONG>(place), nullptr, FILE_BEGIN);
+    if (!WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
         throw std::runtime_error("a settings file can't be written");
     }
+}
+
+/// In place: room for a longer text first, then the text, then the end of a shorter one.
+void WriteText(const std::wstring& path, const std::string& text) {
+    const optimizer::FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                                 OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const DWORD oldSize = GetFileSize(file.Get(), nullptr);
+    std::string covering = text;
+    if (oldSize != 0 && text.size() > oldSize) {
+        WriteAt(file.Get(), oldSize, std::string(text.size() - oldSize, ' '));
+    }
+    if (text.size() < oldSize) covering.resize(oldSize, ' ');
+    WriteAt(file.Get(), 0, covering);
+    if (text.size() < oldSize) {
+        SetFilePointer(file.Get(), static_cast<LONG>(text.size()), nullptr, FILE_BEGIN);
+        SetEndOfFile(file.Get());
+    }
+    if (!FlushFileBuffers(file.Get())) throw std::runtime_error("a settings file can't be flushed");
 }
 
 }  // namespace
@@ -60,42 +77,57 @@ void WrittenOutChange::Change(optimizer::profiles::profile wanted) {
     const bool back = wanted == optimizer::profiles::profile::Disabled;
     m_reads = m_parses = m_prints = m_writes = 0;
     m_activeProfile = optimizer::ProfileName(wanted);
-    picojson::value document = _Read(m_files.userList);
-    document.get<picojson::object>()["active_profile"] = picojson::value(m_activeProfile);
-    _Write(m_files.userList, document);
+    picojson::object choice = _ReadNotes(m_files.userList);
+    choice["active_profile"] = picojson::value(m_activeProfile);
+    _WriteNotes(m_files.userList, choice);
 
-    // The machine's list and the user's, each with the user's settings for the profile.
-    picojson::value actions;
-    for (const std::wstring& list : {m_files.systemList, m_files.userList}) {
-        actions = _ReadPart(back ? list : m_files.profiles, m_activeProfile);
-        if (!back) _ReadPart(m_files.config, m_activeProfile);
-    }
+    // What ships with the profile, with the user's settings for it, by way of texts, as the stores hand them
+    // to the engine.
+    const picojson::value actions = _Parse(_Print(_Read(m_files.profiles).get(m_activeProfile)));
+    _Parse(_Print(_Read(m_files.config).get(m_activeProfile)));
     for (const auto& [name, parameters] : actions.get<picojson::object>())
         _Print(parameters);
-    for (const auto& [name, parameters] : actions.get<picojson::object>()) {
-        // The engine looks in both lists for a note to take out.
-        if (back) _ReadPart(m_files.systemList, "Disabled");
-        _ChangeNote(name, !back);
-    }
+    // Going back, the notes that are left are looked for at the end.
+    if (!back) _LookForNotes();
+    for (int i = 0; i < kIdleActions; ++i)
+        _ChangeNote("IdleAction" + std::to_string(10 + i), !back);
+    if (back) _LookForNotes();
 }
 
-/// What is under a key of a file, by way of a text, as the stores hand it to the engine.
-picojson::value WrittenOutChange::_ReadPart(const std::wstring& path, const std::string& key) {
-    return _Parse(_Print(_Read(path).get(key)));
+void WrittenOutChange::_LookForNotes() {
+    _ReadNotes(m_files.systemList);
+    _ReadNotes(m_files.userList);
 }
 
 void WrittenOutChange::_ChangeNote(const std::string& action, bool keep) {
-    picojson::value list = _ReadPart(m_files.userList, "Disabled");
+    // The engine looks in both lists for a note to take out, and looks again whether one that it has made
+    // still says all.
+    if (!keep) _ReadNotes(m_files.systemList);
+    picojson::object document = _ReadNotes(m_files.userList);
+    picojson::object& list = document["Disabled"].get<picojson::object>();
     if (keep) {
-        list.get<picojson::object>()[action] = IdleActionNote();
+        list[action] = IdleActionNote();
     } else {
-        list.get<picojson::object>().erase(action);
+        list.erase(action);
     }
-    list = _Parse(_Print(list));
-    picojson::value document = _Read(m_files.userList);
-    document.get<picojson::object>()["Disabled"] = list;
-    document.get<picojson::object>()["active_profile"] = picojson::value(m_activeProfile);
-    _Write(m_files.userList, document);
+    document["active_profile"] = picojson::value(m_activeProfile);
+    document["user"] = picojson::value(m_files.account);
+    _WriteNotes(m_files.userList, document);
+    if (keep) _ReadNotes(m_files.userList);
+}
+
+picojson::object WrittenOutChange::_ReadNotes(const std::wstring& path) {
+    picojson::object document = _Read(path).get<picojson::object>();
+    if (!optimizer::NotesFitCheck(document)) throw std::runtime_error("the notes don't fit their check");
+    return document;
+}
+
+/// The file and its copy.
+void WrittenOutChange::_WriteNotes(const std::wstring& path, picojson::object document) {
+    optimizer::StampNotes(document);
+    const picojson::value value(document);
+    _Write(path, value);
+    _Write(path + L".copy", value);
 }
 
 picojson::value WrittenOutChange::_Read(const std::wstring& path) {

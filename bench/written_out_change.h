@@ -26,6 +26,7 @@ public:
         std::wstring systemList;
         std::wstring userList;
         std::wstring config;
+        std::string account;  // of the user whose list it is
     };
 
     explicit WrittenOutChange(Files files) : m_files(std::move(files)) {}
@@ -40,7 +41,9 @@ private:
     void _Write(const std::wstring& path, const picojson::value& value);
     picojson::value _Parse(const std::string& text);
     std::string _Print(const picojson::value& value);
-    picojson::value _ReadPart(const std::wstring& path, const std::string& key);
+    picojson::object _ReadNotes(const std::wstring& path);
+    void _WriteNotes(const std::wstring& path, picojson::object document);
+    void _LookForNotes();
     void _ChangeNote(const std::string& action, bool keep);
 
     const Files m_files;

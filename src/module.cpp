@@ -45,7 +45,7 @@ const ComponentEntry kComponents[] = {
     optimizer::RawComponent<optimizer::COptimizerInProc>(L"optimizerinproc"),
     optimizer::RawComponent<optimizer::CSettingsManager>(L"optimizersettings"),
     optimizer::RawComponent<optimizer::COptimizerAgent>(L"optimizeragent"),
-    optimizer::RawComponent<optimizer::COptimizerAgentServer>(L"optimizeragentserver"),
+    optimizer::RawComponent<optimizer::COptimizerAgentServer, IOptimizerAgentServer>(L"optimizeragentserver"),
     optimizer::Traced(optimizer::OwnedComponent<boottime::CBootTimePlugin>(L"boottime"), kBootTimeTraces),
     optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeComm>(L"boottimecomm"), kBootTimeCommTraces),
     optimizer::Traced(optimizer::RawComponent<boottime::CBootTimeCommClient, boottime::IBootTimeCommClient>(

@@ -15,6 +15,7 @@ namespace trace = optimizer::trace;
 void* CConnServer::QueryInterface(const Identifier* iid) {
     if (iid == nullptr) return nullptr;
     if (*iid == IConnectorServer::kIdentifier) return static_cast<IConnectorServer*>(this);
+    if (*iid == IClientWatch::kIdentifier) return static_cast<IClientWatch*>(this);
     const bool known = *iid == IVxBaseInterface::kIdentifier || *iid == IServPlugin::kIdentifier;
     return known ? static_cast<IServPlugin*>(this) : nullptr;
 }
@@ -39,6 +40,14 @@ ConnectorEndpoint* CConnServer::registerPipe(const wchar_t* pipeName, const wcha
 void CConnServer::unregisterPipe(ConnectorEndpoint* endpoint) {
     TRACE_SCOPE("CConnServer::unregisterPipe");
     m_endpoints.Remove(endpoint).reset();
+}
+
+uint32_t CConnServer::CountClients(ConnectorEndpoint* endpoint, uint32_t session) {
+    return endpoint != nullptr ? static_cast<CServerEndpoint*>(endpoint)->CountClients(session) : 0;
+}
+
+uint32_t CConnServer::SessionOf(ConnectorEndpoint* endpoint, uint32_t senderId) {
+    return endpoint != nullptr ? static_cast<CServerEndpoint*>(endpoint)->SessionOf(senderId) : kNoSession;
 }
 
 }  // namespace host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "border/client_watch.h"
 #include "border/connector.h"
 #include "border/plugin.h"
 #include "connector/endpoint_list.h"
@@ -10,7 +11,7 @@ namespace host {
 
 /// Component "connserver": makes the server ends of pipes. Any thread. It needs nothing of the host, and what
 /// a caller hasn't unregistered ends with it.
-class CConnServer final : public IServPlugin, public IConnectorServer {
+class CConnServer final : public IServPlugin, public IConnectorServer, public IClientWatch {
 public:
     CConnServer() { m_log.Get(); }
     CConnServer(const CConnServer&) = delete;
@@ -26,6 +27,8 @@ public:
     ConnectorEndpoint* registerPipe(const wchar_t* pipeName, const wchar_t* commonPipeName) override;
     /// Blocks until no receive function runs.
     void unregisterPipe(ConnectorEndpoint* endpoint) override;
+    uint32_t CountClients(ConnectorEndpoint* endpoint, uint32_t session) override;
+    uint32_t SessionOf(ConnectorEndpoint* endpoint, uint32_t senderId) override;
 
 private:
     optimizer::trace::LogHolder m_log;

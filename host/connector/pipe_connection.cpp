@@ -7,10 +7,24 @@
 
 namespace host {
 
+namespace {
+
+/// The process's own where the system keeps none for the pipe.
+uint32_t SessionOfClient(HANDLE pipe, DWORD process) {
+    ULONG session = IClientWatch::kNoSession;
+    if (GetNamedPipeClientSessionId(pipe, &session)) return session;
+    DWORD own = IClientWatch::kNoSession;
+    return ProcessIdToSessionId(process, &own) ? own : IClientWatch::kNoSession;
+}
+
+}  // namespace
+
 CPipeConnection::CPipeConnection(optimizer::FileHandle pipe, Side side, uint32_t id,
                                  IConnectionEvents& events)
     : m_pipe(std::move(pipe)), m_side(side), m_id(id), m_events(events), m_sender(m_pipe.Get(), m_reader) {
-    if (side == Side::Server) GetNamedPipeClientProcessId(m_pipe.Get(), &m_clientProcess);
+    if (side != Side::Server) return;
+    GetNamedPipeClientProcessId(m_pipe.Get(), &m_clientProcess);
+    m_clientSession = SessionOfClient(m_pipe.Get(), m_clientProcess);
 }
 
 uint32_t CPipeConnection::Open(CWriteCompletions& completions) {

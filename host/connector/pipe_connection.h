@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "border/client_watch.h"
 #include "connector/frame_reader.h"
 #include "connector/frame_sender.h"
 #include "connector/worker_thread.h"
@@ -55,8 +56,10 @@ public:
     void End();
 
     uint32_t Id() const { return m_id; }
-    /// Of a server's connection.
+    /// This and the next of a server's connection.
     DWORD ClientProcess() const { return m_clientProcess; }
+    /// IClientWatch::kNoSession when the system doesn't tell.
+    uint32_t ClientSession() const { return m_clientSession; }
     bool IsOver() const { return m_over; }
 
     /// The request that the receive function is given, 0 for none: the one that may be answered.
@@ -72,6 +75,7 @@ private:
     const Side m_side;
     const uint32_t m_id;
     DWORD m_clientProcess = 0;
+    uint32_t m_clientSession = IClientWatch::kNoSession;
     IConnectionEvents& m_events;
     std::atomic<uint32_t> m_unanswered = 0;
     std::atomic<bool> m_over = false;

@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include "border/client_watch.h"
 #include "frame/guarded.h"
 #include "frame/trace.h"
 
@@ -121,6 +122,16 @@ uint32_t CServerEndpoint::broadcast(uint32_t id, const void* data, uint32_t size
     });
 }
 
+uint32_t CServerEndpoint::CountClients(uint32_t session) {
+    const auto isInSession = [=](const CPipeConnection& client) { return client.ClientSession() == session; };
+    return static_cast<uint32_t>(_CountIf(isInSession));
+}
+
+uint32_t CServerEndpoint::SessionOf(uint32_t senderId) {
+    const Client client = _Find(senderId);
+    return client ? client->ClientSession() : IClientWatch::kNoSession;
+}
+
 bool CServerEndpoint::OnFrame(CPipeConnection& client, const FrameHeader& header, uint8_t* bytes) {
     if (header.kind == FrameKind::Reply) return false;
     client.Expect(header.call);
@@ -154,9 +165,11 @@ void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
     IConnectionEvents& events = *this;
     const auto client =
         std::make_shared<CPipeConnection>(std::move(pipe), CPipeConnection::Side::Server, m_lastId, events);
-    if (_CountOf(client->ClientProcess()) >= kMostOfOneProcess) {
+    const DWORD process = client->ClientProcess();
+    const auto isOfProcess = [=](const CPipeConnection& other) { return other.ClientProcess() == process; };
+    if (_CountIf(isOfProcess) >= kMostOfOneProcess) {
         TRACE_SCOPE("CServerEndpoint::_Admit");
-        TRACE_LINE(trace::kWarning, L"Process %u has too many clients", client->ClientProcess());
+        TRACE_LINE(trace::kWarning, L"Process %u has too many clients", process);
         client->End();
         return;
     }
@@ -212,10 +225,12 @@ CServerEndpoint::Client CServerEndpoint::_Find(uint32_t id) {
     return client != m_clients.end() ? client->second : nullptr;
 }
 
-size_t CServerEndpoint::_CountOf(DWORD processId) {
+/// Of the clients that are still connected.
+template <class Condition>
+size_t CServerEndpoint::_CountIf(Condition condition) {
     const Guard guard(m_clientsLock);
     return static_cast<size_t>(std::count_if(m_clients.begin(), m_clients.end(), [&](const auto& entry) {
-        return !entry.second->IsOver() && entry.second->ClientProcess() == processId;
+        return !entry.second->IsOver() && condition(*entry.second);
     }));
 }
 

@@ -43,6 +43,10 @@ public:
     uint32_t broadcast(uint32_t id, const void* data, uint32_t sizeBytes, uint64_t reserved1,
                        uint64_t reserved2, uint32_t target) override;
 
+    // As of IClientWatch. Any thread.
+    uint32_t CountClients(uint32_t session);
+    uint32_t SessionOf(uint32_t senderId);
+
 private:
     using Client = std::shared_ptr<CPipeConnection>;
 
@@ -57,7 +61,8 @@ private:
     void _StartClients();
     void _EndClients();
     Client _Find(uint32_t id);
-    size_t _CountOf(DWORD processId);
+    template <class Condition>
+    size_t _CountIf(Condition condition);
     std::vector<Client> _Clients();
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
                     uint32_t sizeBytes);

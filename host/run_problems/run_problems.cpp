@@ -74,6 +74,11 @@ constexpr Words kWords[] = {
      L"the file, then choose the profile anew."},
     {"read", 0, nullptr,
      L"The notes in {file} can't be read, so that nothing of them was put back: {reason}."},
+    {"list", 0, nullptr,
+     L"The list of the profile {profile} in {folder}profiles.json can't be used, so that its actions weren't "
+     L"carried out: {reason}; correct the file or install the one that came with the program, then choose "
+     L"the "
+     L"profile anew."},
     {"another", 0, nullptr,
      L"{action} is noted in {file} for another user and stays as it is until that user is at the console."},
     {"choice", 0, nullptr,

@@ -4,9 +4,15 @@
 
 namespace host {
 
-/// Blocks until an agent of the sessions has connected to this process, six seconds at most; not at all when
-/// the session of this process has no agent. For an engine that runs for moments: what it tells the agents is
-/// told once, and they look for a service every two seconds.
+/// An agent of the console's session is on its way: what the engine asks of it waits for it from now on.
+void ExpectAgent(IComponentManager* components);
+
+/// The same for an agent that the session of this process has already: it looks for a service every two
+/// seconds.
+void ExpectSessionAgent(IComponentManager* components);
+
+/// Blocks until such an agent has connected to this process, six seconds at most. For an engine that runs for
+/// moments.
 void WaitForSessionAgent(IComponentManager* components);
 
 }  // namespace host

@@ -11,6 +11,7 @@
 #include "frame/module_path.h"
 #include "frame/trace.h"
 #include "frame/wts_memory.h"
+#include "host/service/agent_arrival.h"
 
 namespace host {
 
@@ -65,17 +66,17 @@ uint32_t StartAs(HANDLE token) {
 
 }  // namespace
 
-void StartAgents() {
+void StartAgents(IComponentManager* components) {
     TRACE_SCOPE("StartAgents");
-    const uint32_t error = optimizer::Guarded([] {
+    const uint32_t error = optimizer::Guarded([&] {
         for (const DWORD session : Sessions())
-            StartAgent(session);
+            StartAgent(components, session);
         return uint32_t{ERROR_SUCCESS};
     });
     if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"Not every session got its agent: 0x%x", error);
 }
 
-void StartAgent(uint32_t session) {
+void StartAgent(IComponentManager* components, uint32_t session) {
     TRACE_SCOPE("StartAgent");
     optimizer::KernelHandle token;
     if (!WTSQueryUserToken(session, token.Receive())) {
@@ -87,6 +88,8 @@ void StartAgent(uint32_t session) {
     const uint32_t error = optimizer::Guarded([&] { return StartAs(token.Get()); });
     if (error == ERROR_SUCCESS) {
         TRACE_LINE(trace::kInformation, L"Agent started in session %u", session);
+        // What another session's agent does or tells is nothing that anybody waits for.
+        if (session == WTSGetActiveConsoleSessionId()) ExpectAgent(components);
     } else {
         TRACE_LINE(trace::kError, L"The agent can't be started in session %u: 0x%x", session, error);
     }

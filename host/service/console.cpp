@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "frame/handles.h"
+#include "host/service/agent_arrival.h"
 #include "host/service/run_teller.h"
 #include "host/terminal/terminal.h"
 
@@ -41,6 +42,8 @@ private:
 
 bool RunConsole(EngineHost& host) {
     const InterruptWatch watch;
+    // Before the line that has people change the profile.
+    ExpectSessionAgent(host.Components());
     PrintLine(L"ready");
     bool allDone = true;
     {

@@ -1,6 +1,9 @@
+#include <mutex>
+
 #include <windows.h>
 
 #include "frame/handles.h"
+#include "frame/slim_lock.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "host/service/agent_starter.h"
@@ -28,6 +31,8 @@ public:
     DWORD OnControl(DWORD control, DWORD event, void* data);
 
 private:
+    void _BeginAgents();
+    void _EndAgents();
     void _OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification);
     void _Report(DWORD state, DWORD hintMs, DWORD error);
 
@@ -35,6 +40,8 @@ private:
     EngineHost m_host;
     SERVICE_STATUS_HANDLE m_status = nullptr;
     optimizer::KernelHandle m_stop;
+    optimizer::CSlimLock m_agentLock;  // held while agents are started, for which the plug-ins must be there
+    bool m_startsAgents = false;       // guarded by m_agentLock
 };
 
 DWORD WINAPI HandleControl(DWORD control, DWORD event, void* data, void*) {
@@ -62,10 +69,13 @@ void Service::Main() {
         _Report(SERVICE_STOPPED, 0, ERROR_SERVICE_SPECIFIC_ERROR);
         return;
     }
+    // Before anybody may know that the service runs: a change of profile that comes at once finds its agent
+    // expected.
+    _BeginAgents();
     _Report(SERVICE_RUNNING, 0, NO_ERROR);
-    StartAgents();
     WaitForSingleObject(m_stop.Get(), INFINITE);
     _Report(SERVICE_STOP_PENDING, kStopHintMs, NO_ERROR);
+    _EndAgents();
     m_host.Stop();
     _Report(SERVICE_STOPPED, 0, NO_ERROR);
 }
@@ -86,9 +96,26 @@ DWORD Service::OnControl(DWORD control, DWORD event, void* data) {
     }
 }
 
+void Service::_BeginAgents() {
+    const std::lock_guard guard(m_agentLock);
+    StartAgents(m_host.Components());
+    m_startsAgents = true;
+}
+
+/// From here on a session change that comes late starts none.
+void Service::_EndAgents() {
+    const std::lock_guard guard(m_agentLock);
+    m_startsAgents = false;
+}
+
 void Service::_OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification) {
+    // The agent first: what the engine does at a logon, it does in that session, and it waits for no agent
+    // that isn't expected.
+    if (event == WTS_SESSION_LOGON && notification != nullptr) {
+        const std::lock_guard guard(m_agentLock);
+        if (m_startsAgents) StartAgent(m_host.Components(), notification->dwSessionId);
+    }
     m_host.OnSessionChange(event, notification);
-    if (event == WTS_SESSION_LOGON && notification != nullptr) StartAgent(notification->dwSessionId);
 }
 
 void Service::_Report(DWORD state, DWORD hintMs, DWORD error) {

@@ -15,8 +15,6 @@ inline constexpr uint32_t kInvalidParameter = 87;  // ERROR_INVALID_PARAMETER
 template <class Params>
 class ActionWith : public IOptimizerAction {
 public:
-    uint32_t Note(IOptimizerActionSettings*) override { return 0; }
-    uint32_t FinishRevert() override { return 0; }
     uint32_t Stop() override { return 0; }
     bool HasSameParameters(IOptimizerActionSettings* parameters) override {
         const auto* const typed = dynamic_cast<const Params*>(parameters);

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "actions/agent_message.h"
+#include "actions/user_hive.h"
 #include "actions/user_sid.h"
 #include "frame/handles.h"
 #include "frame/trace.h"
@@ -18,6 +19,7 @@ CBlockWinNotificationsWin8Action::CBlockWinNotificationsWin8Action(const wchar_t
 
 uint32_t CBlockWinNotificationsWin8Action::_FindUser() {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::_FindUser");
+    // The user whom the note is of, whoever comes to the console meanwhile.
     if (!m_actsFor.empty()) {
         m_userSid = m_actsFor;
         return ERROR_SUCCESS;
@@ -29,9 +31,10 @@ uint32_t CBlockWinNotificationsWin8Action::_FindUser() {
 
 uint32_t CBlockWinNotificationsWin8Action::Note(IOptimizerActionSettings*) {
     TRACE_SCOPE("CBlockWinNotificationsWin8Action::Note");
-    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
     const uint32_t userError = _FindUser();
     if (userError != ERROR_SUCCESS) return userError;
+    m_actsFor = m_userSid;
+    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
     const uint32_t error = _TakeSnapshot();
     // A policy that is there and can't be read isn't the same as none.
     if (error != ERROR_SUCCESS) m_revertParameters.reset();
@@ -108,11 +111,24 @@ uint32_t CBlockWinNotificationsWin8Action::_ApplyStatus(BlockStatus status) {
     return ERROR_GEN_FAILURE;
 }
 
-/// The whole key goes, not the value alone; it needn't be there.
+/// The whole key goes, not the value alone, where there is nothing else in it: other policies would never
+/// come back. It needn't be there.
 void CBlockWinNotificationsWin8Action::_DeleteToastPolicy() {
+    TRACE_SCOPE("CBlockWinNotificationsWin8Action::_DeleteToastPolicy");
     m_policyIsSet = false;
     if (m_userSid.empty()) return;
-    const LSTATUS error = RegDeleteKeyW(HKEY_USERS, _PolicyPath().c_str());
+    const std::wstring path = _PolicyPath();
+    DWORD keys = 0;
+    DWORD values = 0;
+    RegistryKey key;
+    LSTATUS error = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
+    if (error == ERROR_SUCCESS) {
+        error = RegDeleteValueW(key.Get(), m_policyValue.c_str());
+        RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                         nullptr, nullptr, nullptr);
+        key.Reset();
+        if (keys == 0 && values == 0) RegDeleteKeyW(HKEY_USERS, path.c_str());
+    }
     m_policyIsSet = error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND;
 }
 
@@ -169,7 +185,10 @@ uint32_t CBlockWinNotificationsWin8Action::Revert() {
     // Without a note there is nothing to bring back.
     m_policyIsSet = m_revertParameters == nullptr;
     if (m_revertParameters == nullptr) return ERROR_GEN_FAILURE;
+    // The user may have logged off since: what isn't loaded would be taken for having no policy.
+    const UserHive hive(m_userSid);
     const uint32_t error = _DoAction(m_revertParameters->blockStatus);
+    if (hive.Error() != ERROR_SUCCESS) m_policyIsSet = false;
     if (error != ERROR_SUCCESS) {
         TRACE_LINE(trace::kError, L"Could not revert block win notifications! Error: %d", error);
     }

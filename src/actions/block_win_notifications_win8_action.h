@@ -47,7 +47,7 @@ private:
     std::wstring _PolicyPath() const { return m_userSid + L"\\" + m_policyKey; }
 
     std::wstring m_userSid;  // empty until the first Note or Start that found the user
-    std::wstring m_actsFor;  // a user who need not be the interactive one; empty for that one
+    std::wstring m_actsFor;  // the user whom the note is of; empty for the interactive one
     std::wstring m_policyKey = L"Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\PushNotifications";
     std::wstring m_policyValue = L"NoToastApplicationNotification";
     // The form in which a policy file asks for the value's deletion. No operation needs it: "not configured"

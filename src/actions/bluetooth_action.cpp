@@ -87,15 +87,13 @@ bool GetDeviceStatus(const DeviceSet& set, SP_DEVINFO_DATA& device, bool& enable
     return true;
 }
 
-/// None when it can't be told, which `error` tells then, or there is no adapter.
-BluetoothStatus Snapshot(uint32_t& error) {
-    TRACE_SCOPE("CBluetoothAction::Snapshot");
+/// Calls `visit` with the status of each adapter, None for one that can't be read. 0 or why there is an end
+/// to it before all were visited.
+template <class Visit>
+uint32_t VisitAdapters(Visit visit) {
+    TRACE_SCOPE("CBluetoothAction::VisitAdapters");
     DeviceSet set;
-    error = OpenAdapters(set);
-    if (error != ERROR_SUCCESS) return BluetoothStatus::None;
-
-    // Devices of one class count as one; the first stands for them.
-    std::map<GUID, BluetoothStatus, GuidOrder> found;
+    if (const uint32_t error = OpenAdapters(set); error != ERROR_SUCCESS) return error;
     SP_DEVINFO_DATA device = EmptyDevice();
     for (DWORD index = 0; SetupDiEnumDeviceInfo(set.Get(), index, &device); ++index) {
         bool enabled = false;
@@ -105,11 +103,19 @@ BluetoothStatus Snapshot(uint32_t& error) {
         } else {
             TRACE_LINE(trace::kWarning, L"GetDeviceStatus failed");
         }
-        found.emplace(device.ClassGuid, status);
+        visit(device.ClassGuid, status);
     }
-    error = GetLastError();
-    if (error != ERROR_NO_MORE_ITEMS) return BluetoothStatus::None;
-    error = ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    return error == ERROR_NO_MORE_ITEMS ? uint32_t{ERROR_SUCCESS} : error;
+}
+
+/// None when it can't be told, which `error` tells then, or there is no adapter.
+BluetoothStatus Snapshot(uint32_t& error) {
+    TRACE_SCOPE("CBluetoothAction::Snapshot");
+    // Devices of one class count as one; the first stands for them.
+    std::map<GUID, BluetoothStatus, GuidOrder> found;
+    error = VisitAdapters([&](const GUID& kind, BluetoothStatus status) { found.emplace(kind, status); });
+    if (error != ERROR_SUCCESS) return BluetoothStatus::None;
     for (const auto& entry : found) {
         if (entry.second != BluetoothStatus::None) return entry.second;
     }
@@ -160,7 +166,9 @@ uint32_t CBluetoothAction::Start() {
 
 uint32_t CBluetoothAction::Note(IOptimizerActionSettings*) {
     TRACE_SCOPE("CBluetoothAction::Note");
-    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    // An adapter may have come since there was none to note.
+    const bool isNoted = m_revertParameters != nullptr && m_revertParameters->status != BluetoothStatus::None;
+    if (isNoted) return ERROR_SUCCESS;
     uint32_t error = ERROR_SUCCESS;
     BluetoothParams found;
     found.status = Snapshot(error);
@@ -173,12 +181,13 @@ uint32_t CBluetoothAction::FinishRevert() {
     TRACE_SCOPE("CBluetoothAction::FinishRevert");
     if (m_revertParameters == nullptr || m_revertParameters->status == BluetoothStatus::None)
         return ERROR_SUCCESS;
-    uint32_t error = ERROR_SUCCESS;
-    const BluetoothStatus now = Snapshot(error);
-    // An adapter that was taken out can't be put back.
-    const bool isBack = now == m_revertParameters->status || now == BluetoothStatus::None;
+    // Each of them, and none that was taken out since, which can't be put back.
+    bool allBack = true;
+    const uint32_t error = VisitAdapters([&](const GUID&, BluetoothStatus status) {
+        if (status != BluetoothStatus::None && status != m_revertParameters->status) allBack = false;
+    });
     if (error != ERROR_SUCCESS) return error;
-    return isBack ? uint32_t{ERROR_SUCCESS} : uint32_t{ERROR_GEN_FAILURE};
+    return allBack ? uint32_t{ERROR_SUCCESS} : uint32_t{ERROR_GEN_FAILURE};
 }
 
 uint32_t CBluetoothAction::PutBack() {
@@ -217,7 +226,10 @@ uint32_t CBluetoothAction::Update(IOptimizerActionSettings* parameters) {
 }
 
 uint32_t CBluetoothAction::_Change(BluetoothStatus status) {
-    return status != BluetoothStatus::None ? _ChangeDevices(status == BluetoothStatus::On) : 0;
+    // Without a note, since there was no adapter or none that could be read, one that has come since is left
+    // alone: it would never come back.
+    const bool isNoted = m_revertParameters != nullptr && m_revertParameters->status != BluetoothStatus::None;
+    return status != BluetoothStatus::None && isNoted ? _ChangeDevices(status == BluetoothStatus::On) : 0;
 }
 
 uint32_t CBluetoothAction::_ChangeDevices(bool enable) {

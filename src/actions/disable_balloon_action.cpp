@@ -1,8 +1,11 @@
 #include "actions/disable_balloon_action.h"
 
+#include <optional>
+
 #include <windows.h>
 
 #include "actions/agent_message.h"
+#include "actions/user_hive.h"
 #include "actions/user_sid.h"
 #include "frame/handles.h"
 #include "frame/trace.h"
@@ -25,16 +28,29 @@ struct UserListTraits {
 };
 using OwnedUserList = UniqueHandle<UserListTraits>;
 
-/// False when the account has no such key, as one that isn't loaded, or it refuses.
-bool Write(const std::wstring& sid, bool enable) {
+/// 2 (ERROR_FILE_NOT_FOUND) when the account has no such key, or isn't loaded and nothing is to be put back.
+LSTATUS Write(const std::wstring& sid, bool enable) {
     RegistryKey key;
-    const std::wstring path = sid + kKey;
-    if (RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive()) != ERROR_SUCCESS) {
-        return false;
+    std::optional<UserHive> hive;
+    const bool isLoaded =
+        RegOpenKeyExW(HKEY_USERS, sid.c_str(), 0, KEY_READ, RegistryKey().Receive()) == ERROR_SUCCESS;
+    // Who has logged off since the balloons went off gets them back too; for the change itself nobody's part
+    // of the registry is loaded.
+    if (!isLoaded && enable) {
+        hive.emplace(sid);
+        if (hive->Error() != ERROR_SUCCESS) return static_cast<LSTATUS>(hive->Error());
+        DWORD present = 1;
+        DWORD sizeBytes = sizeof(present);
+        RegGetValueW(HKEY_USERS, (sid + kKey).c_str(), kValue, RRF_RT_REG_DWORD, nullptr, &present,
+                     &sizeBytes);
+        if (present != 0) return ERROR_FILE_NOT_FOUND;
     }
+    const std::wstring path = sid + kKey;
+    const LSTATUS error = RegOpenKeyExW(HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive());
+    if (error != ERROR_SUCCESS) return error;
     const DWORD data = enable ? 1 : 0;
     return RegSetValueExW(key.Get(), kValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data),
-                          sizeof(data)) == ERROR_SUCCESS;
+                          sizeof(data));
 }
 
 }  // namespace
@@ -44,16 +60,30 @@ uint32_t CDisableBalloonAction::_ExecuteAction(bool enable) {
     uint32_t result = ERROR_GEN_FAILURE;
     // The list isn't emptied before: a later run adds the accounts again and writes them twice, which is
     // known and does no harm.
-    if (_GetUserSids(m_userSids) == ERROR_SUCCESS) {
+    m_finished = _GetUserSids(m_userSids);
+    // On the way back those that are known get theirs, whoever else isn't.
+    if (m_finished == ERROR_SUCCESS || enable) {
         for (const std::wstring& sid : m_userSids) {
-            if (Write(sid, enable)) result = ERROR_SUCCESS;
+            const LSTATUS error = Write(sid, enable);
+            if (error == ERROR_SUCCESS) {
+                result = ERROR_SUCCESS;
+            } else if (error != ERROR_FILE_NOT_FOUND) {
+                m_finished = static_cast<uint32_t>(error);
+            }
         }
     }
     _NotifyAgent();
     return result;
 }
 
-/// One account without an identifier spoils the run: nothing is written then.
+uint32_t CDisableBalloonAction::Note(IOptimizerActionSettings*) {
+    TRACE_SCOPE("CDisableBalloonAction::Note");
+    // A run that would write nothing needs no note, which nothing could take away again.
+    std::vector<std::wstring> accounts;
+    return _GetUserSids(accounts);
+}
+
+/// One account without an identifier spoils the change: nothing is written then.
 uint32_t CDisableBalloonAction::_GetUserSids(std::vector<std::wstring>& list) {
     TRACE_SCOPE("CDisableBalloonAction::_GetUserSids");
     VxUsersLibrary& users = VxUsersLibrary::Instance();

@@ -14,11 +14,17 @@ class CDisableBalloonAction final : public ActionWithoutValues {
 public:
     explicit CDisableBalloonAction(IServMain* main) : m_main(main) {}
 
+    /// 31 when one of the accounts isn't known to the system.
+    uint32_t Note(IOptimizerActionSettings* next) override;
     /// 0 when one account at least was written, 31 otherwise.
     uint32_t Start() override { return _ExecuteAction(false); }
-    uint32_t Revert() override { return m_revertResult = _ExecuteAction(true); }
-    uint32_t FinishRevert() override { return m_revertResult; }
-    uint32_t PutBack() override { return Revert(); }
+    uint32_t Revert() override { return _ExecuteAction(true); }
+    /// An account without the setting's key has nothing to put back.
+    uint32_t FinishRevert() override { return m_finished; }
+    uint32_t PutBack() override {
+        static_cast<void>(Revert());
+        return m_finished;
+    }
     bool IsNotedByName() const override { return true; }
     const wchar_t* GetName() override { return m_name.c_str(); }
 
@@ -30,7 +36,7 @@ private:
     std::wstring m_name = L"DisableBalloon";
     std::vector<std::wstring> m_userSids;
     IServMain* m_main;
-    uint32_t m_revertResult = 0;  // of the last Revert
+    uint32_t m_finished = 0;  // 0 when every account that has the setting was written the last time
 };
 
 }  // namespace optimizer

@@ -26,7 +26,12 @@ uint32_t CHibernateAction::_MakeHibernate() {
         return kErrorNotCapable;
     }
     if (!capabilities.SystemS4) return kErrorNotCapable;
+    return _MakeForWayBack();
+}
 
+/// Also on a machine that can't hibernate any more: what is stored in a plan can be put back all the same.
+uint32_t CHibernateAction::_MakeForWayBack() {
+    TRACE_SCOPE("CHibernateAction::_MakeForWayBack");
     std::unique_ptr<IHibernate> hibernate;
     if (IsWindows6OrLater(kVistaMinor)) {
         hibernate = std::make_unique<CVistaHibernate>();
@@ -40,13 +45,18 @@ uint32_t CHibernateAction::_MakeHibernate() {
 
 uint32_t CHibernateAction::Note(IOptimizerActionSettings*) {
     TRACE_SCOPE("CHibernateAction::Note");
-    if (m_revertParameters != nullptr) return 0;
+    if (m_revertParameters != nullptr && !m_revertParameters->scheme.empty()) return 0;
     // Anew: an object of before would read the plan that was active then.
     if (m_hibernate != nullptr) m_hibernate->Uninit();
     m_hibernate.reset();
     const uint32_t error = _MakeHibernate();
     if (error != 0) return error;
-    _Snapshot();
+    if (m_revertParameters == nullptr) {
+        _Snapshot();
+    } else {
+        // A note of before there were plans in notes: from here on it is of the one that is active.
+        m_revertParameters->scheme = m_hibernate->Scheme();
+    }
     return m_revertParameters != nullptr ? uint32_t{ERROR_SUCCESS} : uint32_t{ERROR_GEN_FAILURE};
 }
 
@@ -81,6 +91,9 @@ uint32_t CHibernateAction::Start() {
 uint32_t CHibernateAction::Revert() {
     TRACE_SCOPE("CHibernateAction::Revert");
     m_isBack = m_revertParameters == nullptr;
+    if (m_isHandedOver && m_hibernate == nullptr && _MakeForWayBack() == ERROR_SUCCESS) {
+        m_hibernate->UseScheme(m_revertParameters->scheme);
+    }
     if (m_revertParameters == nullptr || m_hibernate == nullptr) return 0;
 
     // Callers rely on this as it stands: a revert that worked is traced as a failure and gives 1, one that
@@ -95,8 +108,17 @@ uint32_t CHibernateAction::Revert() {
     return result;
 }
 
+uint32_t CHibernateAction::SetRevertParameters(IOptimizerActionSettings* saved) {
+    const uint32_t error = ActionWith::SetRevertParameters(saved);
+    m_isHandedOver = m_isHandedOver || error == ERROR_SUCCESS;
+    return error;
+}
+
 uint32_t CHibernateAction::PutBack() {
     TRACE_SCOPE("CHibernateAction::PutBack");
+    if (m_hibernate == nullptr) {
+        if (const uint32_t error = _MakeForWayBack(); error != ERROR_SUCCESS) return error;
+    }
     const uint32_t error = ActionWith::PutBack();
     const bool isGone = error != 0 && m_hibernate != nullptr && m_hibernate->IsSchemeGone(m_onBattery);
     return isGone ? uint32_t{ERROR_SUCCESS} : error;

@@ -27,17 +27,20 @@ public:
     uint32_t PutBack() override;
     /// Does nothing with parameters of another type.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
+    uint32_t SetRevertParameters(IOptimizerActionSettings* saved) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
 
 private:
     static constexpr uint32_t kNotBack = 31;  // ERROR_GEN_FAILURE
 
     uint32_t _MakeHibernate();
+    uint32_t _MakeForWayBack();
     void _Snapshot();
 
     std::wstring m_name;
     bool m_onBattery;
     bool m_isBack = true;                     // after the last Revert
+    bool m_isHandedOver = false;              // an earlier run has changed what the values are of
     std::unique_ptr<IHibernate> m_hibernate;  // null until the first Start that got through
 };
 

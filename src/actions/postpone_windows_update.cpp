@@ -55,6 +55,7 @@ uint32_t CPostponeWindowsUpdate::Start() {
             static_cast<void>(_Snapshot(*m_revertParameters));
         }
         result = _Apply();
+        m_isHalfway = m_isHalfway || result != ERROR_SUCCESS;
     }
     _Disconnect();
     return result;
@@ -68,7 +69,9 @@ uint32_t CPostponeWindowsUpdate::Revert() {
 
 uint32_t CPostponeWindowsUpdate::FinishRevert() {
     TRACE_SCOPE("CPostponeWindowsUpdate::FinishRevert");
-    return m_revertParameters != nullptr ? _LookAgain(*m_revertParameters) : 0;
+    if (m_revertParameters == nullptr) return 0;
+    // What the profile didn't change isn't looked at: it may be the user's since.
+    return m_isHalfway || !(m_parameters == *m_revertParameters) ? _LookAgain(*m_revertParameters) : 0;
 }
 
 uint32_t CPostponeWindowsUpdate::PutBack() {
@@ -210,6 +213,7 @@ uint32_t CPostponeWindowsUpdate::_MoveTo(const Params& wanted) {
     if (result == ERROR_SUCCESS) {
         result = _UpdateAutomaticUpdatesSettings(&wanted, &m_parameters);
         if (result == ERROR_SUCCESS) m_parameters = wanted;
+        m_isHalfway = m_isHalfway || result != ERROR_SUCCESS;
     }
     _Disconnect();
     return result;

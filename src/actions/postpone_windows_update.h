@@ -46,6 +46,7 @@ private:
     uint32_t _UpdateAutomaticUpdatesSettings(const Params* wanted, const Params* previous);
     uint32_t _MoveTo(const Params& wanted);
 
+    bool m_isHalfway = false;  // a change failed after it may have set something
     // Both during an operation.
     std::optional<ComApartment> m_apartment;
     ComPointer<IAutomaticUpdates> m_automaticUpdates;

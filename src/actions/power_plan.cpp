@@ -107,8 +107,13 @@ CPowerPlan::~CPowerPlan() {
 
 uint32_t CPowerPlan::Note(IOptimizerActionSettings*) {
     TRACE_SCOPE("CPowerPlan::Note");
-    if (m_revertParameters != nullptr) return ERROR_SUCCESS;
+    if (m_revertParameters != nullptr && (m_legacy || !m_revertParameters->scheme.empty()))
+        return ERROR_SUCCESS;
     if (!m_bound || !_ReadActiveScheme()) return ERROR_GEN_FAILURE;
+    // A note of before there were plans in notes: from here on it is of the one that is active.
+    if (m_revertParameters != nullptr) {
+        m_revertParameters->scheme = SchemeText(*static_cast<const GUID*>(m_activeScheme.Get()));
+    }
     return ToResult(_PrepareRevert());
 }
 
@@ -137,7 +142,9 @@ uint32_t CPowerPlan::Revert() {
 
 uint32_t CPowerPlan::FinishRevert() {
     TRACE_SCOPE("CPowerPlan::FinishRevert");
-    return ToResult(m_reverted && (m_legacy || _IsBack()));
+    // What the machine is at counts, not what the way back was told: a start that failed behind its note may
+    // have changed nothing.
+    return ToResult(m_legacy ? m_reverted : _IsBack());
 }
 
 uint32_t CPowerPlan::PutBack() {
@@ -167,8 +174,11 @@ bool CPowerPlan::_IsBack() {
         if (error == ERROR_FILE_NOT_FOUND) ++gone;
         if (error != ERROR_SUCCESS || now != value) allBack = false;
     }
-    const bool isActive = m_activeScheme && *static_cast<const GUID*>(m_activeScheme.Get()) == *scheme;
-    return allBack || (gone == noted && !isActive);
+    if (allBack || gone != noted) return allBack;
+    GUID* active = nullptr;
+    const LocalMemory owner(m_functions.getActiveScheme(nullptr, &active) == ERROR_SUCCESS ? active
+                                                                                           : nullptr);
+    return owner && *active != *scheme;
 }
 
 uint32_t CPowerPlan::Update(IOptimizerActionSettings* parameters) {
@@ -189,6 +199,12 @@ bool CPowerPlan::CanReturnTo(const IOptimizerActionSettings* saved) const {
     const auto* const typed = dynamic_cast<const PowerPlanParams*>(saved);
     // A legacy record says "cable" whatever it holds.
     return m_legacy || typed == nullptr || typed->IsOnBattery() == m_parameters.IsOnBattery();
+}
+
+bool CPowerPlan::CanUpdateTo(const IOptimizerActionSettings* next) const {
+    const auto* const typed = dynamic_cast<const PowerPlanParams*>(next);
+    // Every other number gets a note of its own in Update, also one that chooses the same side.
+    return typed == nullptr || typed->onBattery == m_parameters.onBattery;
 }
 
 bool CPowerPlan::_ReadActiveScheme() {

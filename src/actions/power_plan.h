@@ -25,7 +25,7 @@ public:
     const wchar_t* GetName() override { return L"PowerPlanAction"; }
     /// The values are those of one power source, so that the other one's would never be noted.
     bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
-    bool CanUpdateTo(const IOptimizerActionSettings* next) const override { return CanReturnTo(next); }
+    bool CanUpdateTo(const IOptimizerActionSettings* next) const override;
 
 private:
     bool _ReadActiveScheme();

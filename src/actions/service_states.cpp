@@ -18,10 +18,42 @@ constexpr ServiceSteps kSteps[3][3] = {
     /* from paused */ {{kResume}, {kStart, kPause}, {}},
 };
 
+constexpr ServiceMove kMovesBack[3][3] = {
+    /* from running */ {{}, {kStop, ServiceStatus::Stopped}, {kPause, ServiceStatus::Paused}},
+    // What isn't running can't be paused.
+    /* from stopped */ {{kStart, ServiceStatus::Running}, {}, {kStart, ServiceStatus::Running}},
+    /* from paused */ {{kResume, ServiceStatus::Running}, {kStop, ServiceStatus::Stopped}, {}},
+};
+
+bool IsPending(uint32_t state) {
+    return state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING ||
+           state == SERVICE_CONTINUE_PENDING || state == SERVICE_PAUSE_PENDING;
+}
+
+bool IsPlace(ServiceStatus status) {
+    return status >= ServiceStatus::Running && status < ServiceStatus::None;
+}
+
 // Writing a start type adds this to the value.
 constexpr uint32_t kStartupToType = SERVICE_AUTO_START;
 
 }  // namespace
+
+uint32_t LookAt(IWindowsService& service, const std::wstring& name, Seen<ServiceStatus>& seen) {
+    uint32_t state = 0;
+    const uint32_t error = service.GetServiceStatus(name.c_str(), &state);
+    if (error != 0) return error;
+    seen = {.value = StatusOfState(state).value_or(ServiceStatus::None), .isSettled = !IsPending(state)};
+    return 0;
+}
+
+uint32_t LookAt(IWindowsService& service, const std::wstring& name, Seen<ServiceStartup>& seen) {
+    uint32_t type = 0;
+    const uint32_t error = service.GetStartup(name.c_str(), &type);
+    if (error != 0) return error;
+    seen = {.value = StartupOfType(type).value_or(ServiceStartup::None)};
+    return 0;
+}
 
 std::optional<ServiceStatus> StatusOfState(uint32_t state) {
     switch (state) {
@@ -51,11 +83,13 @@ std::optional<uint32_t> TypeOfStartup(ServiceStartup startup) {
 }
 
 ServiceSteps StepsBetween(ServiceStatus from, ServiceStatus to) {
-    const auto isPlace = [](ServiceStatus status) {
-        return status >= ServiceStatus::Running && status < ServiceStatus::None;
-    };
-    if (!isPlace(from) || !isPlace(to)) return {};
+    if (!IsPlace(from) || !IsPlace(to)) return {};
     return kSteps[static_cast<size_t>(from)][static_cast<size_t>(to)];
+}
+
+ServiceMove FirstMoveBack(ServiceStatus from, ServiceStatus to) {
+    if (!IsPlace(from) || !IsPlace(to)) return {};
+    return kMovesBack[static_cast<size_t>(from)][static_cast<size_t>(to)];
 }
 
 }  // namespace optimizer

@@ -44,9 +44,9 @@ uint32_t UserHive::_Load() {
         return ERROR_SUCCESS;
     wchar_t folder[MAX_PATH] = L"";
     DWORD sizeBytes = sizeof(folder);
-    // RegGetValueW expands the variables in it.
+    // RegGetValueW gives an expanded text for either type.
     LSTATUS error = RegGetValueW(HKEY_LOCAL_MACHINE, (kProfiles + m_sid).c_str(), L"ProfileImagePath",
-                                 RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ, nullptr, folder, &sizeBytes);
+                                 RRF_RT_REG_SZ, nullptr, folder, &sizeBytes);
     if (error == ERROR_SUCCESS && !TakePrivileges()) error = ERROR_PRIVILEGE_NOT_HELD;
     if (error == ERROR_SUCCESS) {
         error = RegLoadKeyW(HKEY_USERS, m_sid.c_str(), (std::wstring(folder) + L"\\NTUSER.DAT").c_str());

@@ -6,6 +6,7 @@
 #include "actions/agent_message.h"
 #include "actions/user_sid.h"
 #include "frame/guarded.h"
+#include "frame/patience.h"
 #include "frame/plugin_request.h"
 #include "frame/trace.h"
 
@@ -14,7 +15,7 @@ namespace optimizer {
 namespace {
 
 constexpr auto kMessage = static_cast<int32_t>(NpcMsgAgent::VisualEffects);
-constexpr DWORD kReportPatienceMs = 5000;
+constexpr DWORD kPatienceMs = 5000;
 constexpr const wchar_t* kSettingKey =
     L"\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\VisualEffects";
 constexpr const wchar_t* kSettingValue = L"VisualFXSetting";
@@ -28,12 +29,19 @@ void WriteValues(CByteStream& command, const VisualFXParams& values) {
     command.WriteNarrowString(values.ToText().c_str());
 }
 
+void AddKeys(const VisualFXParams& values, std::set<std::string>& keys) {
+    for (const auto& effect : values.effects)
+        keys.insert(effect.first);
+}
+
 }  // namespace
 
 VisualFX::VisualFX(VisualFXParams parameters, IServMain* main)
     : ActionWith(std::move(parameters)),
       m_main(main),
-      m_revertReceived(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
+      m_applied(m_parameters),
+      m_stop(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      m_reportCame(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
     _Connect();
 }
 
@@ -52,11 +60,60 @@ void VisualFX::_Connect() {
     if (m_main == nullptr) return;
     m_agentServer = RequestPlugin<IOptimizerAgentServer>(m_main->GetComponentManager(), kAgentServerPlugin);
     if (m_agentServer == nullptr) return;
+    m_presence = static_cast<IAgentPresence*>(m_agentServer->QueryInterface(&IAgentPresence::kIdentifier));
     m_subscribed = m_agentServer->RegisterObserver(&kMessage, this) == ERROR_SUCCESS;
+}
+
+uint32_t VisualFX::Note(IOptimizerActionSettings* next) {
+    TRACE_SCOPE("VisualFX::Note");
+    ResetEvent(m_stop.Get());
+    const auto* const wanted = next != nullptr ? dynamic_cast<const VisualFXParams*>(next) : &m_parameters;
+    if (wanted == nullptr) return ERROR_INVALID_PARAMETER;
+    const VisualFXParams lacking = _Lacking(*wanted);
+    if (lacking.effects.empty()) return ERROR_SUCCESS;
+    if (m_agentServer == nullptr) return ERROR_INVALID_PARAMETER;
+    uint32_t error = _WaitForAgent();
+    if (error == ERROR_SUCCESS) error = _Ask(lacking);
+    if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"The effects can't be noted: 0x%x", error);
+    return error;
+}
+
+/// The effects of `wanted` that aren't noted.
+VisualFXParams VisualFX::_Lacking(const VisualFXParams& wanted) {
+    VisualFXParams lacking = wanted;
+    const CriticalSectionGuard guard(m_lock);
+    if (m_revertParameters == nullptr) return lacking;
+    std::erase_if(lacking.effects,
+                  [this](const auto& effect) { return m_revertParameters->effects.contains(effect.first); });
+    return lacking;
+}
+
+/// An agent that doesn't know the command answers with an empty text, which tells of nothing.
+uint32_t VisualFX::_Ask(const VisualFXParams& lacking) {
+    CByteStream command;
+    WriteHead(command, VisualEffectsCommand::Read);
+    WriteValues(command, lacking);
+    {
+        const CriticalSectionGuard guard(m_lock);
+        AddKeys(lacking, m_awaited);
+    }
+    const auto isAwaited = [this](const auto& effect) { return m_awaited.contains(effect.first); };
+    const auto& effects = lacking.effects;
+    uint32_t error = _Broadcast(command);
+    if (error == ERROR_SUCCESS) {
+        error = _WaitUntil([&] { return std::none_of(effects.begin(), effects.end(), isAwaited); });
+    }
+    if (error == ERROR_SUCCESS) return error;
+    // What comes later may be out of date when the next change asks.
+    const CriticalSectionGuard guard(m_lock);
+    for (const auto& effect : effects)
+        m_awaited.erase(effect.first);
+    return error;
 }
 
 uint32_t VisualFX::Start() {
     TRACE_SCOPE("VisualFX::Start");
+    ResetEvent(m_stop.Get());
     std::wstring sid;
     const uint32_t userError = FindCurrentUserSid(sid);
     if (userError != ERROR_SUCCESS) return userError;
@@ -64,7 +121,8 @@ uint32_t VisualFX::Start() {
     if (settingError != ERROR_SUCCESS) return settingError;
     {
         const CriticalSectionGuard guard(m_lock);
-        m_hasReport = false;
+        m_awaited.clear();
+        AddKeys(m_parameters, m_awaited);
     }
     CByteStream command;
     WriteHead(command, VisualEffectsCommand::Start);
@@ -91,19 +149,38 @@ uint32_t VisualFX::_SetVisualFXSettingToCustom(const std::wstring& sid) {
     return static_cast<uint32_t>(setError);
 }
 
+uint32_t VisualFX::Stop() {
+    TRACE_SCOPE("VisualFX::Stop");
+    SetEvent(m_stop.Get());
+    return ERROR_SUCCESS;
+}
+
 uint32_t VisualFX::Revert() {
     TRACE_SCOPE("VisualFX::Revert");
+    ResetEvent(m_stop.Get());
     CByteStream command;
     WriteHead(command, VisualEffectsCommand::Revert);
-    WriteValues(command, m_parameters);
+    // Not the parameters alone: an effect that only an update brought in would never come back.
+    WriteValues(command, m_applied);
     {
         const CriticalSectionGuard guard(m_lock);
         if (m_revertParameters == nullptr) return ERROR_SUCCESS;
         WriteValues(command, *m_revertParameters);
+        m_isRevertAnswered = false;
     }
-    // Nobody can use the result: no agent tells whether it brought the effects back.
+    // Nobody can use the result: FinishRevert tells.
     static_cast<void>(_Send(command));
     return ERROR_SUCCESS;
+}
+
+uint32_t VisualFX::FinishRevert() {
+    TRACE_SCOPE("VisualFX::FinishRevert");
+    {
+        const CriticalSectionGuard guard(m_lock);
+        if (m_revertParameters == nullptr || m_revertParameters->effects.empty()) return ERROR_SUCCESS;
+    }
+    if (m_answerError != ERROR_SUCCESS) return m_answerError;
+    return _WaitUntil([this] { return m_isRevertAnswered; });
 }
 
 /// The new parameters aren't stored: the next update compares against those that the action was made with.
@@ -111,6 +188,11 @@ uint32_t VisualFX::Update(IOptimizerActionSettings* parameters) {
     TRACE_SCOPE("VisualFX::Update");
     const auto* const wanted = dynamic_cast<const VisualFXParams*>(parameters);
     if (wanted == nullptr) return ERROR_INVALID_PARAMETER;
+    ResetEvent(m_stop.Get());
+    // The agent sets these alone; it leaves those that both hold, and those that are no longer wanted.
+    VisualFXParams added = *wanted;
+    std::erase_if(added.effects,
+                  [this](const auto& effect) { return m_parameters.effects.contains(effect.first); });
     CByteStream command;
     WriteHead(command, VisualEffectsCommand::Update);
     WriteValues(command, m_parameters);
@@ -119,19 +201,58 @@ uint32_t VisualFX::Update(IOptimizerActionSettings* parameters) {
         const CriticalSectionGuard guard(m_lock);
         if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<VisualFXParams>();
         WriteValues(command, *m_revertParameters);
+        AddKeys(added, m_awaited);
     }
-    return _Send(command);
+    const uint32_t error = _Send(command);
+    if (error != ERROR_SUCCESS) return error;
+    for (const auto& [key, value] : added.effects)
+        m_applied.effects[key] = value;
+    return error;
 }
 
+/// 0 when an agent is there to hear a command, as far as that can be told.
+uint32_t VisualFX::_WaitForAgent() {
+    return m_presence != nullptr ? m_presence->WaitForAgent(kPatienceMs, m_stop.Get()) : ERROR_SUCCESS;
+}
+
+/// Sends also where no agent was heard of, and gives the broadcast's code: `m_answerError` tells.
 uint32_t VisualFX::_Send(const CByteStream& command) {
-    if (m_agentServer == nullptr) return ERROR_INVALID_PARAMETER;
+    m_answerError = m_agentServer != nullptr ? _WaitForAgent() : ERROR_INVALID_PARAMETER;
+    if (m_agentServer == nullptr || m_answerError == ERROR_CANCELLED) return m_answerError;
+    const uint32_t error = _Broadcast(command);
+    if (error != ERROR_SUCCESS) m_answerError = error;
+    return error;
+}
+
+uint32_t VisualFX::_Broadcast(const CByteStream& command) {
     constexpr auto id = static_cast<uint32_t>(NpcMsgAgent::VisualEffects);
     return m_agentServer->RunAction(&id, command.Data(), command.SizeBytes());
 }
 
+/// Blocks until `isDone`, which is asked under the lock at each report, says so.
+template <class IsDone>
+uint32_t VisualFX::_WaitUntil(IsDone isDone) {
+    const CPatience patience(kPatienceMs, m_stop.Get());
+    for (;;) {
+        {
+            const CriticalSectionGuard guard(m_lock);
+            if (isDone()) return ERROR_SUCCESS;
+        }
+        const uint32_t error = patience.WaitFor(m_reportCame.Get());
+        if (error != ERROR_SUCCESS) return error;
+    }
+}
+
 IOptimizerActionSettings* VisualFX::GetRevertParameters() {
     TRACE_SCOPE("VisualFX::GetRevertParameters");
-    if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
+    if (m_answerError == ERROR_SUCCESS) {
+        // One wait for a report that doesn't come; it is still taken when it comes later.
+        m_answerError = _WaitUntil([this] {
+            return std::all_of(m_awaited.begin(), m_awaited.end(), [this](const std::string& key) {
+                return m_revertParameters != nullptr && m_revertParameters->effects.contains(key);
+            });
+        });
+    }
     const CriticalSectionGuard guard(m_lock);
     if (m_revertParameters == nullptr) return nullptr;
     m_handedOut = *m_revertParameters;
@@ -142,17 +263,17 @@ bool VisualFX::CanReturnTo(const IOptimizerActionSettings* saved) const {
     const auto* const typed = dynamic_cast<const VisualFXParams*>(saved);
     return typed == nullptr ||
            std::all_of(typed->effects.begin(), typed->effects.end(),
-                       [this](const auto& effect) { return m_parameters.effects.contains(effect.first); });
+                       [this](const auto& effect) { return m_applied.effects.contains(effect.first); });
 }
 
 uint32_t VisualFX::PutBack() {
     TRACE_SCOPE("VisualFX::PutBack");
+    if (m_parameters.effects.empty()) return ERROR_SUCCESS;
     const uint32_t error = ActionWith::PutBack();
     if (error != ERROR_SUCCESS) return error;
+    if (m_answerError != ERROR_SUCCESS) return m_answerError;
     // An action that was handed its values has them without any agent: only a report tells.
-    if (m_revertReceived) WaitForSingleObject(m_revertReceived.Get(), kReportPatienceMs);
-    const CriticalSectionGuard guard(m_lock);
-    return m_hasReport ? ERROR_SUCCESS : ERROR_TIMEOUT;
+    return _WaitUntil([this] { return m_awaited.empty(); });
 }
 
 uint32_t VisualFX::SetRevertParameters(IOptimizerActionSettings* parameters) {
@@ -165,18 +286,25 @@ void VisualFX::OnAgentData(const void* payload, int32_t sizeBytes) {
     TRACE_SCOPE("VisualFX::OnAgentData");
     const uint32_t error = Guarded([&] { return _Load(payload, sizeBytes), uint32_t{ERROR_SUCCESS}; });
     if (error != ERROR_SUCCESS) TRACE_LINE(trace::kError, L"The report was lost: 0x%x", error);
-    if (m_revertReceived) SetEvent(m_revertReceived.Get());
+    SetEvent(m_reportCame.Get());
 }
 
 void VisualFX::_Load(const void* payload, int32_t sizeBytes) {
     CByteStream report(payload, payload != nullptr && sizeBytes > 0 ? static_cast<size_t>(sizeBytes) : 0);
+    const std::string text = report.ReadNarrowString();
     VisualFXParams found;
-    found.FromText(report.ReadNarrowString());
+    found.FromText(text);
     const CriticalSectionGuard guard(m_lock);
+    if (text.empty()) m_isRevertAnswered = true;
+    // Every action hears every report. One that another action asked for may tell what a profile left behind
+    // and mustn't become a value to return to.
+    if (text.empty() || m_awaited.empty()) return;
     if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<VisualFXParams>();
-    // What is there already stays: it was supplied by an earlier run, or an agent told it before the change.
-    m_revertParameters->effects.merge(found.effects);
-    m_hasReport = true;
+    for (const auto& effect : found.effects) {
+        // What is there already stays: it was supplied by an earlier run, or an agent told it before the
+        // change.
+        if (m_awaited.erase(effect.first) != 0) m_revertParameters->effects.insert(effect);
+    }
 }
 
 }  // namespace optimizer

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "actions/action_with.h"
 #include "actions/visual_fx_agent.h"
 #include "actions/visual_fx_params.h"
+#include "border/agent_presence.h"
 #include "border/host.h"
 #include "border/optimizer_agent.h"
 #include "frame/critical_section.h"
@@ -17,8 +19,9 @@ namespace optimizer {
 /// on this action's commands and reports what it found.
 ///
 /// From its construction to its destruction the action holds the agent server and hears the agents' answers,
-/// on a thread of the server. The engine's thread waits for an answer in GetRevertParameters, five seconds at
-/// most, and never under the lock.
+/// on a thread of the server. Each operation that sends a command waits for an agent that is expected, and
+/// those that need an answer wait for that: five seconds at most for each, never under the lock, and not at
+/// all where there is no agent. Stop, from any thread, ends the wait of the operation that runs.
 class VisualFX final : public ActionWith<VisualFXParams>, public IOptimizerAgentEvents {
 public:
     VisualFX(VisualFXParams parameters, IServMain* main);
@@ -26,21 +29,29 @@ public:
     VisualFX(const VisualFX&) = delete;
     VisualFX& operator=(const VisualFX&) = delete;
 
+    /// 0 when what the change will return to is noted. 87 without an agent server or for parameters of
+    /// another type, 1168 without an agent, 1460 for one that doesn't report in time, 1223 after a Stop, or
+    /// the broadcast's code.
+    uint32_t Note(IOptimizerActionSettings* next) override;
     /// The code of the broadcast, whether an agent heard it or not; 31 when the user can't be found, 87
-    /// without an agent server, or the registry's error.
+    /// without an agent server, 1223 after a Stop, or the registry's error.
     uint32_t Start() override;
+    uint32_t Stop() override;
     uint32_t Revert() override;
-    /// The code of the broadcast; 87 without an agent server or for parameters of another type.
+    /// 0 when an agent has answered, or nothing is noted; otherwise as Note.
+    uint32_t FinishRevert() override;
+    /// The code of the broadcast; 87 without an agent server or for parameters of another type, 1223 after a
+    /// Stop.
     uint32_t Update(IOptimizerActionSettings* parameters) override;
-    /// What the agents reported last, after a wait for a report that is still to come. The caller's until the
-    /// next call.
+    /// What is noted, after a wait for the report of a command that nothing was noted for. The caller's until
+    /// the next call.
     IOptimizerActionSettings* GetRevertParameters() override;
     uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
-    /// Whether an agent reported since the last Start, after a wait for it.
+    /// 0 when an agent reported of all effects, or there are none; otherwise as Start or Note.
     uint32_t PutBack() override;
     bool BelongsToUser() const override { return true; }
-    /// Agents bring back the effects that the action was made with, and no others.
+    /// Agents bring back the effects that the action was made with, those of its updates, and no others.
     bool CanReturnTo(const IOptimizerActionSettings* saved) const override;
 
     void Reserved0() override {}
@@ -50,17 +61,28 @@ public:
 private:
     void _Connect();
     static uint32_t _SetVisualFXSettingToCustom(const std::wstring& sid);
+    VisualFXParams _Lacking(const VisualFXParams& wanted);
+    uint32_t _Ask(const VisualFXParams& lacking);
+    uint32_t _WaitForAgent();
     uint32_t _Send(const CByteStream& command);
+    uint32_t _Broadcast(const CByteStream& command);
+    template <class IsDone>
+    uint32_t _WaitUntil(IsDone isDone);
     void _Load(const void* payload, int32_t sizeBytes);
 
     std::wstring m_name = L"VisualFX";
     IServMain* m_main;
     IOptimizerAgentServer* m_agentServer = nullptr;
+    IAgentPresence* m_presence = nullptr;  // of the agent server; null where that doesn't tell
     bool m_subscribed = false;
-    bool m_hasReport = false;       // since the last Start; guarded by m_lock
-    KernelHandle m_revertReceived;  // signalled by each report, for one wait
-    CCriticalSection m_lock;        // guards the values to return to as well
-    VisualFXParams m_handedOut;     // the copy that the engine reads while other reports may come
+    VisualFXParams m_applied;                  // what this action has, or will have, set last
+    uint32_t m_answerError = ERROR_NOT_FOUND;  // why no answer to the last command is to come; 0 when one is
+    KernelHandle m_stop;                       // ends the waits of the operation that runs
+    KernelHandle m_reportCame;                 // signalled by each report, for one look
+    CCriticalSection m_lock;                   // guards the values to return to as well
+    std::set<std::string> m_awaited;           // effects that reports are still to tell of; guarded by m_lock
+    bool m_isRevertAnswered = false;           // the last one; guarded by m_lock
+    VisualFXParams m_handedOut;                // the copy that the engine reads while other reports may come
 };
 
 }  // namespace optimizer

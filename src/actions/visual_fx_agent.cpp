@@ -54,12 +54,17 @@ VisualFXAgentParams ReadParams(CByteStream& command) {
     return params;
 }
 
-std::string Start(CByteStream& command) {
-    const VisualFXAgentParams wanted = ReadParams(command);
+VisualFXAgentParams ReadAll(const VisualFXAgentParams& wanted) {
     VisualFXAgentParams found;
-    // All of them first: setting one effect may change what another one reads as.
     for (const auto& [key, value] : wanted.effects)
         found.effects[key] = Read(key);
+    return found;
+}
+
+std::string Start(CByteStream& command) {
+    const VisualFXAgentParams wanted = ReadParams(command);
+    // All of them first: setting one effect may change what another one reads as.
+    const VisualFXAgentParams found = ReadAll(wanted);
     for (const auto& [key, value] : wanted.effects)
         Apply(key, value);
     return found.ToText();
@@ -105,6 +110,8 @@ std::string RunVisualEffectsCommand(CByteStream& command) {
             return Revert(command);
         case VisualEffectsCommand::Update:
             return Update(command);
+        case VisualEffectsCommand::Read:
+            return ReadAll(ReadParams(command)).ToText();
     }
     return {};
 }

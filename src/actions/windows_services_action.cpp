@@ -4,38 +4,14 @@
 
 #include "actions/windows_service.h"
 #include "frame/trace.h"
-#include "frame/work_item.h"
 
 namespace optimizer {
-
-namespace {
-
-constexpr uint32_t kStepLimitMs = 10;
-constexpr DWORD kAbortPeriodMs = 10;
-constexpr DWORD kPendingPatienceMs = 30000;
-constexpr DWORD kPendingPollMs = 100;
-constexpr DWORD kWrapMarginMs = 5000;
-
-/// A limit that makes every wait for a service state end at its first look: its deadline lies half-way
-/// between now and the wrap of the tick count, and a wait goes on only past its deadline. Right before the
-/// wrap there is no such deadline, so that it is let pass.
-uint32_t LimitThatNeverWaits() {
-    const uint32_t leftMs = 0xFFFFFFFF - GetTickCount();
-    if (leftMs < kWrapMarginMs) Sleep(leftMs + 1);
-    return (0xFFFFFFFF - GetTickCount()) / 2;
-}
-
-bool IsPending(uint32_t state) {
-    return state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING ||
-           state == SERVICE_CONTINUE_PENDING || state == SERVICE_PAUSE_PENDING;
-}
-
-}  // namespace
 
 CWindowsServicesAction::CWindowsServicesAction(WindowsServicesParams parameters, IServMain* servMain)
     : ActionWith(std::move(parameters)),
       m_service(std::make_unique<CWindowsService>()),
-      m_servMain(servMain) {
+      m_servMain(servMain),
+      m_queue(*m_service) {
     TRACE_SCOPE("CWindowsServicesAction::CWindowsServicesAction");
     if (!_Init()) TRACE_LINE(trace::kError, L"Init failed");
 }
@@ -65,268 +41,214 @@ CWindowsServicesAction::~CWindowsServicesAction() {
     TRACE_SCOPE("CWindowsServicesAction::~CWindowsServicesAction");
     // Whatever is in flight must end before anything goes. It may sit in a wait that only an abort ends, and
     // the abort may come before its command: so it is done once more with what was still queued.
-    std::deque<StatusChange> unfinished;
-    {
-        CriticalSectionGuard guard(m_queueLock);
-        unfinished.swap(m_queue);
-        if (m_changeInFlight) unfinished.push_front(*m_changeInFlight);
-    }
-    _AbortChangeInFlight();
+    const std::deque<ServiceChange> unfinished = m_queue.StopAndTakeAll();
     if (m_eventQueue != nullptr && m_serialExecution != nullptr) {
         m_eventQueue->DestroySerialExecution(m_serialExecution);
-    }
-    if (m_hasReverted) {
-        // A restore that met a service on its way elsewhere was refused; all of it is checked once more.
-        unfinished.clear();
-        for (const ServiceRecord& record : m_revertParameters->services) {
-            if (record.status != ServiceStatus::None) unfinished.push_back({0, record.name, record.status});
-        }
     }
     if (m_initialized) _Finish(unfinished);
     m_service->Uninit();
 }
 
-/// Carries changes out on this thread, with nobody left to abort a wait. A service that is still on its way
-/// to a state would refuse the command, so that it is given time to arrive.
-void CWindowsServicesAction::_Finish(const std::deque<StatusChange>& changes) {
-    TRACE_SCOPE("CWindowsServicesAction::_Finish");
-    m_isEnding = true;
-    const DWORD startMs = GetTickCount();
-    for (const StatusChange& change : changes) {
-        uint32_t state = 0;
-        while (m_service->GetServiceStatus(change.name.c_str(), &state) == 0 && IsPending(state) &&
-               GetTickCount() - startMs < kPendingPatienceMs) {
-            Sleep(kPendingPollMs);
-        }
-        {
-            CriticalSectionGuard guard(m_queueLock);
-            m_queue.push_back(change);
-        }
-        ProcessServicesActionsQueue();
+template <class Value>
+Seen<Value> CWindowsServicesAction::_See(const std::wstring& name) {
+    Seen<Value> seen;
+    static_cast<void>(LookAt(*m_service, name, seen));  // a failure leaves it as it is: not usable
+    return seen;
+}
+
+/// Learns what somebody else has set. False when the field can't be read.
+template <class Value>
+bool CWindowsServicesAction::_Judge(const std::wstring& name) {
+    const Seen<Value> seen = _See<Value>(name);
+    m_tracks.Visit(name, [&](ServiceTrack& track) { track.Of<Value>().Look(seen); });
+    return seen.value != Value::None;
+}
+
+uint32_t CWindowsServicesAction::Note(IOptimizerActionSettings* next) {
+    TRACE_SCOPE("CWindowsServicesAction::Note");
+    if (!m_initialized) return kCannotWork;
+    const auto* const targets =
+        next != nullptr ? dynamic_cast<const WindowsServicesParams*>(next) : &m_parameters;
+    if (targets == nullptr) return ERROR_INVALID_PARAMETER;
+    m_tracks.Begin();
+    // What somebody has set is learned while it can still be stored; Update learns it in any case. A look
+    // that a command of the queue overtakes would be judged wrongly.
+    const bool mayLearn = next != nullptr && m_queue.IsIdle();
+    for (const ServiceRecord& wanted : targets->services) {
+        _NoteService(wanted.name, next == nullptr);
+        if (!mayLearn || m_parameters.Find(wanted.name) == nullptr) continue;
+        _Judge<ServiceStartup>(wanted.name);
+        _Judge<ServiceStatus>(wanted.name);
     }
+    return 0;
 }
 
-bool CWindowsServicesAction::SetServiceStartup(const std::wstring& name, ServiceStartup startup) {
-    TRACE_SCOPE("CWindowsServicesAction::SetServiceStartup");
-    TRACE_LINE(trace::kInformation, L"%s %d", name.c_str(), static_cast<int>(startup));
-    if (startup == ServiceStartup::None) return true;
-    const std::optional<uint32_t> type = TypeOfStartup(startup);
-    return type && m_service->SetStartup(name.c_str(), *type) == 0;
-}
-
-void CWindowsServicesAction::EnqueueServiceAction(const std::wstring& name, ServiceStatus status) {
-    TRACE_SCOPE("CWindowsServicesAction::EnqueueServiceAction");
-    TRACE_LINE(trace::kInformation, L"%s %d", name.c_str(), static_cast<int>(status));
-    {
-        CriticalSectionGuard guard(m_queueLock);
-        m_queue.push_back({.number = ++m_changeCount, .name = name, .status = status});
+void CWindowsServicesAction::_NoteService(const std::wstring& name, bool isFirst) {
+    bool isHandedOver = false;
+    const bool isNoted = m_tracks.Visit(name, [&](ServiceTrack& track) {
+        // What comes back into the action on its way out keeps its note: the half-way state is nobody's wish.
+        track.isLeaving = false;
+        if (isFirst) isHandedOver = std::exchange(track.isHandedOver, false);
+    });
+    if (isNoted && !isHandedOver) return;
+    ServiceTrack found;
+    found.name = name;
+    found.status.Note(_See<ServiceStatus>(name));
+    found.startup.Note(_See<ServiceStartup>(name));
+    if (!isNoted) {
+        m_tracks.Add(found);
+        return;
     }
-    if (m_serialExecution == nullptr) return;
-    // One item for each change: an item that finds the queue empty ends at once.
-    auto* const item = new EqWorkItemMember0<void, CWindowsServicesAction>(
-        this, &CWindowsServicesAction::ProcessServicesActionsQueue);
-    const uint32_t error = m_serialExecution->Post(L"CWindowsServicesAction_ProcessServicesActionsQueue",
-                                                   nullptr, item, 0, 0, 0);
-    if (error == 0) return;
-    // The change stays queued, for the next item or the destructor.
-    TRACE_LINE(trace::kWarning, L"Post failed 0x%x", error);
-    item->Dispose();
+    // Who set what the machine is at after an earlier run can't be told: it counts as that run's doing.
+    m_tracks.Visit(name, [&](ServiceTrack& track) {
+        track.status.own = found.status.own;
+        track.startup.own = found.startup.own;
+    });
 }
 
-CWindowsServicesAction::InFlightMark::~InFlightMark() {
-    CriticalSectionGuard guard(m_action.m_queueLock);
-    m_action.m_changeInFlight.reset();
-}
-
-std::optional<CWindowsServicesAction::StatusChange> CWindowsServicesAction::_TakeChange() {
-    CriticalSectionGuard guard(m_queueLock);
-    m_changeInFlight.reset();
-    if (m_queue.empty()) return std::nullopt;
-    m_changeInFlight = std::move(m_queue.front());
-    m_queue.pop_front();
-    return m_changeInFlight;
-}
-
-std::optional<CWindowsServicesAction::StatusChange> CWindowsServicesAction::_ChangeInFlight() {
-    CriticalSectionGuard guard(m_queueLock);
-    return m_changeInFlight;
-}
-
-void CWindowsServicesAction::ProcessServicesActionsQueue() {
-    TRACE_SCOPE("CWindowsServicesAction::ProcessServicesActionsQueue");
-    const InFlightMark mark(*this);
-    while (const std::optional<StatusChange> change = _TakeChange()) {
-        const wchar_t* const name = change->name.c_str();
-        TRACE_LINE(trace::kInformation, L"%s %d", name, static_cast<int>(change->status));
-        ServiceStatus current = ServiceStatus::None;
-        if (!_Read(change->name, current)) {
-            TRACE_LINE(trace::kWarning, L"GetServiceStatus %s failed", name);
-        } else if (current == change->status) {
-            TRACE_LINE(trace::kInformation, L"No change for service %s", name);
-        } else if (!TransitionService(change->name, current, change->status)) {
-            TRACE_LINE(trace::kWarning, L"TransitionService %s from %d to %d failed", name,
-                       static_cast<int>(current), static_cast<int>(change->status));
-        }
-    }
-}
-
-bool CWindowsServicesAction::TransitionService(const std::wstring& name, ServiceStatus from,
-                                               ServiceStatus to) {
-    TRACE_SCOPE("CWindowsServicesAction::TransitionService");
-    for (const ServiceStep step : StepsBetween(from, to)) {
-        if (step == nullptr) break;
-        const uint32_t limitMs = m_isEnding ? LimitThatNeverWaits() : kStepLimitMs;
-        // A step that gives 0 ends the list and counts as the failure; any other result goes on. It stays so.
-        if ((*m_service.*step)(name.c_str(), limitMs) == 0) return false;
-    }
-    return true;
-}
-
-bool CWindowsServicesAction::_Read(const std::wstring& name, ServiceStatus& status) {
-    uint32_t state = 0;
-    if (m_service->GetServiceStatus(name.c_str(), &state) != 0) return false;
-    const std::optional<ServiceStatus> read = StatusOfState(state);
-    status = read.value_or(status);
-    return read.has_value();
-}
-
-bool CWindowsServicesAction::_Read(const std::wstring& name, ServiceStartup& startup) {
-    uint32_t type = 0;
-    if (m_service->GetStartup(name.c_str(), &type) != 0) return false;
-    const std::optional<ServiceStartup> read = StartupOfType(type);
-    startup = read.value_or(startup);
-    return read.has_value();
-}
-
-ServiceRecord CWindowsServicesAction::_Snapshot(const std::wstring& name) {
-    ServiceRecord record;
-    record.name = name;
-    _Read(name, record.status);
-    _Read(name, record.startup);
-    return record;
-}
-
-ServiceRecord* CWindowsServicesAction::_FindRevertRecord(const std::wstring& name) {
-    return m_revertParameters != nullptr ? m_revertParameters->Find(name) : nullptr;
+/// What can't be noted isn't changed, since nobody could bring it back. The status is queued all the same.
+ServiceRecord CWindowsServicesAction::_WithinNote(const ServiceRecord& wanted) {
+    const ServiceRecord noted = m_tracks.RecordOf(wanted.name);
+    ServiceRecord within = wanted;
+    if (noted.status == ServiceStatus::None) within.status = ServiceStatus::None;
+    if (noted.startup == ServiceStartup::None) within.startup = ServiceStartup::None;
+    return within;
 }
 
 uint32_t CWindowsServicesAction::Start() {
     TRACE_SCOPE("CWindowsServicesAction::Start");
-    if (!m_initialized) return 0;
-    m_hasReverted = false;
-    if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<WindowsServicesParams>();
-    // Values that an earlier run saved may lack a service that the profile has got since.
+    if (Note(nullptr) != 0) return 0;
     for (const ServiceRecord& wanted : m_parameters.services) {
-        if (_FindRevertRecord(wanted.name) == nullptr) {
-            m_revertParameters->services.push_back(_Snapshot(wanted.name));
-        }
+        const ServiceRecord within = _WithinNote(wanted);
+        SetServiceStartup(within.name, within.startup);
+        EnqueueServiceAction(within.name, within.status);
     }
-    for (const ServiceRecord& wanted : m_parameters.services) {
-        SetServiceStartup(wanted.name, wanted.startup);
-        EnqueueServiceAction(wanted.name, wanted.status);
+    // What an earlier run noted and this profile doesn't want.
+    for (const std::wstring& name : m_tracks.Names()) {
+        if (m_parameters.Find(name) == nullptr) _Leave(name);
     }
     return 0;
 }
 
 uint32_t CWindowsServicesAction::Stop() {
     TRACE_SCOPE("CWindowsServicesAction::Stop");
-    {
-        CriticalSectionGuard guard(m_queueLock);
-        m_queue.clear();
-    }
-    _AbortChangeInFlight();
+    m_isStopped = true;
+    m_queue.Stop();
     return 0;
 }
 
-void CWindowsServicesAction::_AbortChangeInFlight() {
-    CriticalSectionGuard guard(m_abortLock);
-    const std::optional<StatusChange> change = _ChangeInFlight();
-    m_service->AbortOperations();
-    if (!change) return;
-    // Between two calls of the change the service object has nothing to abort; were the change left there, it
-    // could still give its command after the caller has read the service.
-    for (auto now = _ChangeInFlight(); now && now->number == change->number; now = _ChangeInFlight()) {
-        Sleep(kAbortPeriodMs);
-        m_service->AbortOperations();
-    }
+/// Puts the field back unless somebody else has changed it. A command that was taken moments ago and doesn't
+/// show yet would still lead away from the note.
+template <class Value>
+void CWindowsServicesAction::_Restore(const std::wstring& name) {
+    const Seen<Value> seen = _See<Value>(name);
+    Value noted = Value::None;
+    m_tracks.Visit(name, [&](ServiceTrack& track) {
+        FieldTrack<Value>& field = track.Of<Value>();
+        const bool isOurs = field.Look(seen) == Standing::Ours;
+        if (isOurs || field.own.MayMove(GetTickCount())) noted = field.noted;
+    });
+    if (seen.value != Value::None && noted != Value::None) _PutBackTo(name, noted);
 }
 
 template <class Value>
-uint32_t CWindowsServicesAction::_RestoreAll(Value ServiceRecord::*field) {
-    for (ServiceRecord& record : m_revertParameters->services) {
-        Value current = Value::None;
-        if (!_Read(record.name, current) || current == record.*field) continue;
-        const ServiceRecord* const wanted = m_parameters.Find(record.name);
-        if (wanted != nullptr && wanted->*field != current) {
-            record.*field = current;  // somebody else changed it after the profile did: it stays
-        } else {
-            _Apply(record.name, record.*field);
-        }
-    }
+uint32_t CWindowsServicesAction::_RestoreAll() {
+    for (const std::wstring& name : m_tracks.Names())
+        _Restore<Value>(name);
     return 0;
 }
 
 uint32_t CWindowsServicesAction::Revert() {
     TRACE_SCOPE("CWindowsServicesAction::Revert");
-    if (m_revertParameters == nullptr) return 0;
+    if (!m_tracks.HasBegun()) return 0;
     if (!m_initialized) return ERROR_GEN_FAILURE;
-    Stop();
-    uint32_t error = _RestoreAll(&ServiceRecord::startup);
-    if (error == 0) error = _RestoreAll(&ServiceRecord::status);
-    m_hasReverted = true;
+    m_isStopped = false;
+    m_queue.Stop();
+    uint32_t error = _RestoreAll<ServiceStartup>();
+    if (error == 0) error = _RestoreAll<ServiceStatus>();
     if (error != 0) TRACE_LINE(trace::kError, L"RevertStartup failed");
     return error;
 }
 
-/// For a service that stays in the action.
-template <class Value>
-void CWindowsServicesAction::_MoveTo(const ServiceRecord& wanted, const ServiceRecord& current,
-                                     Value ServiceRecord::*field) {
-    Value found = Value::None;
-    if (!_Read(current.name, found)) return;
-    _Apply(current.name, wanted.*field);
-    ServiceRecord* const record = _FindRevertRecord(current.name);
-    // What isn't as the profile set it was moved by the user, who gets it back.
-    if (found != current.*field && record != nullptr) record->*field = found;
+uint32_t CWindowsServicesAction::FinishRevert() {
+    TRACE_SCOPE("CWindowsServicesAction::FinishRevert");
+    if (!m_tracks.HasBegun()) return 0;
+    return m_initialized ? _BringBack() : kCannotWork;
 }
 
-/// For a service that leaves the action: it goes back only if it still is as the profile set it.
-template <class Value>
-void CWindowsServicesAction::_RestoreUntouched(const ServiceRecord& current, Value ServiceRecord::*field) {
-    Value found = Value::None;
-    if (!_Read(current.name, found) || found != current.*field) return;
-    const ServiceRecord* const record = _FindRevertRecord(current.name);
-    if (record != nullptr) _Apply(current.name, record->*field);
+uint32_t CWindowsServicesAction::PutBack() {
+    TRACE_SCOPE("CWindowsServicesAction::PutBack");
+    if (!m_initialized) return kCannotWork;
+    m_tracks.Load(m_parameters);
+    _RestoreAll<ServiceStartup>();
+    return _BringBack();
+}
+
+/// All of it is looked at once more here, so that what the serial execution hasn't done yet is no loss.
+uint32_t CWindowsServicesAction::_BringBack() {
+    m_queue.Stop();
+    const uint32_t error =
+        CServiceWayBack(*m_service, m_tracks).BringBack(m_tracks.Names(), GetTickCount(), [this] {
+            return m_isStopped.load();
+        });
+    m_isStopped = false;
+    return error;
+}
+
+/// For a service that leaves the action. Its note goes when it is back, which it may be already.
+void CWindowsServicesAction::_Leave(const std::wstring& name) {
+    _Restore<ServiceStartup>(name);
+    if (CServiceWayBack(*m_service, m_tracks).IsBack(name)) {
+        m_tracks.Remove(name);
+        return;
+    }
+    m_tracks.Visit(name, [](ServiceTrack& track) { track.isLeaving = true; });
+    _Enqueue(name, m_tracks.RecordOf(name).status, true);
 }
 
 uint32_t CWindowsServicesAction::Update(IOptimizerActionSettings* parameters) {
     TRACE_SCOPE("CWindowsServicesAction::Update");
-    const auto* const wantedParameters = dynamic_cast<const WindowsServicesParams*>(parameters);
-    if (wantedParameters == nullptr) return ERROR_INVALID_PARAMETER;
-    m_hasReverted = false;
-    Stop();
+    const auto* const next = dynamic_cast<const WindowsServicesParams*>(parameters);
+    if (next == nullptr) return ERROR_INVALID_PARAMETER;
+    m_queue.Stop();
+    static_cast<void>(Note(parameters));
     for (const ServiceRecord& current : m_parameters.services) {
-        if (const ServiceRecord* const wanted = wantedParameters->Find(current.name)) {
-            _MoveTo(*wanted, current, &ServiceRecord::startup);
-            _MoveTo(*wanted, current, &ServiceRecord::status);
-        } else {
-            _RestoreUntouched(current, &ServiceRecord::startup);
-            _RestoreUntouched(current, &ServiceRecord::status);
-            if (m_revertParameters != nullptr) m_revertParameters->Remove(current.name);
+        const ServiceRecord* const wanted = next->Find(current.name);
+        if (wanted == nullptr) {
+            _Leave(current.name);
+            continue;
         }
+        const ServiceRecord within = _WithinNote(*wanted);
+        if (_Judge<ServiceStartup>(current.name)) SetServiceStartup(current.name, within.startup);
+        if (_Judge<ServiceStatus>(current.name)) EnqueueServiceAction(current.name, within.status);
     }
-    for (const ServiceRecord& wanted : wantedParameters->services) {
+    // What left before and isn't back yet.
+    for (const std::wstring& name : m_tracks.Names()) {
+        if (next->Find(name) == nullptr && m_parameters.Find(name) == nullptr) _Leave(name);
+    }
+    for (const ServiceRecord& wanted : next->services) {
         if (m_parameters.Find(wanted.name) != nullptr) continue;
-        if (m_revertParameters == nullptr) m_revertParameters = std::make_unique<WindowsServicesParams>();
-        if (_FindRevertRecord(wanted.name) == nullptr) {
-            m_revertParameters->services.push_back(_Snapshot(wanted.name));
-        }
+        _Judge<ServiceStartup>(wanted.name);
+        _Judge<ServiceStatus>(wanted.name);
+        const ServiceRecord within = _WithinNote(wanted);
         // The other way round than in Start, on purpose.
-        EnqueueServiceAction(wanted.name, wanted.status);
-        SetServiceStartup(wanted.name, wanted.startup);
+        EnqueueServiceAction(within.name, within.status);
+        SetServiceStartup(within.name, within.startup);
     }
-    m_parameters = *wantedParameters;
+    m_parameters = *next;
     return 0;
+}
+
+IOptimizerActionSettings* CWindowsServicesAction::GetRevertParameters() {
+    if (!m_tracks.HasBegun()) return nullptr;
+    m_revertParameters = std::make_unique<WindowsServicesParams>(m_tracks.Records());
+    return m_revertParameters.get();
+}
+
+uint32_t CWindowsServicesAction::SetRevertParameters(IOptimizerActionSettings* saved) {
+    const uint32_t error = ActionWith::SetRevertParameters(saved);
+    if (error == 0) m_tracks.Load(*m_revertParameters);
+    return error;
 }
 
 }  // namespace optimizer

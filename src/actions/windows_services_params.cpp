@@ -16,15 +16,11 @@ namespace {
 constexpr const char* kStatusTexts[] = {"RUNNING", "STOPPED", "PAUSED", "NA"};
 constexpr const char* kStartupTexts[] = {"AUTOMATIC", "MANUAL", "DISABLED", "NA"};
 
-template <class Services>
-auto FindIn(Services& services, const std::wstring& name) {
-    const auto found = std::find_if(services.begin(), services.end(), [&](const ServiceRecord& record) {
-        return _wcsicmp(record.name.c_str(), name.c_str()) == 0;
-    });
-    return found != services.end() ? &*found : nullptr;
-}
-
 }  // namespace
+
+bool IsSameName(const std::wstring& left, const std::wstring& right) {
+    return _wcsicmp(left.c_str(), right.c_str()) == 0;
+}
 
 void WindowsServicesParams::ToJson(picojson::value* out) const {
     picojson::array array;
@@ -55,18 +51,11 @@ void WindowsServicesParams::FromJson(const picojson::value* in) {
     }
 }
 
-ServiceRecord* WindowsServicesParams::Find(const std::wstring& name) {
-    return FindIn(services, name);
-}
-
 const ServiceRecord* WindowsServicesParams::Find(const std::wstring& name) const {
-    return FindIn(services, name);
-}
-
-void WindowsServicesParams::Remove(const std::wstring& name) {
-    std::erase_if(services, [&](const ServiceRecord& record) {
-        return _wcsicmp(record.name.c_str(), name.c_str()) == 0;
+    const auto found = std::find_if(services.begin(), services.end(), [&](const ServiceRecord& record) {
+        return IsSameName(record.name, name);
     });
+    return found != services.end() ? &*found : nullptr;
 }
 
 }  // namespace optimizer

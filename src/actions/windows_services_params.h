@@ -16,6 +16,9 @@ struct ServiceRecord {
     ServiceStartup startup = ServiceStartup::None;
 };
 
+/// Upper and lower case are the same.
+bool IsSameName(const std::wstring& left, const std::wstring& right);
+
 /// A list of services, each with a run status and a start type. In JSON an array.
 struct WindowsServicesParams final : IOptimizerActionSettings {
     void ToJson(picojson::value* out) const override;
@@ -23,10 +26,8 @@ struct WindowsServicesParams final : IOptimizerActionSettings {
     void FromJson(const picojson::value* in) override;
     bool operator==(const WindowsServicesParams& other) const { return services == other.services; }
 
-    /// The first record of that name, upper and lower case being the same; null when there is none.
-    ServiceRecord* Find(const std::wstring& name);
+    /// The first record of that name; null when there is none.
     const ServiceRecord* Find(const std::wstring& name) const;
-    void Remove(const std::wstring& name);
 
     std::vector<ServiceRecord> services;
 };

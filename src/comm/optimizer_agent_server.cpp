@@ -6,7 +6,9 @@
 
 #include "comm/agent_pipe.h"
 #include "frame/guarded.h"
+#include "frame/handles.h"
 #include "frame/object_factory.h"
+#include "frame/patience.h"
 #include "frame/trace.h"
 
 namespace optimizer {
@@ -14,10 +16,25 @@ namespace optimizer {
 namespace {
 
 constexpr const wchar_t* kConnector = L"connserver";
+constexpr auto kStarted = static_cast<int32_t>(NpcMsgAgent::Started);
 
 }  // namespace
 
+/// Hears an agent say that it has started.
+class COptimizerAgentServer::Arrival final : public IOptimizerAgentEvents {
+public:
+    void Reserved0() override {}
+    void Reserved1() override {}
+    void OnAgentData(const void*, int32_t) override { SetEvent(m_arrived.Get()); }
+
+    HANDLE Event() const { return m_arrived.Get(); }
+
+private:
+    KernelHandle m_arrived{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+};
+
 void* COptimizerAgentServer::QueryInterface(const Identifier* iid) {
+    if (iid != nullptr && *iid == IAgentPresence::kIdentifier) return static_cast<IAgentPresence*>(this);
     return AnswerFor<IOptimizerAgentServer>(this, iid);
 }
 
@@ -50,13 +67,17 @@ uint32_t COptimizerAgentServer::_Init(IServMain* main) {
         TRACE_LINE(trace::kError, L"Could not register server!");
         return ERROR_GEN_FAILURE;
     }
+    m_watch = static_cast<IClientWatch*>(m_connector->QueryInterface(&IClientWatch::kIdentifier));
     return ERROR_SUCCESS;
 }
 
 void COptimizerAgentServer::UnInit() {
     TRACE_SCOPE("COptimizerAgentServer::UnInit");
-    // No callback runs any more when this returns; only then may the lists go.
-    if (m_endpoint != nullptr) m_connector->unregisterPipe(std::exchange(m_endpoint, nullptr));
+    // No callback runs any more when this returns; only then may go what they use.
+    if (m_endpoint != nullptr) m_connector->unregisterPipe(m_endpoint);
+    m_endpoint = nullptr;
+    m_watch = nullptr;
+    m_isExpected = false;
     if (std::exchange(m_connector, nullptr) != nullptr) m_components->ReleasePlugin(kConnector);
     m_components = nullptr;
     {
@@ -126,6 +147,14 @@ uint32_t COptimizerAgentServer::_Receive(void* context, const ConnectorMessage* 
 
 void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
     TRACE_SCOPE("COptimizerAgentServer::_Deliver");
+    const auto id = static_cast<NpcMsgAgent>(message.id);
+    const bool isOfConsole = _IsOfConsole(message);
+    if (id == NpcMsgAgent::Started && isOfConsole) m_isExpected = false;
+    if (id == NpcMsgAgent::VisualEffects && !isOfConsole) {
+        // Every agent hears what is asked, and one of another user's session would tell that user's effects.
+        TRACE_LINE(trace::kInformation, L"Client %u is of another session", message.senderId);
+        return;
+    }
     // Held over the calls: an observer that unregisters elsewhere waits until it isn't called any more.
     const std::lock_guard guard(m_mapLock);
     const auto found = m_observers.find(static_cast<int32_t>(message.id));
@@ -133,6 +162,53 @@ void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
     found->second->ForEach([&](IOptimizerAgentEvents* observer) {
         observer->OnAgentData(PayloadOf(&message), static_cast<int32_t>(message.sizeBytes));
     });
+}
+
+bool COptimizerAgentServer::_IsOfConsole(const ConnectorMessage& message) {
+    if (m_watch == nullptr) return true;
+    const uint32_t session = m_watch->SessionOf(m_endpoint, message.senderId);
+    return session != IClientWatch::kNoSession && session == WTSGetActiveConsoleSessionId();
+}
+
+bool COptimizerAgentServer::_IsAgentConnected() {
+    if (m_endpoint == nullptr) return false;
+    if (m_watch == nullptr) return !m_isExpected;
+    const DWORD console = WTSGetActiveConsoleSessionId();
+    return console != IClientWatch::kNoSession && m_watch->CountClients(m_endpoint, console) != 0;
+}
+
+void COptimizerAgentServer::Expect() {
+    TRACE_SCOPE("COptimizerAgentServer::Expect");
+    // One that was quicker than its starter isn't to come a second time.
+    if (m_watch == nullptr || !_IsAgentConnected()) m_isExpected = true;
+}
+
+uint32_t COptimizerAgentServer::WaitForAgent(uint32_t timeoutMs, void* stop) {
+    TRACE_SCOPE("COptimizerAgentServer::WaitForAgent");
+    return Guarded([&] {
+        Arrival arrival;
+        // Before the first look: one that comes right behind it is heard.
+        const uint32_t error = _Register(kStarted, &arrival);
+        if (error != ERROR_SUCCESS) return error;
+        const uint32_t result = _Await(arrival, timeoutMs, stop);
+        UnregisterObserver(&kStarted, &arrival);
+        return result;
+    });
+}
+
+uint32_t COptimizerAgentServer::_Await(const Arrival& arrival, uint32_t timeoutMs, void* stop) {
+    const CPatience patience(timeoutMs, stop);
+    for (;;) {
+        // Read first: an agent that comes between the two looks isn't expected any more, but connected.
+        const bool isExpected = m_isExpected;
+        if (_IsAgentConnected()) return ERROR_SUCCESS;
+        if (!isExpected) return ERROR_NOT_FOUND;
+        const uint32_t error = patience.WaitFor(arrival.Event());
+        if (error == ERROR_SUCCESS) continue;
+        // One that didn't come in all that time costs the next caller nothing.
+        if (error == ERROR_TIMEOUT) m_isExpected = false;
+        return error;
+    }
 }
 
 }  // namespace optimizer

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 
+#include "border/agent_presence.h"
+#include "border/client_watch.h"
 #include "border/connector.h"
 #include "border/host.h"
 #include "border/optimizer_agent.h"
@@ -13,13 +16,16 @@
 namespace optimizer {
 
 /// Component "optimizeragentserver": the service's end of the agents' pipe. Actions reach the agents through
-/// it, and the agents' answers reach the observers of their message id.
+/// it, and the agents' answers reach the observers of their message id. What an agent reports of a session
+/// counts only when that is the console's. A connector that doesn't tell its clients' sessions has every
+/// report count, and an agent be taken for there unless one is on its way.
 ///
 /// The host frees it without a destructor, so that UnInit lets go of everything. Start and Stop are counted;
 /// the other operations may come from any thread between Init and UnInit. Observers are called on the
 /// connector's threads with the map lock held, one message at a time: they must not register from inside.
 class COptimizerAgentServer final
-    : public WithDeletingDestructor<COptimizerAgentServer, IOptimizerAgentServer> {
+    : public WithDeletingDestructor<COptimizerAgentServer, IOptimizerAgentServer>,
+      public IAgentPresence {
 public:
     ~COptimizerAgentServer() { UnInit(); }
 
@@ -36,13 +42,21 @@ public:
     uint32_t RegisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) override;
     uint32_t UnregisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) override;
 
+    void Expect() override;
+    /// Also 14 or 31 when the wait can't be set up.
+    uint32_t WaitForAgent(uint32_t timeoutMs, void* stop) override;
+
 private:
+    class Arrival;
     using Observers = CallbackList<IOptimizerAgentEvents*>;
 
     uint32_t _Init(IServMain* main);
     static uint32_t _Receive(void* context, const ConnectorMessage* message) noexcept;
     void _Deliver(const ConnectorMessage& message);
     uint32_t _Register(int32_t id, IOptimizerAgentEvents* observer);
+    bool _IsOfConsole(const ConnectorMessage& message);
+    bool _IsAgentConnected();
+    uint32_t _Await(const Arrival& arrival, uint32_t timeoutMs, void* stop);
 
     std::map<int32_t, std::unique_ptr<Observers>> m_observers;  // guarded by m_mapLock
     CSlimLock m_startLock;     // not taken by a callback, which Stop waits for
@@ -50,6 +64,8 @@ private:
     CSlimLock m_mapLock;
     IConnectorServer* m_connector = nullptr;
     ConnectorEndpoint* m_endpoint = nullptr;
+    IClientWatch* m_watch = nullptr;  // null with another connector than this host's
+    std::atomic<bool> m_isExpected = false;
     IComponentManager* m_components = nullptr;
 };
 

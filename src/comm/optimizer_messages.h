@@ -16,11 +16,11 @@ enum class NpcMsg : uint32_t {
     OptimizerGetProfileConfig = 6,
     OptimizerModuleEnable = 8,
     OptimizerModuleGetEnable = 9,
-    OptimizerGetLastRun = 12,
     OptimizerStartTask = 20,
     OptimizerStartTaskAnswer = 21,
     OptimizerCancelTask = 22,
     OptimizerCancelTaskAnswer = 23,
+    OptimizerGetLastRun = 64,  // far from the numbers that older ends know
     // Events, sent to every client.
     OnProfileChanged = 3,
     OnActionsExecuted = 4,

@@ -7,7 +7,7 @@ namespace optimizer {
 
 namespace {
 
-constexpr const char* kNoteKeys[] = {kRevertListKey, kInForceKey, kOwnersKey};
+constexpr const char* kNoteKeys[] = {kRevertListKey, kInForceKey, kOwnersKey, kAccountKey};
 
 /// FNV-1a, which no single changed byte leaves as it was. Empty where there are no notes.
 std::string CheckOf(const picojson::object& document) {

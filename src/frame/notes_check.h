@@ -10,6 +10,7 @@ namespace optimizer {
 inline constexpr const char* kRevertListKey = "Disabled";  // values to return to, by action
 inline constexpr const char* kInForceKey = "in_force";     // actions to be reverted that have no values
 inline constexpr const char* kOwnersKey = "owners";        // whose values these are, by action
+inline constexpr const char* kAccountKey = "user";         // whose file it is, "DOMAIN\name"
 inline constexpr const char* kNotesCheckKey = "notes_check";
 
 /// What stands behind a restore file's name in that of the last good copy of it, and in that of one which was

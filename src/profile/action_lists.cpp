@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <windows.h>
+
 #include "frame/json.h"
 #include "frame/text.h"
 #include "frame/trace.h"
@@ -42,18 +44,18 @@ bool IsActionActive(const picojson::value& config, const std::string& name, prof
     return json::ToBool(json::Find(*settings, "active")).value_or(byDefault);
 }
 
-bool ActionLists::ReadShipped(IProfilesSettings& settings, profile which, ActionMap& actions) {
+uint32_t ActionLists::ReadShipped(IProfilesSettings& settings, profile which, ActionMap& actions) {
     TRACE_SCOPE("ActionLists::ReadShipped");
     std::wstring text;
-    settings.GetShippedActions(&which, text);
-    if (text.empty()) return true;
+    if (!settings.GetShippedActions(&which, text)) return ERROR_READ_FAULT;
+    if (text.empty()) return ERROR_SUCCESS;
     picojson::value list;
     std::string error;
     if (!json::Parse(Narrow(text), list, error)) {
         TRACE_LINE(trace::kError, L"%S", error.c_str());
-        return false;
+        return ERROR_INVALID_DATA;
     }
-    if (!list.is<picojson::object>()) return true;
+    if (!list.is<picojson::object>()) return ERROR_SUCCESS;
     const picojson::value config = ReadConfig(settings, which);
     for (const auto& [name, value] : list.get<picojson::object>()) {
         if (IsActionActive(config, name, which)) {
@@ -62,7 +64,7 @@ bool ActionLists::ReadShipped(IProfilesSettings& settings, profile which, Action
             TraceNotActive();
         }
     }
-    return true;
+    return ERROR_SUCCESS;
 }
 
 void ActionLists::_Add(const std::wstring& name, const picojson::value& value, ActionMap& actions) {

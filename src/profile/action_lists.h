@@ -22,11 +22,15 @@ public:
         : m_main(main), m_factory(factory), m_observer(observer) {}
 
     /// The actions that ship with a profile, that of "Disabled" too, but for those that the user's config
-    /// switches off. False when the list can't be understood.
-    [[nodiscard]] bool ReadShipped(IProfilesSettings& settings, profile which, ActionMap& actions);
+    /// switches off. 0; 13 (ERROR_INVALID_DATA) for a list that can't be understood, 30 (ERROR_READ_FAULT)
+    /// where the definitions can't be read, and there are no actions then.
+    [[nodiscard]] uint32_t ReadShipped(IProfilesSettings& settings, profile which, ActionMap& actions);
     /// Null for a name that has no class here.
     ActionPointer Make(const std::wstring& name, const picojson::value& value);
-    /// Ends the action that outlives a change of profile.
+    /// Puts back what the action that outlives a change of profile has done since it was reverted.
+    void RevertProcessWideAction() {
+        if (m_processWideAction != nullptr) m_processWideAction->Revert();
+    }
     void EndProcessWideAction() { m_processWideAction.reset(); }
 
 private:

@@ -14,7 +14,7 @@ namespace optimizer {
 NoteBook::NoteBook(IProfilesSettings* settings)
     : m_settings(settings), m_store(settings != nullptr ? &settings->Notes() : nullptr) {}
 
-bool NoteBook::TurnToUser() {
+void NoteBook::TurnToUser() {
     TRACE_SCOPE("NoteBook::TurnToUser");
     std::wstring account;
     const std::wstring user = m_store != nullptr ? m_store->UserKey() : L"";
@@ -22,9 +22,18 @@ bool NoteBook::TurnToUser() {
     CriticalSectionGuard guard(m_lock);
     m_unread.clear();
     // While nobody is there, what the last one's actions changed goes back in that one's name.
-    if (user.empty()) return false;
+    if (user.empty()) return;
     m_account = account;
-    return std::exchange(m_user, user) != user;
+    m_user = user;
+}
+
+bool NoteBook::IsAnotherUsersTurn() {
+    const std::wstring user = m_store != nullptr ? m_store->UserKey() : L"";
+    return !user.empty() && user != _UserKey();
+}
+
+bool NoteBook::IsOfPresentUser() {
+    return m_store == nullptr || m_store->UserKey() == _UserKey();
 }
 
 std::wstring NoteBook::_UserKey() {
@@ -84,6 +93,11 @@ void NoteBook::StoreShrunk(IOptimizerAction& action) {
 
 uint32_t NoteBook::_Change(IOptimizerAction& action, bool onlyThere) {
     TRACE_SCOPE("NoteBook::_Change");
+    // What is a user's own is noted and changed while that user is there, or not at all: the action would
+    // change somebody else's.
+    if (action.BelongsToUser() && !onlyThere && !IsOfPresentUser()) return ERROR_NO_SUCH_LOGON_SESSION;
+    // An action hands its values to one thread at a time, and the newer ones have to be stored last.
+    CriticalSectionGuard oneAtATime(m_askLock);
     IOptimizerActionSettings* const found = action.GetRevertParameters();
     if (found == nullptr && !action.IsNotedByName()) return ERROR_SUCCESS;
     if (m_store == nullptr) return ERROR_GEN_FAILURE;

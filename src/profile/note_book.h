@@ -34,8 +34,12 @@ public:
     /// `settings` outlives the object; null is accepted, and nothing can be noted then.
     explicit NoteBook(IProfilesSettings* settings);
 
-    /// A run begins. True when another user than at the last one is at the console.
-    bool TurnToUser();
+    /// A run begins, for the user who is at the console now.
+    void TurnToUser();
+    /// Whether somebody else is at the console than the user whom the last run was for.
+    bool IsAnotherUsersTurn();
+    /// Whether the last run was for who is at the console, be that nobody.
+    bool IsOfPresentUser();
     /// Both lists. What can't be read is left out and told in `unread`, by key with the code; nothing is
     /// stored in such a list for the rest of the run, since what there is to return to isn't known.
     std::vector<Note> Read(std::vector<std::pair<std::wstring, uint32_t>>& unread);
@@ -56,6 +60,7 @@ private:
 
     IProfilesSettings* const m_settings;
     INotesStore* const m_store;  // the settings'
+    CCriticalSection m_askLock;  // held while a note is made; taken before m_lock and the store's
     CCriticalSection m_lock;     // guards the fields below; never held over a call
     std::wstring m_user;         // the key of the run's user
     std::wstring m_account;      // "DOMAIN\name"

@@ -63,6 +63,7 @@ OptimizerProfile::~OptimizerProfile() {
                 settings->SetActiveProfile(&kDisabled);
             _Run(profile::Disabled, Scope::WayBack);
             _PutBackForOtherUsers();
+            m_lists.RevertProcessWideAction();
             m_report.End();
             if (m_observer != nullptr) m_observer->OnActionsExecuted(&kDisabled);
             return uint32_t{ERROR_SUCCESS};
@@ -76,21 +77,25 @@ OptimizerProfile::~OptimizerProfile() {
     m_lists.EndProcessWideAction();
 }
 
-uint32_t OptimizerProfile::Start(const profile* wanted) {
-    TRACE_SCOPE("OptimizerProfile::Start");
-    if (m_queue == nullptr || !m_stopEvent) return ERROR_INVALID_HANDLE;
-    // A change runs: the new one is dropped and still a success. The manager calls Stop first wherever it
-    // matters.
-    if (_IsBusy()) return ERROR_SUCCESS;
+/// Not in the run, which may be cancelled before it begins, or never come after a kill.
+uint32_t OptimizerProfile::StoreChoice(const profile* wanted) {
+    TRACE_SCOPE("OptimizerProfile::StoreChoice");
     IProfilesSettings* const settings = _ProfilesSettings();
-    // Here and not in the run, which may be cancelled before it begins, or never come after a kill: a choice
-    // that was accepted is the one that the next start finds. With nobody at the console none is remembered.
-    uint32_t error = settings != nullptr ? settings->StoreActiveProfile(wanted) : uint32_t{ERROR_SUCCESS};
-    if (error == ERROR_NO_SUCH_USER) error = ERROR_SUCCESS;
-    if (error != ERROR_SUCCESS && *wanted != profile::Disabled) return error;
-    const uint32_t result = _Post(*wanted);
-    if (error != ERROR_SUCCESS) m_report.Add({.step = "choice", .action = L"", .notes = L"", .code = error});
-    return result;
+    const uint32_t error = settings != nullptr ? settings->StoreActiveProfile(wanted) : ERROR_GEN_FAILURE;
+    return error == ERROR_NO_SUCH_USER ? uint32_t{ERROR_SUCCESS} : error;
+}
+
+void OptimizerProfile::TellOfChoice(uint32_t error) {
+    m_report.Add({.step = "choice", .action = L"", .notes = L"", .code = error});
+}
+
+bool OptimizerProfile::IsBack() {
+    return m_report.IsSettled(profile::Disabled) && m_notes->IsOfPresentUser();
+}
+
+void OptimizerProfile::GoOn() {
+    TRACE_SCOPE("OptimizerProfile::GoOn");
+    if (m_report.WasStopped()) static_cast<void>(Start(&m_posted));
 }
 
 bool OptimizerProfile::_IsBusy() {
@@ -101,13 +106,16 @@ bool OptimizerProfile::_IsBusy() {
     return m_item != nullptr;
 }
 
-uint32_t OptimizerProfile::_Post(profile inForce) {
-    TRACE_SCOPE("OptimizerProfile::_Post");
+uint32_t OptimizerProfile::Start(const profile* wanted) {
+    TRACE_SCOPE("OptimizerProfile::Start");
     if (m_queue == nullptr || !m_stopEvent) return ERROR_INVALID_HANDLE;
+    // A change runs: the new one is dropped and still a success. The manager calls Stop first wherever it
+    // matters.
     if (_IsBusy()) return ERROR_SUCCESS;
+    m_posted = *wanted;
     auto* const item =
-        new EqWorkItemMember1<void, OptimizerProfile, profile>(this, inForce, &OptimizerProfile::_Start);
-    m_report.Begin(inForce);
+        new EqWorkItemMember1<void, OptimizerProfile, profile>(this, *wanted, &OptimizerProfile::_Start);
+    m_report.Begin(*wanted);
     const uint32_t error = m_queue->Post(L"OptimizerProfile::Start", &m_item, item, 0, 0, 0);
     if (error != ERROR_SUCCESS) {
         item->Dispose();
@@ -140,7 +148,8 @@ uint32_t OptimizerProfile::RestoreLastProfile(profile* out, bool moduleIsOn) {
         return ERROR_GEN_FAILURE;
     }
     const bool runs = moduleIsOn || *out == profile::Battery;
-    return _Post(runs ? *out : profile::Disabled);
+    const profile inForce = runs ? *out : profile::Disabled;
+    return Start(&inForce);
 }
 
 uint32_t OptimizerProfile::SetProfileConfig(const profile* which, const std::wstring& text) {
@@ -165,7 +174,15 @@ IProfilesSettings* OptimizerProfile::_ProfilesSettings() const {
 
 void OptimizerProfile::_Start(profile wanted) {
     TRACE_SCOPE("OptimizerProfile::_Start");
-    if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+    try {
+        if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+    } catch (...) {
+        // The queue survives it; who waits for the run's end, or asks how it ended, must not wait for ever.
+        m_report.SetStopped();
+        m_report.End();
+        if (m_observer != nullptr) m_observer->OnActionsExecuted(&wanted);
+        throw;
+    }
     if (IsSignalled(m_stopEvent)) m_report.SetStopped();
     m_report.End();
     // Told in all cases, also after a stop or a failure: clients wait for it.
@@ -177,19 +194,24 @@ void OptimizerProfile::_Start(profile wanted) {
 void OptimizerProfile::_Run(profile wanted, Scope scope) {
     TRACE_SCOPE("OptimizerProfile::_Run");
     m_notBack.clear();
-    if (m_notes->TurnToUser()) _LetGoOfOtherUsers();
+    // In this order: until they are gone, the actions of the user before may still tell of their notes.
+    if (m_notes->IsAnotherUsersTurn()) _LetGoOfOtherUsers();
+    m_notes->TurnToUser();
     IProfilesSettings* const settings = _ProfilesSettings();
     ActionMap actions;
-    if (scope == Scope::Profile && settings != nullptr && !m_lists.ReadShipped(*settings, wanted, actions)) {
-        // No list is a reason to leave the machine changed.
-        if (wanted != profile::Disabled) return;
-        actions.clear();
+    if (scope == Scope::Profile && settings != nullptr) {
+        const uint32_t error = m_lists.ReadShipped(*settings, wanted, actions);
+        if (error != ERROR_SUCCESS)
+            m_report.Add({.step = "list", .action = L"", .notes = L"", .code = error});
+        // A list that isn't understood changes nothing, but is no reason to leave the machine changed.
+        if (error == ERROR_INVALID_DATA && wanted != profile::Disabled) return;
+        if (error != ERROR_SUCCESS) actions.clear();
     }
     // The actions that may ship with "Disabled" are actions like any others, with notes of their own.
     const bool onlyBack = wanted == profile::Disabled && actions.empty();
     if (onlyBack) m_actions->RevertAll();
     _TakeOverNotes(actions);
-    if (!onlyBack && !IsSignalled(m_stopEvent)) m_actions->Apply(&actions);
+    if (!onlyBack && !IsSignalled(m_stopEvent) && _IsUsersTurn()) m_actions->Apply(&actions);
 }
 
 /// What is the user's stays in force as that user left it, and its notes in that user's list: neither may be
@@ -251,12 +273,21 @@ void OptimizerProfile::_PutBack(ActionMap& saved) {
     m_actions->PutBack(
         saved,
         [&](const std::wstring& name) {
+            // With another user there by now it may be that one who got the value.
+            if (!_IsUsersTurn()) return;
             _Erase(name);
             back.insert(name);
         },
-        [this] { return IsSignalled(m_stopEvent); });
+        [this] { return IsSignalled(m_stopEvent) || !_IsUsersTurn(); });
     for (const std::wstring& name : back)
         saved.erase(name);
+}
+
+/// False when another user has come to the console since the run began: the logon brings a run of its own.
+bool OptimizerProfile::_IsUsersTurn() {
+    if (!m_notes->IsAnotherUsersTurn()) return true;
+    m_report.SetStopped();
+    return false;
 }
 
 void OptimizerProfile::_PutBackForOtherUsers() {

@@ -50,11 +50,19 @@ public:
     void OnActionFailed(const std::wstring& action, ActionStep step, uint32_t code) override;
     void OnNoteShrunk(IOptimizerAction* action) override;
 
-    /// Stores the choice, posts the change and returns. While a change runs, a new one is dropped and the
-    /// result is 0. A choice that can't be stored isn't begun, but for "Disabled".
+    /// Makes the choice the one that the next start finds, before anything is begun or stopped for it. 0 also
+    /// with nobody at the console, whose choice isn't remembered; or the error of the store.
+    [[nodiscard]] uint32_t StoreChoice(const profile* wanted);
+    /// Posts the change and returns. While a change runs, a new one is dropped and the result is 0.
     uint32_t Start(const profile* wanted);
     /// Cancels the change in flight and blocks until it has ended.
     uint32_t Stop();
+    /// Posts the last change again where it was cut short, for who has stopped it and begins no other.
+    void GoOn();
+    /// Tells of a choice that couldn't be stored although it is carried out.
+    void TellOfChoice(uint32_t error);
+    /// Whether the machine is back, for the user who is at the console now.
+    bool IsBack();
     /// Reads the stored profile into `out` and starts it. While the module is off nothing but "Battery" and
     /// "Disabled" is carried out: another choice stays stored, and what is noted is put back.
     uint32_t RestoreLastProfile(profile* out, bool moduleIsOn);
@@ -69,7 +77,7 @@ private:
     };
 
     bool _IsBusy();
-    uint32_t _Post(profile inForce);
+    bool _IsUsersTurn();
     void _Start(profile wanted);
     void _Run(profile wanted, Scope scope);
     void _LetGoOfOtherUsers();
@@ -91,6 +99,7 @@ private:
     KernelHandle m_uninstallEvent;
     std::unique_ptr<NoteBook> m_notes;
     RunReport m_report;
+    profile m_posted = profile::Disabled;  // the last one
     // Only touched by the run.
     ActionLists m_lists;
     std::set<std::wstring> m_notBack;  // actions whose way back failed in this run

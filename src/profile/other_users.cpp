@@ -47,7 +47,7 @@ void OtherUsers::_PutBack(const std::wstring& key, const std::string& name, cons
             return true;
         });
     }
-    m_report.Forget(Widen(name));
+    m_report.Forget(Widen(name), key);
     if (error != ERROR_SUCCESS) m_report.Add({"putBack", Widen(name), key, error});
 }
 

@@ -73,27 +73,24 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     TRACE_SCOPE("ProfileManager::SetProfile");
     CriticalSectionGuard guard(m_lock);
     if (!m_profile) return ERROR_GEN_FAILURE;
+    if (static_cast<uint32_t>(*wanted) >= profiles::kCount) return ERROR_INVALID_PARAMETER;
     if (*wanted == m_activeProfile) {
         // "Disabled" says that the machine is back: asked for again, it is looked at once more until that is
         // so.
-        const RunReport& report = m_profile->Report();
-        if (*wanted != profile::Disabled || report.IsSettled(*wanted)) return ERROR_ALREADY_EXISTS;
-        if (report.IsRunning()) return ERROR_SUCCESS;  // whoever waits for its end hears of it
+        if (*wanted != profile::Disabled || m_profile->IsBack()) return ERROR_ALREADY_EXISTS;
+        if (m_profile->Report().IsRunning()) return ERROR_SUCCESS;  // whoever waits for its end hears of it
     }
-    const uint32_t stopError = m_profile->Stop();
-    if (stopError != ERROR_SUCCESS) return stopError;
     TRACE_LINE(trace::kInformation, L"enabled=%s profile=%d", TrueFalse(m_moduleState), *wanted);
+    // Before anything is stopped: a request that is refused, or only remembered, mustn't cut short what
+    // another one began. What can't be remembered isn't begun either, but for the way back.
+    const uint32_t storeError = m_profile->StoreChoice(wanted);
+    if (storeError != ERROR_SUCCESS && *wanted != profile::Disabled) return storeError;
 
-    IProfilesSettings* const settings = _ProfilesSettings();
     uint32_t result = ERROR_SUCCESS;
     // A module that is off still carries out "Battery" and "Disabled"; any other choice is only remembered.
-    if (_Runs(*wanted)) {
-        result = m_profile->Start(wanted);
-    } else if (settings != nullptr) {
-        result = settings->StoreActiveProfile(wanted);
-        if (result == ERROR_NO_SUCH_USER) result = ERROR_SUCCESS;
-    }
-    if (settings != nullptr) {
+    if (_Runs(*wanted)) result = _Change(*wanted);
+    if (storeError != ERROR_SUCCESS) m_profile->TellOfChoice(storeError);
+    if (IProfilesSettings* const settings = _ProfilesSettings()) {
         TRACE_LINE(trace::kInformation, L"module status: %s", OnOff(m_moduleState));
         settings->SetModuleStatus(&m_moduleState);
     }
@@ -101,6 +98,12 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     m_activeProfile = *wanted;
     if (m_observer != nullptr) m_observer->OnProfileApplied(wanted);
     return ERROR_SUCCESS;
+}
+
+uint32_t ProfileManager::_Change(profile inForce) {
+    TRACE_SCOPE("ProfileManager::_Change");
+    const uint32_t stopError = m_profile->Stop();
+    return stopError == ERROR_SUCCESS ? m_profile->Start(&inForce) : stopError;
 }
 
 bool ProfileManager::_Runs(profile which) const {
@@ -173,13 +176,7 @@ uint32_t ProfileManager::SetModuleState(uint32_t enable) {
     }
     uint32_t result = ERROR_SUCCESS;
     if (!wanted) {
-        constexpr profile kDisabled = profile::Disabled;
-        result = SetProfile(&kDisabled);
-        // Nothing of it is in force, but the field goes on naming what the user chose, and so does what is
-        // stored: a module that comes on after a restart goes on with it.
-        CriticalSectionGuard guard(m_lock);
-        m_activeProfile = saved;
-        if (IProfilesSettings* const settings = _ProfilesSettings()) settings->SetActiveProfile(&saved);
+        result = _GoOff();
     } else {
         {
             // So that the profile isn't refused as the active one.
@@ -190,7 +187,25 @@ uint32_t ProfileManager::SetModuleState(uint32_t enable) {
     }
     if (result == ERROR_ALREADY_EXISTS) result = ERROR_SUCCESS;
     CriticalSectionGuard guard(m_lock);
-    if (IProfilesSettings* const settings = _ProfilesSettings()) settings->SetModuleStatus(&wanted);
+    IProfilesSettings* const settings = _ProfilesSettings();
+    // With nobody at the console there is nothing to remember it in.
+    if (settings != nullptr && !settings->SetModuleStatus(&wanted) && !settings->Notes().UserKey().empty() &&
+        result == ERROR_SUCCESS) {
+        result = ERROR_WRITE_FAULT;
+    }
+    return result;
+}
+
+/// "Disabled" is carried out. Neither the field nor what is stored follows it: they go on naming what the
+/// user chose, though nothing of it is in force, for a module that comes on again, after a restart too.
+uint32_t ProfileManager::_GoOff() {
+    TRACE_SCOPE("ProfileManager::_GoOff");
+    CriticalSectionGuard guard(m_lock);
+    if (!m_profile) return ERROR_GEN_FAILURE;
+    constexpr profile kDisabled = profile::Disabled;
+    if (m_activeProfile == kDisabled && m_profile->IsBack()) return ERROR_ALREADY_EXISTS;
+    const uint32_t result = _Change(kDisabled);
+    if (result == ERROR_SUCCESS && m_observer != nullptr) m_observer->OnProfileApplied(&kDisabled);
     return result;
 }
 
@@ -208,8 +223,9 @@ void ProfileManager::OnLogon(uint32_t, const wchar_t*) {
     TRACE_SCOPE("ProfileManager::OnLogon");
     CriticalSectionGuard guard(m_lock);
     _AdoptStoredModuleState();
-    if (m_profile && m_profile->Stop() == ERROR_SUCCESS)
-        static_cast<void>(_RestoreLastProfile(m_moduleState));
+    if (!m_profile || m_profile->Stop() != ERROR_SUCCESS) return;
+    // Where there is nothing to restore, what was stopped for it goes on.
+    if (_RestoreLastProfile(m_moduleState) != ERROR_SUCCESS) m_profile->GoOn();
 }
 
 void ProfileManager::OnLogoff(uint32_t, const wchar_t*) {

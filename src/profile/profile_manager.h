@@ -40,7 +40,7 @@ public:
     uint32_t Stop();
 
     /// 183 (ERROR_ALREADY_EXISTS) for the active profile, but for "Disabled" while the machine isn't back; 31
-    /// before Start, or the error of the store or the event queue.
+    /// before Start, 87 for a number that is none, or the error of the store or the event queue.
     uint32_t SetProfile(const profile* wanted);
     uint32_t GetProfile(profile* active);
     uint32_t SetProfileConfig(const profile* which, const std::wstring& text);
@@ -56,6 +56,8 @@ public:
     void OnLogoff(uint32_t time, const wchar_t* user) override;
 
 private:
+    uint32_t _Change(profile inForce);
+    uint32_t _GoOff();
     bool _Runs(profile which) const;
     uint32_t _RestoreLastProfile(bool moduleIsOn);
     bool _GetModuleState();

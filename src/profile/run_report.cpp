@@ -24,9 +24,11 @@ void RunReport::Add(RunProblem problem) {
     m_problems.push_back(std::move(problem));
 }
 
-void RunReport::Forget(const std::wstring& action) {
+void RunReport::Forget(const std::wstring& action, const std::wstring& notes) {
     const CriticalSectionGuard guard(m_lock);
-    std::erase_if(m_problems, [&](const RunProblem& problem) { return problem.action == action; });
+    std::erase_if(m_problems, [&](const RunProblem& problem) {
+        return problem.action == action && problem.notes == notes;
+    });
 }
 
 void RunReport::SetStopped() {
@@ -42,6 +44,11 @@ void RunReport::End() {
 bool RunReport::IsRunning() const {
     const CriticalSectionGuard guard(m_lock);
     return m_running;
+}
+
+bool RunReport::WasStopped() const {
+    const CriticalSectionGuard guard(m_lock);
+    return m_stopped;
 }
 
 bool RunReport::IsSettled(profile wanted) const {

@@ -25,12 +25,13 @@ public:
     /// A run was asked for.
     void Begin(profile wanted);
     void Add(RunProblem problem);
-    /// What a later step of the same run has mended after all.
-    void Forget(const std::wstring& action);
+    /// What a later step of the same run does once more.
+    void Forget(const std::wstring& action, const std::wstring& notes);
     void SetStopped();
     void End();
 
     bool IsRunning() const;
+    bool WasStopped() const;
     /// Whether the last run was for that profile, ended, and left nothing to be done.
     bool IsSettled(profile wanted) const;
     /// {"profile": name, "running": whether it hasn't ended, "stopped": whether it was cut short,

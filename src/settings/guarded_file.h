@@ -20,22 +20,26 @@ enum class GuardedState {
 /// file; whoever owns the object holds the lock that sees to it.
 ///
 /// A file that isn't sound is kept with ".bad" behind its name and replaced by its copy. When both are of no
-/// use they are kept with ".damaged" behind their names, for a person to mend or to delete; until then
-/// nothing can be noted in the file, since what there is to return to isn't known.
+/// use they are kept with ".damaged" behind their names, for a person to mend or to delete; as long as there
+/// is one behind the file's own name, nothing can be noted in it, since what there is to return to isn't
+/// known.
 class GuardedFile {
 public:
     explicit GuardedFile(std::wstring path);
 
     /// `document` is an empty object where there is nothing to read.
     GuardedState Read(picojson::object& document) const;
-    /// Has the document on disk at the return, its copy too where that is possible. 0, or the system's error.
+    /// Has the document on disk at the return, and its copy; a copy that can't be written is removed, since
+    /// an older one would be taken for the last. 0, or the system's error.
     [[nodiscard]] uint32_t Write(picojson::object document) const;
     /// Whether what was noted was lost to damage and nobody has seen to it yet.
     bool IsDamaged() const;
 
 private:
+    uint32_t _WriteCopy(const picojson::value& document) const;
     bool _Recover(bool keepBad, picojson::object& document) const;
-    void _SetAside() const;
+    void _SetAside(bool fileIsBroken) const;
+    void _RefreshCopy(const picojson::object& document) const;
 
     const std::wstring m_path;
     const std::wstring m_copyPath;

@@ -35,8 +35,9 @@ public:
     /// As SetActiveProfile, and tells: 0, 1317 (ERROR_NO_SUCH_USER) while nobody is logged on, or the error
     /// for which the profile isn't stored.
     [[nodiscard]] virtual uint32_t StoreActiveProfile(const profile* active) = 0;
-    /// The shipped action list of a profile, that of "Disabled" too: what is noted plays no part here.
-    virtual void GetShippedActions(const profile* which, std::wstring& out) = 0;
+    /// The shipped action list of a profile, that of "Disabled" too: what is noted plays no part here. Empty
+    /// where there is none; false when the definitions can't be read.
+    virtual bool GetShippedActions(const profile* which, std::wstring& out) = 0;
     virtual INotesStore& Notes() = 0;
 };
 

@@ -141,6 +141,8 @@ uint32_t Replace(HANDLE file, const std::string& text) {
     std::string covering = text;
     covering.resize(std::max(text.size(), oldLength), ' ');
     error = WriteAt(file, 0, covering);
+    // Half of a first text would count as a damaged file from then on.
+    if (error != ERROR_SUCCESS && oldLength == 0) return static_cast<void>(CutAt(file, 0)), error;
     if (error == ERROR_SUCCESS && text.size() < oldLength) {
         error = CutAt(file, static_cast<int64_t>(text.size()));
     }

@@ -20,7 +20,7 @@ enum class JsonFileState {
 JsonFileState ReadJsonFile(const std::wstring& path, picojson::value& out, std::string* error = nullptr);
 
 /// Replaces the file's content by the compact text and has it on disk at the return. 0, or the system's
-/// error, and then the file holds what it held before.
+/// error: the file holds what it held before then, or the new text, which the disk may not have.
 [[nodiscard]] uint32_t WriteJsonFile(const std::wstring& path, const picojson::value& value);
 
 /// Reads a file into an object to be changed. An absent or empty file gives an empty object; anything else

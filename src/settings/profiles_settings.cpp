@@ -65,7 +65,10 @@ bool ReadRestoreFile(const std::wstring& file, picojson::value& out) {
 uint32_t WriteMember(const std::wstring& path, const char* key, const picojson::value& value) {
     const GuardedFile file(path);
     picojson::object document;
-    if (file.Read(document) == GuardedState::Unreadable) return ERROR_LOCK_VIOLATION;
+    const GuardedState state = file.Read(document);
+    if (state == GuardedState::Unreadable) return ERROR_LOCK_VIOLATION;
+    // Where it couldn't be set aside, it would be lost without a trace.
+    if (state == GuardedState::Damaged && !file.IsDamaged()) return ERROR_FILE_CORRUPT;
     document[key] = value;
     return file.Write(std::move(document));
 }
@@ -95,7 +98,8 @@ void CProfilesSettings::Init() {
     if (m_restore.GetUserFile(userFile) && !_LoadActiveProfile(userFile)) {
         TRACE_LINE(trace::kWarning, L"Failed LoadActiveProfile");
     }
-    if (!_LoadSystemActions()) TRACE_LINE(trace::kWarning, L"Failed load SystemActions");
+    m_hasSystemActions = _LoadSystemActions();
+    if (!m_hasSystemActions) TRACE_LINE(trace::kWarning, L"Failed load SystemActions");
 }
 
 bool CProfilesSettings::GetActiveProfile(profile* out) {
@@ -106,6 +110,8 @@ bool CProfilesSettings::GetActiveProfile(profile* out) {
     if (!_LoadActiveProfile(userFile)) {
         TRACE_LINE(trace::kWarning, L"Failed LoadActiveProfile");
         m_activeProfile = profile::Disabled;
+        // What couldn't be read mustn't be overwritten by that.
+        m_activeUserFile.clear();
     }
     *out = m_activeProfile;
     return true;
@@ -143,12 +149,15 @@ void CProfilesSettings::GetSystemActions(const profile* which, std::wstring& out
     _GetActions(which, m_restore.systemFile, out);
 }
 
-void CProfilesSettings::GetShippedActions(const profile* which, std::wstring& out) {
+bool CProfilesSettings::GetShippedActions(const profile* which, std::wstring& out) {
     TRACE_SCOPE("CProfilesSettings::GetShippedActions");
     CriticalSectionGuard guard(m_lock);
     out.clear();
-    picojson::value actions;
-    if (ReadMember(m_profilesFile, ProfileName(*which), actions)) out = Widen(actions.serialize());
+    picojson::value document;
+    if (ReadJsonFile(m_profilesFile, document) != JsonFileState::Ok) return false;
+    const picojson::value* const actions = json::Find(document, ProfileName(*which));
+    if (actions != nullptr && actions->is<picojson::object>()) out = Widen(actions->serialize());
+    return true;
 }
 
 bool CProfilesSettings::SetUserRevertActions(const std::wstring& text) {
@@ -166,6 +175,8 @@ bool CProfilesSettings::SetSystemRevertActions(const std::wstring& text) {
 
 bool CProfilesSettings::IsSystemAction(const std::wstring& name) {
     CriticalSectionGuard guard(m_lock);
+    // A file that somebody held at the start: without its names the machine's notes would be the user's.
+    if (!m_hasSystemActions) m_hasSystemActions = _LoadSystemActions();
     return m_systemActions.contains(Narrow(name));
 }
 
@@ -256,7 +267,7 @@ void CProfilesSettings::_GetActions(const profile* which, const std::wstring& re
             return;
         }
     }
-    GetShippedActions(which, out);
+    static_cast<void>(GetShippedActions(which, out));
 }
 
 bool CProfilesSettings::_SetRevertActions(const std::wstring& path, const std::wstring& text) {

@@ -35,7 +35,7 @@ public:
     bool GetModuleStatus(bool* out) override;
     bool SetModuleStatus(const bool* enabled) override;
     uint32_t StoreActiveProfile(const profile* active) override;
-    void GetShippedActions(const profile* which, std::wstring& out) override;
+    bool GetShippedActions(const profile* which, std::wstring& out) override;
     INotesStore& Notes() override { return *this; }
 
     std::wstring UserKey() override;
@@ -75,6 +75,8 @@ private:
     profile m_activeProfile = profile::Disabled;  // as last loaded or stored
     std::wstring m_activeUserFile;                // whose that is
     std::set<std::string> m_systemActions;
+    bool m_hasSystemActions = false;  // they were read
+    std::set<std::wstring> m_unsure;  // keys of the notes of which the disk may not have what the file holds
 };
 
 }  // namespace optimizer

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include "frame/json.h"
+#include "frame/notes_check.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
@@ -19,7 +20,6 @@ namespace optimizer {
 namespace {
 
 constexpr const char* kActiveProfileKey = "active_profile";
-constexpr const char* kAccountKey = "user";
 constexpr const wchar_t* kRestoreSuffix = L"_restore_profile.json";
 
 NotesState ToNotesState(GuardedState state, const GuardedFile& file) {
@@ -47,8 +47,9 @@ std::vector<std::wstring> CProfilesSettings::NotedUsers() {
     std::set<std::wstring> keys;
     std::error_code ignored;
     // A file whose copy alone is left counts too, and so does one that is damaged.
-    for (const auto& entry : std::filesystem::directory_iterator(m_restore.folder, ignored)) {
-        const std::wstring name = entry.path().filename().wstring();
+    auto entry = std::filesystem::directory_iterator(m_restore.folder, ignored);
+    for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored)) {
+        const std::wstring name = entry->path().filename().wstring();
         const size_t suffix = name.find(kRestoreSuffix);
         if (suffix == std::wstring::npos) continue;
         const std::wstring key = name.substr(0, suffix);
@@ -86,8 +87,15 @@ uint32_t CProfilesSettings::ChangeNotes(const std::wstring& key,
     }
     const RevertNotes before = RevertNotes::FromDocument(document);
     RevertNotes notes = before;
-    if (!change(notes) || notes == before) return ERROR_SUCCESS;
-    return _StoreNotes(key, document, notes);
+    if (!change(notes)) return ERROR_SUCCESS;
+    if (notes == before && !m_unsure.contains(key)) return ERROR_SUCCESS;
+    const uint32_t error = _StoreNotes(key, document, notes);
+    if (error != ERROR_SUCCESS) {
+        m_unsure.insert(key);
+    } else {
+        m_unsure.erase(key);
+    }
+    return error;
 }
 
 /// The active profile goes with the list, as last loaded or stored, unless it is another user's by now.

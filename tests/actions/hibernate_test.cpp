@@ -72,6 +72,34 @@ TEST_F(Hibernate, EachSourceChangesAndRevertsItsOwnValuesOnly) {
     EXPECT_EQ(power.Calls(L"PowerSetActiveScheme"), 0u);
 }
 
+TEST_F(Hibernate, TheNoteIsOfOnePlanAndGoesBackThere) {
+    EXPECT_EQ(action.Note(nullptr), 0U);
+    EXPECT_EQ(Values(false), Pair(0, 900)) << "a note changes nothing";
+    EXPECT_EQ(action.Start(), 0U);
+    test_support::WritePowerRecord(test_support::kActiveScheme, kOtherScheme);
+    HibernateParams next = Params(true, 60);
+    EXPECT_EQ(action.Update(&next), 0U);
+    EXPECT_EQ(Values(false), Pair(1, 60)) << "a plan without a note isn't changed";
+    picojson::value noted;
+    action.GetRevertParameters()->ToJson(&noted);
+    EXPECT_EQ(action.Revert(), 1U);
+    EXPECT_EQ(action.FinishRevert(), 0U);
+    EXPECT_EQ(Values(false), Pair(0, 900));
+
+    Put(false, 1, 60);
+    HibernateParams saved;
+    saved.FromJson(&noted);
+    CHibernateAction later(L"HibernateOnCable", false, saved);
+    EXPECT_EQ(later.PutBack(), 0U);
+    EXPECT_EQ(Values(false), Pair(0, 900)) << "also from another start, with another plan active";
+    EXPECT_EQ(Values(false, kOtherScheme), Pair(~0U, ~0U));
+    power.Set(L"FailWrite:" + GuidText(kEnabled), 5);
+    EXPECT_NE(later.PutBack(), 0U);
+    saved.scheme = "{00000000-0000-0000-0000-000000000001}";
+    power.Set(L"FailWrite:" + GuidText(kEnabled), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(CHibernateAction(L"HibernateOnCable", false, saved).PutBack(), 0U) << "its plan is gone";
+}
+
 TEST_F(Hibernate, AMachineThatCannotIsLeftAloneAndAskedAgain) {
     const std::pair<const wchar_t*, uint32_t> cases[] = {
         {L"NoS4", 775}, {L"FailCapabilities", 775}, {L"FailActiveScheme", 31}};

@@ -98,6 +98,39 @@ TEST_F(PowerPlan, OneSourceChangesAndOnTheBatteryTheDisplayNeverGetsBrighter) {
     }
 }
 
+TEST_F(PowerPlan, TheNoteIsOfOnePlanAndGoesBackThere) {
+    CPowerPlan action(Params(R"({"BrightnessLevel":90,"DisplayOffTime":60})"));
+    EXPECT_EQ(action.Note(nullptr), 0U);
+    EXPECT_EQ(Now(), kFound) << "a note changes nothing";
+    EXPECT_EQ(action.Start(), 0U);
+    picojson::value noted;
+    action.GetRevertParameters()->ToJson(&noted);
+    const PowerPlanParams battery = Params(R"({"OnBattery":1})");
+    EXPECT_FALSE(action.CanUpdateTo(&battery)) << "its note is of the cable";
+
+    // Somebody chooses another plan meanwhile.
+    test_support::WritePowerRecord(test_support::kActiveScheme, kVideo);
+    const uint32_t activations = power.Calls(L"PowerSetActiveScheme");
+    PowerPlanParams next = Params(R"({"BrightnessLevel":80})");
+    EXPECT_EQ(action.Update(&next), 0U);
+    EXPECT_EQ(Now(), (Values{80, 60, 50, 500})) << "the plan that was noted";
+    EXPECT_EQ(action.Revert() + action.FinishRevert(), 0U);
+    EXPECT_EQ(Now(), kFound);
+
+    PowerPlanParams saved;
+    saved.FromJson(&noted);
+    power.Set(names[0], 1);
+    EXPECT_EQ(CPowerPlan(saved).PutBack(), 0U);
+    EXPECT_EQ(Now(), kFound);
+    EXPECT_EQ(power.Calls(L"PowerSetActiveScheme"), activations) << "the other plan stays the active one";
+    power.Set(names[0], 1);
+    power.Set(L"FailWrite:" + test_support::GuidText(kBrightness), 5);
+    EXPECT_EQ(CPowerPlan(saved).PutBack(), 31U);
+    power.Set(L"FailWrite:" + test_support::GuidText(kDisplayOff), 5);
+    saved.scheme = "{00000000-0000-0000-0000-000000000001}";
+    EXPECT_EQ(CPowerPlan(saved).PutBack(), 0U) << "its plan is gone";
+}
+
 TEST_F(PowerPlan, AnotherSourceGetsASnapshotOfItsOwn) {
     CPowerPlan action(Params(R"({"BrightnessLevel":90,"DisplayOffTime":60})"));
     power.Set(L"FailRead:" + test_support::GuidText(kBrightness), 5);

@@ -1,51 +1,10 @@
 // The services action over a service manager in memory, on a queue that runs by hand or on the host's own.
-#include "actions/windows_services_action.h"
-
-#include <gtest/gtest.h>
-
 #include "actions/hibernate_params.h"
 #include "framework/event_queue.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/simulated_log.h"
-#include "tests/support/simulated_scm.h"
+#include "tests/actions/services_fixture.h"
 
 namespace optimizer {
 namespace {
-
-using enum ServiceStatus;
-using Startup = ServiceStartup;
-using Records = std::vector<ServiceRecord>;
-using Pair = std::pair<DWORD, DWORD>;
-
-WindowsServicesParams Params(const Records& services) {
-    WindowsServicesParams parameters;
-    parameters.services = services;
-    return parameters;
-}
-
-class WindowsServices : public testing::Test {
-protected:
-    WindowsServices() {
-        scm.services[L"a"] = {.state = SERVICE_RUNNING, .startType = SERVICE_AUTO_START};
-        scm.services[L"b"] = {.state = SERVICE_STOPPED, .startType = SERVICE_DEMAND_START};
-    }
-    ~WindowsServices() override {
-        EXPECT_EQ(scm.openHandles, 0);
-        EXPECT_EQ(host.queue.liveSerials, 0);
-    }
-    std::unique_ptr<CWindowsServicesAction> Make(const Records& services, IServMain* on = nullptr) {
-        return std::make_unique<CWindowsServicesAction>(Params(services), on != nullptr ? on : &host);
-    }
-    static Records RevertRecords(CWindowsServicesAction& action) {
-        return dynamic_cast<WindowsServicesParams&>(*action.GetRevertParameters()).services;
-    }
-    DWORD State(const wchar_t* name) { return scm.services.at(name).state; }
-    Pair Now(const wchar_t* name) { return {State(name), scm.services.at(name).startType}; }
-
-    test_support::SimulatedScm scm;
-    test_support::FakeHost host;
-    test_support::TraceRecorder traces;
-};
 
 TEST_F(WindowsServices, StartChangesAndRevertPutsBack) {
     auto action =
@@ -89,12 +48,9 @@ TEST_F(WindowsServices, StepsBetweenStates) {
     for (const auto& test : cases) {
         SCOPED_TRACE(&test - cases);
         scm.services[L"a"].state = kStates[static_cast<int>(test.from)];
-        // The manager refuses to start what is paused.
-        scm.errors[L"control"] = test.from == Paused && test.to == Stopped ? 1056 : 0;
         scm.calls.clear();
         EXPECT_EQ(action->TransitionService(L"a", test.from, test.to), test.result);
-        std::erase_if(scm.calls, [](const std::wstring& call) { return call.starts_with(L"open"); });
-        EXPECT_EQ(scm.calls, test.controls);
+        EXPECT_EQ(Changes(), test.controls);
     }
 }
 
@@ -138,9 +94,10 @@ TEST_F(WindowsServices, UpdateMovesWhatStaysFreesWhatLeavesAndTakesWhatJoins) {
 }
 
 TEST_F(WindowsServices, QueuedChangesAreFinishedWhenTheActionGoes) {
-    auto action = Make({{L"a", Stopped, Startup::None}, {L"b", Running, Startup::None}});
+    auto action = Make({{L"a", Stopped, Startup::None}, {L"b", Paused, Startup::None}});
     action->Start();
     host.queue.RunAll();
+    EXPECT_EQ(State(L"b"), DWORD{SERVICE_PAUSED});
     action->Revert();
     scm.ticksPerQuery = 100;  // a wait that could go on would never end: nobody is left to abort it
     action.reset();
@@ -215,6 +172,8 @@ TEST_F(WindowsServices, WithoutItsPartsItChangesNothing) {
         WindowsServicesParams saved = Params({{L"a", Stopped, Startup::Disabled}});
         EXPECT_EQ(action->SetRevertParameters(&saved), 0u);
         EXPECT_EQ(action->Revert(), 31u);
+        EXPECT_EQ(action->FinishRevert(), 31U);
+        EXPECT_EQ(action->Note(nullptr), 31U);
     };
     host.hasQueue = false;
     expectNothing();

@@ -213,16 +213,20 @@ TEST_F(Cloud, WhateverTheServerDoesCostsTheTimeOutAtMost) {
     };
     auto* const velora = static_cast<IVelora*>(m_cloud.Get()->GetInterface(kVeloraName));
     VeloraRequest* const request = velora->RequestCreate();
+    // A busy machine may take long over an answer that comes; one that doesn't come needn't be waited for
+    // long.
     constexpr DWORD kTimeoutMs = 400;
-    velora->RequestSetTimeout(request, kTimeoutMs);
+    constexpr DWORD kAmpleMs = 8000;
     VeloraResponse* response = nullptr;
     size_t asked = 0;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.answer.substr(0, 30));
         m_server.Treat(c.answer, c.isSlow);
+        const DWORD limitMs = c.isSlow ? kTimeoutMs : kAmpleMs;
+        velora->RequestSetTimeout(request, limitMs);
         const ULONGLONG start = GetTickCount64();
         const int32_t error = velora->Ask(request, &response);
-        EXPECT_LT(GetTickCount64() - start, kTimeoutMs + 1000);
+        EXPECT_LT(GetTickCount64() - start, limitMs + 1000);
         EXPECT_TRUE(error == c.error || (c.error == -1 && error != 0)) << error;
         EXPECT_EQ(m_server.WaitFor(++asked).size(), asked) << "a redirection isn't followed";
         if (error != 0) continue;

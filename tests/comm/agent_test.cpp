@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/fake_session.h"
+#include "tests/support/raw_slots.h"
 
 namespace optimizer {
 namespace {
 
+using test_support::CallSlot;
 using test_support::FakeEndpoint;
 using test_support::g_session;
 using test_support::Packed;
@@ -38,11 +40,15 @@ TEST_F(AgentPipe, TheAgentCarriesOutWhatItKnowsAndAnswersWhoWaits) {
         std::string answer;  // of message 2
     };
     const std::string number(3, '\0');
+    g_session.effects[4158] = 1;
     const Case kCases[] = {
         {1, "", 0, ""},
         {5, "", 0, ""},
         {2, "", 0, "[]"},  // no bytes read as the first command, without effects
         {2, "\x09" + number, 0, ""},
+        {2, "\x03" + number + Packed(R"([{"name":"aero","action":0}])"), 0,
+         R"([{"action":1,"name":"aero"}])"},  // asked for and left as it is
+        {2, "\x03" + number, 0, "[]"},
         {2, "\x02" + number + Packed("[]"), 0, "[]"},                              // texts are missing
         {2, std::string(4, '\0') + std::string("\xFF\xFF\xFF\xFF[", 5), 0, "[]"},  // more counted than sent
         {3, "", 31, ""},
@@ -84,6 +90,67 @@ TEST_F(AgentPipe, ObserversHearTheirMessagesFromTheFirstStartToTheLastStop) {
     pair.server.Stop();
     EXPECT_FALSE(Service().receive);
     EXPECT_EQ(first.heard + second.heard, "a;a;c;");
+}
+
+TEST_F(AgentPipe, ReportsCountFromTheConsolesSessionOnly) {
+    const uint32_t console = WTSGetActiveConsoleSessionId();
+    struct Case {
+        bool watched;
+        uint32_t id;
+        uint32_t session;
+        const char* heard;
+    };
+    const Case kCases[] = {{true, 2, console, "a;"},
+                           {true, 2, console + 1, ""},
+                           {true, 2, IClientWatch::kNoSession, ""},
+                           {true, 9, console + 1, "a;"},
+                           {false, 2, console + 1, "a;"}};
+    for (const Case& each : kCases) {
+        pair.server.UnInit();
+        pair.connector.server.watch = each.watched ? &pair.connector.watch : nullptr;
+        ASSERT_EQ(pair.server.Init(&pair.host) + pair.server.Start(), 0U);
+        Observer observer;
+        const auto id = static_cast<int32_t>(each.id);
+        EXPECT_EQ(pair.server.RegisterObserver(&id, &observer), 0U);
+        Agent().session = each.session;
+        EXPECT_EQ(Service().Deliver(each.id, "a"), 0U);
+        EXPECT_EQ(observer.heard, each.heard) << each.id << " of " << each.session;
+        EXPECT_EQ(pair.server.UnregisterObserver(&id, &observer), 0U);
+    }
+}
+
+/// By the slots, as the host reaches them.
+TEST_F(AgentPipe, AnAgentIsWaitedForWhereOneIsOnItsWay) {
+    auto* const presence =
+        CallSlot<void*>(static_cast<IOptimizerAgentServer*>(&pair.server), 0, &IAgentPresence::kIdentifier);
+    ASSERT_NE(presence, nullptr);
+    const auto waitForAgent = [&](HANDLE stop = nullptr) {
+        g_session.waits = 0;
+        return CallSlot<uint32_t>(presence, 2, uint32_t{5000}, static_cast<void*>(stop));
+    };
+    CallSlot<void>(presence, 1);
+    EXPECT_EQ(waitForAgent(), 0U);
+    pair.EndAgent();
+    EXPECT_EQ(waitForAgent(), 1168U) << "one that was there isn't on its way";
+    CallSlot<void>(presence, 1);
+    EXPECT_EQ(waitForAgent(), 1460U);
+    EXPECT_EQ(g_session.waits, 1);
+    EXPECT_EQ(waitForAgent(), 1168U) << "nobody waits in vain twice";
+
+    CallSlot<void>(presence, 1);
+    const KernelHandle stop(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    EXPECT_EQ(waitForAgent(stop.Get()), 1223U);
+    ++pair.connector.client.session;
+    g_session.meanwhile = [&] { pair.BeginAgent(); };
+    EXPECT_EQ(waitForAgent(), 1460U) << "one of another session has come";
+    --pair.connector.client.session;
+    CallSlot<void>(presence, 1);
+    pair.EndAgent();
+    g_session.meanwhile = [&] { pair.BeginAgent(); };
+    EXPECT_EQ(waitForAgent(), 0U);
+    EXPECT_EQ(g_session.waits, 0);
+    pair.EndAgent();
+    EXPECT_EQ(waitForAgent(), 1168U) << "it has come and gone";
 }
 
 TEST_F(AgentPipe, AnAgentWithoutAPipeGivesBackWhatItTook) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "border/agent_presence.h"
 #include "border/boot_time.h"
 #include "border/optimizer.h"
 #include "frame/handles.h"
@@ -111,6 +112,16 @@ TEST_F(Module, AHostDrivesItsComponentsByTheirSlots) {
     CallSlot<void>(settings, 2);
     EXPECT_EQ(CallSlot<void*>(settings, 5), nullptr);
     EXPECT_EQ(CallSlot<void*>(settings, 7, uint32_t{1}), settings) << "the deleting destructor frees it";
+}
+
+TEST_F(Module, TheAgentServerAnswersForTheAgentsPresence) {
+    void* const server = Made(L"optimizeragentserver");
+    auto* const presence = CallSlot<void*>(server, 0, &IAgentPresence::kIdentifier);
+    ASSERT_NE(presence, nullptr);
+    EXPECT_EQ(CallSlot<void*>(presence, 0, &kBase), server);
+    void* const nothing = nullptr;
+    EXPECT_EQ(CallSlot<uint32_t>(presence, 2, uint32_t{5000}, nothing), ERROR_NOT_FOUND);
+    m_destroy(L"optimizeragentserver", server);
 }
 
 TEST_F(Module, TheMeasurementsCreationIsTraced) {

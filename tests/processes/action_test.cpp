@@ -138,13 +138,14 @@ TEST_F(ProcessesAction, AFailingProviderIsAskedAgainAndAFailedPriorityIsRemember
     EXPECT_EQ(TakeSets(), "10+ 12+ ");
     EXPECT_EQ(m_news, L"game.exe=3 ");
     m_machine.names[77] = L"game.exe";
+    EXPECT_EQ(action->Cancel(), 0U) << "the next change must find what was raised";
     action->Revert();
     EXPECT_EQ(TakeSets(), "10- 12- 77- ");
     EXPECT_EQ(action->Stop(), 0U);
     EXPECT_EQ(TakeSets(), "") << "a stop puts nothing back";
     action->Revert();
     EXPECT_EQ(TakeSets(), "") << "and forgets";
-    EXPECT_EQ(action->Update(nullptr), 0U) << "a cancel stops an action that goes on as active";
+    EXPECT_EQ(action->Update(nullptr), 0U) << "starts again";
     m_host.queue.RunAll();
     EXPECT_EQ(TakeSets(), "10+ 12+ 77+ ");
 }

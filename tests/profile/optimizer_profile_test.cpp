@@ -28,6 +28,7 @@ class OptimizerProfileTest : public test_support::EngineFixture {
 protected:
     void Make() { m_runner = std::make_unique<OptimizerProfile>(&m_host, &m_executed, &RecordingFactory); }
     void Run(profile wanted) {
+        static_cast<void>(m_runner->StoreChoice(&wanted));
         EXPECT_EQ(m_runner->Start(&wanted), 0U);
         EXPECT_EQ(m_host.queue.RunAll(), 1U);
     }
@@ -202,7 +203,7 @@ TEST_F(OptimizerProfileTest, StoppedBeforeItBeginsARunChangesNothingAndIsToldAny
     EXPECT_EQ(m_host.queue.Pending().size(), 1U);
     EXPECT_EQ(m_runner->Stop(), 0U);
     EXPECT_TRUE(m_machine.log.empty());
-    EXPECT_EQ(UserFile(), R"({"active_profile":"Game"})") << "accepted, and what the next start finds";
+    EXPECT_EQ(UserFile(), "");
     EXPECT_EQ(m_executed.all, (std::vector{profile::Game}));
     EXPECT_EQ(m_host.queue.openHandles, 0);
 
@@ -237,6 +238,22 @@ TEST_F(OptimizerProfileTest, WhatCannotBeNotedIsNotChanged) {
     m_machine.unnoted.clear();
     Run(profile::Disabled);
     ExpectPutBack();
+}
+
+TEST_F(OptimizerProfileTest, ASettingsFolderThatVanishesInTheMiddleStopsTheChangesButNotTheWayBack) {
+    Make();
+    m_machine.onEvent = [this](const std::wstring& event) {
+        if (event == L"start B") std::filesystem::remove_all(File(L""));
+    };
+    Run(profile::Game);
+    EXPECT_EQ(TakeLog(), (Log{L"start A", L"start B"}));
+    EXPECT_NE(m_runner->Report().ToJson().find(R"({"action":"C","code":3,"notes":"","step":"store"})"),
+              std::string::npos)
+        << m_runner->Report().ToJson();
+    Run(profile::Disabled);
+    ExpectPutBack();
+    profile work = profile::Work;
+    EXPECT_EQ(m_runner->StoreChoice(&work), uint32_t{ERROR_PATH_NOT_FOUND});
 }
 
 TEST_F(OptimizerProfileTest, AWayBackThatFailsKeepsItsNoteAndIsTriedAgain) {

@@ -107,6 +107,29 @@ TEST_F(ProfileManagerTest, DisabledIsRefusedOnlyWhenTheMachineIsBack) {
     EXPECT_EQ(Set(profile::Disabled), uint32_t{ERROR_ALREADY_EXISTS});
 }
 
+TEST_F(ProfileManagerTest, ARequestThatIsOnlyRememberedOrRefusedCutsNothingShort) {
+    for (const bool refused : {false, true}) {
+        SCOPED_TRACE(refused);
+        Start(true);
+        ASSERT_EQ(Set(profile::Game), 0U);
+        // The way back is posted and hasn't begun when the next request comes.
+        if (refused) {
+            profile disabled = profile::Disabled;
+            EXPECT_EQ(m_manager.SetProfile(&disabled), 0U);
+            auto none = static_cast<profile>(5);
+            EXPECT_EQ(m_manager.SetProfile(&none), uint32_t{ERROR_INVALID_PARAMETER});
+        } else {
+            EXPECT_EQ(m_manager.SetModuleState(0), 0U);
+            profile work = profile::Work;
+            EXPECT_EQ(m_manager.SetProfile(&work), 0U);
+        }
+        m_host.queue.RunAll();
+        for (const auto& [name, value] : m_machine.values)
+            EXPECT_EQ(value, 7) << static_cast<char>(name[0]);
+        ASSERT_EQ(m_manager.Stop(), 0U);
+    }
+}
+
 TEST_F(ProfileManagerTest, AChoiceThatALogonOvertakesIsKept) {
     Start(true);
     profile game = profile::Game;

@@ -1,85 +1,31 @@
 #pragma once
 
-#include <functional>
+#include <algorithm>
+#include <iterator>
 #include <list>
 #include <string>
-#include <vector>
 
-#include "border/connector.h"
+#include <windows.h>
+
+#include "border/client_watch.h"
+#include "tests/support/fake_endpoint.h"
 
 namespace test_support {
-
-/// One end of a pipe in memory. What is sent is noted and reaches the other end's receive function at once,
-/// on the sender's thread. Waiting requests aren't simulated.
-struct FakeEndpoint : ConnectorEndpoint {
-    struct Sent {
-        uint32_t id;
-        std::string payload;
-        uint32_t target;
-    };
-
-    void reserved0() override {}
-    void reserved1() override {}
-    uint32_t sendMessage(uint32_t, const void*, uint32_t, ConnectorResponse**, uint64_t, uint32_t) override {
-        return ~0U;
-    }
-    void reserved3() override {}
-    void reserved4() override {}
-    uint32_t postMessage(uint32_t id, const void* data, uint32_t sizeBytes, uint32_t target) override {
-        const Sent message = {id, std::string(static_cast<const char*>(data), sizeBytes), target};
-        sent.push_back(message);
-        forward(message);
-        return sendResult;
-    }
-    void reserved6() override {}
-    uint32_t replyStatus(const ConnectorMessage*, uint32_t status) override {
-        return replies.push_back(status), 0;
-    }
-    uint32_t replyData(const ConnectorMessage*, uint32_t, const void*, uint32_t) override { return ~0U; }
-    void reserved9() override {}
-    void freeResponse(ConnectorResponse*) override {}
-    void reserved11() override {}
-    void reserved12() override {}
-    uint32_t setCallback(ConnectorCallback* function, void* context, uint32_t) override {
-        receive = [=](const ConnectorMessage* message) { return function(context, message); };
-        return ++callbacksSet, 0;
-    }
-    uint32_t stopReceiving(uint32_t) override { return receive = nullptr, 0; }
-    void reserved15() override {}
-    void reserved16() override {}
-    uint32_t broadcast(uint32_t id, const void* data, uint32_t sizeBytes, uint64_t, uint64_t,
-                       uint32_t target) override {
-        return postMessage(id, data, sizeBytes, target);
-    }
-
-    /// As if it came from the other end; ~0 when nobody receives.
-    uint32_t Deliver(uint32_t id, const std::string& payload, uint32_t flags = 0) const {
-        std::vector<ConnectorMessage> record(2 + payload.size() / sizeof(ConnectorMessage));
-        record[0].id = id;
-        record[0].flags = flags;
-        record[0].sizeBytes = static_cast<uint32_t>(payload.size());
-        payload.copy(reinterpret_cast<char*>(&record[1]), payload.size());
-        return receive ? receive(record.data()) : ~0U;
-    }
-
-    std::function<uint32_t(const ConnectorMessage*)> receive;
-    std::function<void(const Sent&)> forward = [](const Sent&) {};
-    std::vector<Sent> sent;
-    std::vector<uint32_t> replies;
-    uint32_t sendResult = 0;
-    int callbacksSet = 0;
-};
 
 /// Both plug-ins of the connector: one server end, and the client ends that connected to it.
 struct FakeConnector {
     struct Server final : IConnectorServer {
-        void* QueryInterface(const Identifier* iid) override { return *iid == kIdentifier ? this : nullptr; }
+        void* QueryInterface(const Identifier* iid) override {
+            if (*iid == IClientWatch::kIdentifier) return watch;
+            return *iid == kIdentifier ? this : nullptr;
+        }
         ConnectorEndpoint* registerPipe(const wchar_t* name, const wchar_t*) override {
             return ++open, asked = name, &end;
         }
         void unregisterPipe(ConnectorEndpoint*) override { --open; }
 
         FakeEndpoint end;
+        IClientWatch* watch = nullptr;
         std::wstring asked;
         int open = 0;
     } server;
@@ -95,21 +41,51 @@ struct FakeConnector {
                                        uint32_t timeoutMs) override {
             asked = std::wstring(name) + L" " + std::to_wstring(mode) + L" " + commonName + L" " +
                     std::to_wstring(timeoutMs);
-            return refuses ? nullptr : (++open, &ends.emplace_back());
+            if (refuses) return nullptr;
+            ends.emplace_back().session = session;
+            return ++open, &ends.back();
         }
-        void disconnectPipe(ConnectorEndpoint*) override { --open; }
+        void disconnectPipe(ConnectorEndpoint* end) override {
+            static_cast<FakeEndpoint*>(end)->connected = false;
+            --open;
+        }
 
         std::list<FakeEndpoint> ends;
         std::wstring asked;
+        uint32_t session = WTSGetActiveConsoleSessionId();  // of the next one
         bool refuses = false;
         int open = 0;
     } client;
 
+    struct Watch final : IClientWatch {
+        explicit Watch(const std::list<FakeEndpoint>& ends) : clients(ends) {}
+        void* QueryInterface(const Identifier*) override { return nullptr; }
+        uint32_t CountClients(ConnectorEndpoint*, uint32_t session) override {
+            return static_cast<uint32_t>(std::count_if(clients.begin(), clients.end(), [=](const auto& each) {
+                return each.connected && each.session == session;
+            }));
+        }
+        uint32_t SessionOf(ConnectorEndpoint*, uint32_t sender) override {
+            if (sender == 0 || sender > clients.size()) return kNoSession;
+            return std::next(clients.begin(), sender - 1)->session;
+        }
+
+        const std::list<FakeEndpoint>& clients;
+    } watch{client.ends};
+
+    FakeConnector() { server.watch = &watch; }
+    FakeConnector(const FakeConnector&) = delete;
+    FakeConnector& operator=(const FakeConnector&) = delete;
+
     /// Joins what has connected so far.
     void Join() {
         using Sent = FakeEndpoint::Sent;
-        for (FakeEndpoint& end : client.ends)
-            end.forward = [this](const Sent& sent) { server.end.Deliver(sent.id, sent.payload); };
+        uint32_t number = 0;
+        for (FakeEndpoint& end : client.ends) {
+            end.forward = [this, sender = ++number](const Sent& sent) {
+                server.end.Deliver(sent.id, sent.payload, 0, sender);
+            };
+        }
         server.end.forward = [this](const Sent& sent) {
             for (const FakeEndpoint& end : client.ends)
                 end.Deliver(sent.id, sent.payload);

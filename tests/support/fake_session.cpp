@@ -1,5 +1,7 @@
 #include "tests/support/fake_session.h"
 
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "comm/byte_stream.h"
@@ -39,9 +41,13 @@ LRESULT WINAPI Broadcast(HWND window, UINT message, WPARAM, LPARAM area, UINT fl
     return 1;
 }
 
-DWORD WINAPI Wait(HANDLE handle, DWORD timeoutMs) {
-    if (timeoutMs == 5000) ++g_session.waits;
-    return WaitForSingleObjectEx(handle, timeoutMs == 5000 ? 0 : timeoutMs, FALSE);
+/// What happens meanwhile happens at once, and whatever doesn't end the wait then never does.
+DWORD WINAPI Wait(DWORD count, const HANDLE* handles, BOOL all, DWORD timeoutMs) {
+    if (timeoutMs == INFINITE) return WaitForMultipleObjectsEx(count, handles, all, timeoutMs, FALSE);
+    std::exchange(g_session.meanwhile, [] {})();
+    const DWORD result = WaitForMultipleObjectsEx(count, handles, all, 0, FALSE);
+    g_session.waits += result == WAIT_TIMEOUT ? 1 : 0;
+    return result;
 }
 
 BOOL WINAPI VerifyVersion(OSVERSIONINFOEXW*, DWORD, DWORDLONG) {
@@ -68,15 +74,24 @@ AgentPair::AgentPair() {
     SimulatedUsers() = {};
     host.manager.plugins = {{L"connserver", &connector.server},
                             {L"connclient", &connector.client},
-                            {L"optimizeragentserver", &server}};
-    EXPECT_EQ(server.Init(&host) + server.Start() + agent.Init(&host), 0U);
+                            {L"optimizeragentserver", static_cast<IOptimizerAgentServer*>(&server)}};
+    EXPECT_EQ(server.Init(&host) + server.Start(), 0U);
+    BeginAgent();
+}
+
+void AgentPair::BeginAgent() {
+    EXPECT_EQ(agent.Init(&host), 0U);
     connector.Join();
     EXPECT_EQ(agent.Start(), 0U);
 }
 
-AgentPair::~AgentPair() {
+void AgentPair::EndAgent() {
     agent.Stop();
     agent.UnInit();
+}
+
+AgentPair::~AgentPair() {
+    EndAgent();
     server.Stop();
     server.UnInit();
     EXPECT_EQ(connector.client.open + connector.server.open, 0);
@@ -97,6 +112,6 @@ std::string Packed(const std::string& text) {
 extern "C" {
 decltype(&SystemParametersInfoW) __imp_SystemParametersInfoW = &test_support::ParametersInfo;
 decltype(&SendMessageTimeoutW) __imp_SendMessageTimeoutW = &test_support::Broadcast;
-decltype(&WaitForSingleObject) __imp_WaitForSingleObject = &test_support::Wait;
+decltype(&WaitForMultipleObjects) __imp_WaitForMultipleObjects = &test_support::Wait;
 decltype(&VerifyVersionInfoW) __imp_VerifyVersionInfoW = &test_support::VerifyVersion;
 }

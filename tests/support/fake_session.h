@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,7 +18,8 @@ struct FakeSession {
     std::map<uint32_t, int> effects;  // by the action that reads them
     int misuses = 0;                  // calls in a form that the system would not take
     std::vector<std::wstring> broadcasts;
-    int waits = 0;  // for an agent's report
+    int waits = 0;                            // for an agent or its report, in vain
+    std::function<void()> meanwhile = [] {};  // what happens during the next wait
 };
 extern FakeSession g_session;
 
@@ -28,6 +30,9 @@ int UserValue(const wchar_t* key, const wchar_t* value);
 struct AgentPair {
     AgentPair();
     ~AgentPair();
+    /// The agent leaves the pipe; comes back, or connects anew, as one of the console's session.
+    void EndAgent();
+    void BeginAgent();
 
     FakeHost host;
     FakeConnector connector;

@@ -1,6 +1,7 @@
 #include "tests/support/simulated_scm.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace test_support {
 
@@ -41,6 +42,15 @@ BOOL Answer(const wchar_t* what) {
     return error == 0 || Fail(error);
 }
 
+/// What the system answers to a control that the service can't take where it is.
+DWORD Refusal(const SimulatedService& service, DWORD control) {
+    if (control == 0 && service.startType == SERVICE_DISABLED) return ERROR_SERVICE_DISABLED;
+    if (control == 0) return service.state == SERVICE_STOPPED ? 0 : ERROR_SERVICE_ALREADY_RUNNING;
+    if (service.state == SERVICE_STOPPED) return ERROR_SERVICE_NOT_ACTIVE;
+    const bool isSettled = service.state == SERVICE_RUNNING || service.state == SERVICE_PAUSED;
+    return isSettled ? 0 : ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
+}
+
 SC_HANDLE Open(Entry& entry) {
     ++g_scm->openHandles;
     return reinterpret_cast<SC_HANDLE>(&entry);
@@ -79,7 +89,9 @@ BOOL WINAPI Control(SC_HANDLE handle, DWORD control, LPSERVICE_STATUS) {
     auto& [name, service] = EntryOf(handle);
     Note(L"control", name, control);
     if (!Answer(L"control")) return FALSE;
-    service.state = kStates[control][service.slow ? 1 : 0];
+    if (const DWORD refusal = Refusal(service, control)) return Fail(refusal);
+    service.target = kStates[control][0];
+    if (!service.late) service.state = kStates[control][service.slow ? 1 : 0];
     return TRUE;
 }
 
@@ -90,6 +102,7 @@ BOOL WINAPI StartIt(SC_HANDLE handle, DWORD, LPCWSTR*) {
 BOOL WINAPI QueryConfig(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW config, DWORD sizeBytes,
                         LPDWORD neededBytes) {
     const Guard guard(g_scm->lock);
+    if (!Answer(L"config")) return FALSE;
     *neededBytes = sizeof(*config) + 100;
     if (sizeBytes < *neededBytes) return Fail(ERROR_INSUFFICIENT_BUFFER);
     config->dwStartType = EntryOf(handle).second.startType;
@@ -100,7 +113,9 @@ BOOL WINAPI ChangeConfig(SC_HANDLE handle, DWORD type, DWORD startType, DWORD er
                          LPDWORD, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR) {
     const Guard guard(g_scm->lock);
     if ((type & errorControl) != SERVICE_NO_CHANGE) return Fail(ERROR_INVALID_PARAMETER);
-    EntryOf(handle).second.startType = startType;
+    auto& [name, service] = EntryOf(handle);
+    Note(L"type", name, startType);
+    service.startType = startType;
     return TRUE;
 }
 
@@ -116,6 +131,13 @@ DWORD WINAPI TickByHand() {
 }
 
 }  // namespace
+
+void SimulatedScm::Settle() {
+    const Guard guard(lock);
+    for (auto& [name, service] : services) {
+        if (service.target != 0) service.state = std::exchange(service.target, 0);
+    }
+}
 
 }  // namespace test_support
 

@@ -17,6 +17,8 @@ struct SimulatedService {
     DWORD state = SERVICE_STOPPED;
     DWORD startType = SERVICE_DEMAND_START;
     bool slow = false;  // a command leads to the pending state only
+    bool late = false;  // a command shows only when the service settles
+    DWORD target = 0;   // of the last command
 };
 
 /// A Service Control Manager in memory with a clock moved by hand. It takes the place of the service
@@ -27,11 +29,14 @@ public:
     SimulatedScm() { s_current = this; }
     ~SimulatedScm() { s_current = nullptr; }
 
+    /// What is slow or late arrives.
+    void Settle();
+
     std::map<std::wstring, SimulatedService> services;
     /// What was asked for, but for queries: "open a 24" with the rights, "control a 1" (0 stands for a
     /// start), "type a 4" with the start type. Numbers are hexadecimal.
     std::vector<std::wstring> calls;
-    /// By what fails: "manager", "query" or "control".
+    /// By what fails: "manager", "query", "control" or "config", which is the query of the start type.
     std::map<std::wstring, DWORD> errors;
     DWORD ticksPerQuery = 0;  // the clock moves on by this with each status query
     int openHandles = 0;

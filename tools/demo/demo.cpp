@@ -211,6 +211,25 @@ bool StepsWithoutService(const rig::ScratchServices& services, const rig::Instal
     return true;
 }
 
+/// A command with an engine of its own is ended in the middle of its change, as a crash or a power cut would;
+/// a new one finds by the notes what there is to put back.
+bool KilledInTheMiddle(const rig::ScratchServices& services, const rig::Installation& installation) {
+    PrintLine(L"");
+    PrintLine(L"> optimizerctl --in-process profile set Game, killed as the first service has changed");
+    const std::vector<ServiceState> before = services.QueryAll();
+    rig::ChildProcess change(installation.Control(L"--in-process profile set Game"));
+    const bool changed = rig::WaitUntil([&] { return services.QueryAll() != before; });
+    change.Kill();
+    if (!changed) return Fail(L"Nothing had changed.");
+    PrintServices(L"as the killed engine left it", services);
+    PrintRevertList(installation);
+    InstalledService::Run(installation.Control(L"--in-process profile set Disabled"));
+    if (!HasFollowed(services, &DemoService::found)) return Fail(L"The machine did not come back.");
+    PrintServices(L"as the next one put it back", services);
+    PrintRevertList(installation);
+    return true;
+}
+
 bool RunDemo() {
     rig::ScratchServices services;
     for (const DemoService& service : kServices)
@@ -222,6 +241,7 @@ bool RunDemo() {
     demo::SessionScene::Print();
 
     if (!StepsWithoutService(services, installation)) return false;
+    if (!KilledInTheMiddle(services, installation)) return false;
     InstalledService service(installation);
     if (!demo::SessionScene::WaitForAgent()) return false;
     InstalledService::Run(installation.Control(L"module on"));

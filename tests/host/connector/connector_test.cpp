@@ -2,6 +2,7 @@
 #include <cstring>
 #include <thread>
 
+#include "border/client_watch.h"
 #include "tests/host/connector/connector_rig.h"
 
 namespace connector_test {
@@ -15,8 +16,8 @@ uint32_t At(const void* record, size_t offset) {
 
 TEST(Connector, ComponentsAnswerForTheirInterfaces) {
     Rig rig;
-    for (const Identifier& iid :
-         {IVxBaseInterface::kIdentifier, IServPlugin::kIdentifier, IConnectorServer::kIdentifier}) {
+    for (const Identifier& iid : {IVxBaseInterface::kIdentifier, IServPlugin::kIdentifier,
+                                  IConnectorServer::kIdentifier, IClientWatch::kIdentifier}) {
         EXPECT_NE(rig.servers.QueryInterface(&iid), nullptr);
         EXPECT_NE(rig.servers.Get()->QueryInterface(&iid), nullptr);
     }
@@ -83,6 +84,36 @@ TEST(Connector, RecordsLieAsBothSidesReachIntoThem) {
     EXPECT_EQ(messages[0].payload, Bytes({'a', 'b', 'c'}));
     EXPECT_EQ(At(&messages[2].record, 0), At(request, 0));
     EXPECT_EQ(At(&messages[2].record, 20), 0u) << "a post isn't answered";
+}
+
+TEST(Connector, ClientsAreCountedAndSendersKnownByTheirSession) {
+    DWORD own = 0;
+    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &own));
+    Inbox inbox;
+    Rig rig;
+    auto* const watch = static_cast<IClientWatch*>(rig.servers.QueryInterface(&IClientWatch::kIdentifier));
+    EXPECT_EQ(watch->CountClients(rig.server, own), 0u);
+    ConnectorEndpoint* const first = rig.Connect();
+    ConnectorEndpoint* const second = rig.Connect();
+    EXPECT_EQ(watch->CountClients(rig.server, own), 2u) << "also before anybody receives";
+    EXPECT_EQ(watch->CountClients(rig.server, own + 1), 0u);
+    uint32_t inside = IClientWatch::kNoSession;
+    inbox.react = [&](const ConnectorMessage* message) {
+        inside = watch->SessionOf(rig.server, message->senderId);
+    };
+    rig.Serve(inbox);
+    EXPECT_EQ(first->postMessage(1, nullptr, 0, 0), 0u);
+    ASSERT_TRUE(inbox.WaitFor(1));
+    EXPECT_EQ(inside, own);
+    const uint32_t sender = inbox.Messages()[0].record.senderId;
+    rig.clients.Get()->disconnectPipe(first);
+    // The server sees the end on a thread of its own.
+    while (watch->SessionOf(rig.server, sender) != IClientWatch::kNoSession)
+        SwitchToThread();
+    EXPECT_EQ(watch->CountClients(rig.server, own), 1u);
+    rig.clients.Get()->disconnectPipe(second);
+    EXPECT_EQ(watch->SessionOf(nullptr, sender) - watch->CountClients(nullptr, own),
+              uint32_t{IClientWatch::kNoSession});
 }
 
 TEST(Connector, EventsArriveInOrderAlsoThoseBeforeTheReceiveFunction) {

@@ -39,9 +39,12 @@ std::string Profiles(const EffectValues& wanted) {
         effects += R"({"name":")" + key + R"(","action":)" + std::to_string(value) + "}";
     }
     const std::string quiet = R"("BlockWinNotification":{"BlockStatus":"enabled"},"DisableBalloon":{})";
+    // Of those of "Game"; the others come with an update.
+    const std::string flat =
+        R"({"name":"flat_menus","action":)" + std::to_string(wanted.at("flat_menus")) + "}";
     return R"({"SystemActions":["BlockWinNotification","DisableBalloon","VisualFX"],"Disabled":{},"Work":{},
-               "Battery":{},"Movie":{)" +
-           quiet + R"(},"Game":{)" + quiet + R"(,"VisualFX":[)" + effects + "]}}";
+               "Battery":{"VisualFX":[)" +
+           flat + R"(]},"Movie":{)" + quiet + R"(},"Game":{)" + quiet + R"(,"VisualFX":[)" + effects + "]}}";
 }
 
 class HostSession : public testing::Test {
@@ -76,6 +79,11 @@ TEST_F(HostSession, EverythingComesBackButWhatAHandChanged) {
     EXPECT_EQ(UserSession::Effects(AllEffects()), m_inGame);
     EXPECT_EQ(UserSession::ToastPolicy(), 1);
     EXPECT_EQ(UserSession::Balloons(), 0);
+    ASSERT_TRUE(Enter(L"Work"));
+    EXPECT_TRUE(UserSession::Reaches(m_before));
+    ASSERT_TRUE(Enter(L"Battery"));
+    ASSERT_TRUE(Enter(L"Game"));
+    EXPECT_EQ(UserSession::Effects(AllEffects()), m_inGame);
 
     EffectValues after = m_before;
     after[kByHand] = m_before.at(kByHand) == 0 ? 1 : 0;
