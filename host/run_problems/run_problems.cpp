@@ -24,6 +24,10 @@ constexpr const wchar_t* kNotBack =
 constexpr const wchar_t* kNoAgentAnswered =
     L"{action} is not back, since no agent in the session answered; start one with \"optimizeragent run\" "
     L"and choose Disabled to try it again.";
+constexpr const wchar_t* kNoAgentReached =
+    L"{action} is not back, since this engine, without a service, reaches no agent; choose Disabled through "
+    L"the service or \"optimizerhost console\".";
+constexpr const wchar_t* kEffects = L"VisualFX";
 
 struct Words {
     const char* step;
@@ -35,7 +39,11 @@ struct Words {
 /// The first row that fits counts. What stands in braces is replaced: {action}, {profile}, {file} and
 /// {folder} of the notes, {reason} of the system.
 constexpr Words kWords[] = {
-    {"note", 0, L"VisualFX",
+    {"note", ERROR_INVALID_PARAMETER, kEffects,
+     L"{action} was left as it was, since this engine, without a service, reaches no agent to tell what "
+     L"there "
+     L"is to return to; choose {profile} through the service or \"optimizerhost console\"."},
+    {"note", 0, kEffects,
      L"{action} was left as it was, since no agent in the session told what there is to return to: {reason}; "
      L"start one with \"optimizeragent run\" and choose the profile anew."},
     {"note", 0, nullptr,
@@ -58,12 +66,16 @@ constexpr Words kWords[] = {
     {"store", 0, nullptr,
      L"{action} was not changed, since its note can't be stored: {reason}; see that the engine can write in "
      L"{folder}, then choose the profile anew."},
-    {"revert", ERROR_TIMEOUT, L"VisualFX", kNoAgentAnswered},
+    {"revert", ERROR_INVALID_PARAMETER, kEffects, kNoAgentReached},
+    {"revert", ERROR_NOT_FOUND, kEffects, kNoAgentAnswered},
+    {"revert", ERROR_TIMEOUT, kEffects, kNoAgentAnswered},
     {"revert", 0, nullptr, kNotBack},
+    {"putBack", ERROR_INVALID_PARAMETER, kEffects, kNoAgentReached},
+    {"putBack", ERROR_NOT_FOUND, kEffects, kNoAgentAnswered},
+    {"putBack", ERROR_TIMEOUT, kEffects, kNoAgentAnswered},
     {"putBack", ERROR_NOT_FOUND, nullptr,
      L"{action} is noted in {file}, and this engine has no such action to put it back with; use the version "
      L"that noted it, or take the entry out, and \"notes_check\" with it."},
-    {"putBack", ERROR_TIMEOUT, L"VisualFX", kNoAgentAnswered},
     {"putBack", 0, nullptr, kNotBack},
     {"erase", 0, nullptr,
      L"{action} is back, but its note can't be removed: {reason}; see that nobody holds the files in "
@@ -74,6 +86,11 @@ constexpr Words kWords[] = {
      L"the file, then choose the profile anew."},
     {"read", 0, nullptr,
      L"The notes in {file} can't be read, so that nothing of them was put back: {reason}."},
+    {"list", 0, nullptr,
+     L"The list of the profile {profile} in {folder}profiles.json can't be used, so that its actions weren't "
+     L"carried out: {reason}; correct the file or install the one that came with the program, then choose "
+     L"the "
+     L"profile anew."},
     {"another", 0, nullptr,
      L"{action} is noted in {file} for another user and stays as it is until that user is at the console."},
     {"choice", 0, nullptr,

@@ -124,9 +124,15 @@ SettingsFile InspectRestoreFile(const std::wstring& path) {
     bool copyIsEmpty = false;
     const SettingsFile copy = InspectNotes(path + optimizer::kCopySuffix, copyIsEmpty);
     file.copyCounts = copy.state == SettingsFileState::Ok;
-    if (file.copyCounts) file.document = copy.document;
-    // One that was made and never written has no copy.
-    if (isEmpty && (copyIsEmpty || copy.state == SettingsFileState::Absent)) TakeForEmpty(file);
+    if (file.copyCounts) {
+        file.document = copy.document;
+    } else if (copy.state != SettingsFileState::Absent) {
+        // What the copy held is lost as well, or can't be told now.
+        if (file.state != SettingsFileState::Unreadable) file.state = copy.state;
+        if (copy.state == SettingsFileState::Unreadable) file.problem += L", and its copy " + copy.problem;
+    } else if (isEmpty) {
+        TakeForEmpty(file);  // one that was made and never written has no copy
+    }
     return file;
 }
 

@@ -7,11 +7,11 @@
 #include <windows.h>
 
 #include "frame/json.h"
+#include "frame/notes_check.h"
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "frame/users_library.h"
 #include "settings/guarded_file.h"
-#include "frame/notes_check.h"
 #include "settings/profile_names.h"
 #include "settings/profiles_settings.h"
 

@@ -63,16 +63,16 @@ ExitCode TellActive(Context& context, IOptimizer& engine, std::optional<EventInb
     return TellOutcome(context, texts, std::move(document), run);
 }
 
-/// A choice that the module, which is off, only keeps. What the engine's own start puts back has had its time
-/// by then.
-ExitCode TellRemembered(Context& context, IOptimizer& engine, const std::wstring& name,
-                        picojson::object document) {
+/// A choice that the module, which is off, only keeps. What the start of an engine of this process's own puts
+/// back goes on beside it.
+ExitCode TellRemembered(Context& context, IOptimizer& engine, std::optional<EventInbox>& inbox,
+                        const std::wstring& name, picojson::object document, Clock::time_point start) {
     document["executed"] = picojson::value(false);
     const std::wstring done = L"The profile " + name +
                               L" is set. The module is off, so that its actions don't run before "
                               L"\"optimizerctl module on\".";
     std::optional<host::LastRun> run;
-    if (context.IsInProcess()) run = AskLastRun(engine);
+    if (context.IsInProcess()) run = WaitForRun(context, engine, *inbox, start);
     const std::wstring begin = L"The profile " + name + L" is set and waits for \"optimizerctl module on\"";
     return TellOutcome(context, {done, begin}, std::move(document), run);
 }
@@ -97,12 +97,10 @@ ExitCode Set(Context& context) {
     std::optional<EventInbox> inbox;
     if (context.Has("--wait") || context.IsInProcess()) inbox.emplace(engine);
     const Clock::time_point start = Clock::now();
-    // The request would cut short what the start of the engine puts back, and nothing would go on with it.
-    if (context.IsInProcess() && !RunsActions(engine, wanted)) WaitForRun(context, engine, *inbox, start);
     const uint32_t error = engine.SetProfile(&wanted);
     if (error == ERROR_ALREADY_EXISTS) return TellActive(context, engine, inbox, name, document, start);
     Require(error, L"The engine refuses the profile " + name);
-    if (!RunsActions(engine, wanted)) return TellRemembered(context, engine, name, document);
+    if (!RunsActions(engine, wanted)) return TellRemembered(context, engine, inbox, name, document, start);
     if (inbox) return TellExecuted(context, engine, *inbox, wanted, document, start);
     context.Out().Tell(L"The profile " + name + L" is set; its actions run.", document);
     return ExitCode::Done;

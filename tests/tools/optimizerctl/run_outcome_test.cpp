@@ -29,6 +29,10 @@ TEST(RunOutcome, EachProblemHasItsSentenceAndAllButOneKindEndWithOne) {
         {Problem(L"note", 50), 0, "A was left as it was, since what there is to return to can't be told: "},
         {Problem(L"note", 50), 0, "\"optimizerctl config disable Game A\""},
         {Problem(L"note", 1460, L"VisualFX"), 0, "start one with \"optimizeragent run\""},
+        {Problem(L"note", 87, L"VisualFX"), 0, "without a service, reaches no agent to tell"},
+        {Problem(L"putBack", 1168, L"VisualFX"), 1, "VisualFX is not back, since no agent in the session"},
+        {Problem(L"revert", 87, L"VisualFX"), 1,
+         "VisualFX is not back, since this engine, without a service"},
         {Problem(L"store", 112), 1, "make room on the disk of F:\\o\\, then choose the profile anew."},
         {Problem(L"store", 33), 1, "A was not changed, since its note has no place while"},
         {Problem(L"store", 1392), 1, "A was not changed, since its note has no place beside damaged"},
@@ -44,6 +48,7 @@ TEST(RunOutcome, EachProblemHasItsSentenceAndAllButOneKindEndWithOne) {
          "What was noted in F:\\o\\D_u_restore_profile.json is damaged and kept beside it as "
          "D_u_restore_profile.json.damaged"},
         {Problem(L"read", 33, L"", L"system"), 1, "end the program that holds the file"},
+        {Problem(L"list", 13, L""), 1, "The list of the profile Game in F:\\o\\profiles.json can't be used"},
         {Problem(L"another", 288, L"A", L"system"), 1, "for another user"},
         {Problem(L"choice", 112), 1, "The choice of Game can't be stored"},
         {Problem(L"new in a later engine", 5), 1, "A was not done to its end: "},
