@@ -50,4 +50,10 @@ uint32_t CConnServer::SessionOf(ConnectorEndpoint* endpoint, uint32_t senderId) 
     return endpoint != nullptr ? static_cast<CServerEndpoint*>(endpoint)->SessionOf(senderId) : kNoSession;
 }
 
+uint32_t CConnServer::PostToSession(ConnectorEndpoint* endpoint, uint32_t session, uint32_t id,
+                                    const void* data, uint32_t sizeBytes) {
+    if (endpoint == nullptr) return ERROR_INVALID_PARAMETER;
+    return static_cast<CServerEndpoint*>(endpoint)->PostToSession(session, id, data, sizeBytes);
+}
+
 }  // namespace host

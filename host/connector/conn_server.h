@@ -29,6 +29,8 @@ public:
     void unregisterPipe(ConnectorEndpoint* endpoint) override;
     uint32_t CountClients(ConnectorEndpoint* endpoint, uint32_t session) override;
     uint32_t SessionOf(ConnectorEndpoint* endpoint, uint32_t senderId) override;
+    uint32_t PostToSession(ConnectorEndpoint* endpoint, uint32_t session, uint32_t id, const void* data,
+                           uint32_t sizeBytes) override;
 
 private:
     optimizer::trace::LogHolder m_log;

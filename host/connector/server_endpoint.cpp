@@ -111,15 +111,12 @@ uint32_t CServerEndpoint::setCallback(ConnectorCallback* function, void* context
 uint32_t CServerEndpoint::broadcast(uint32_t id, const void* data, uint32_t sizeBytes, uint64_t, uint64_t,
                                     uint32_t target) {
     if (target != kEveryClient) return ERROR_INVALID_PARAMETER;
-    return Guarded([&]() -> uint32_t {
-        const uint32_t error = CheckPayload(data, sizeBytes);
-        if (error != ERROR_SUCCESS) return error;
-        const Frame frame = MakeFrame({.id = id, .sizeBytes = sizeBytes}, data);
-        const Guard guard(m_broadcastLock);
-        for (const Client& client : _Clients())
-            (void)SendOrDrop(*client, frame);
-        return ERROR_SUCCESS;
-    });
+    return _SendToAll(id, data, sizeBytes, [](const CPipeConnection&) { return true; });
+}
+
+uint32_t CServerEndpoint::PostToSession(uint32_t session, uint32_t id, const void* data, uint32_t sizeBytes) {
+    const auto isInSession = [=](const CPipeConnection& client) { return client.ClientSession() == session; };
+    return _SendToAll(id, data, sizeBytes, isInSession);
 }
 
 uint32_t CServerEndpoint::CountClients(uint32_t session) {
@@ -241,6 +238,21 @@ std::vector<CServerEndpoint::Client> CServerEndpoint::_Clients() {
     for (const auto& entry : m_clients)
         clients.push_back(entry.second);
     return clients;
+}
+
+/// To those that the condition holds for.
+template <class Condition>
+uint32_t CServerEndpoint::_SendToAll(uint32_t id, const void* data, uint32_t sizeBytes, Condition condition) {
+    return Guarded([&]() -> uint32_t {
+        const uint32_t error = CheckPayload(data, sizeBytes);
+        if (error != ERROR_SUCCESS) return error;
+        const Frame frame = MakeFrame({.id = id, .sizeBytes = sizeBytes}, data);
+        const Guard guard(m_broadcastLock);
+        for (const Client& client : _Clients()) {
+            if (condition(*client)) (void)SendOrDrop(*client, frame);
+        }
+        return ERROR_SUCCESS;
+    });
 }
 
 uint32_t CServerEndpoint::_Reply(const ConnectorMessage* message, uint32_t id, uint32_t status,

@@ -46,6 +46,7 @@ public:
     // As of IClientWatch. Any thread.
     uint32_t CountClients(uint32_t session);
     uint32_t SessionOf(uint32_t senderId);
+    uint32_t PostToSession(uint32_t session, uint32_t id, const void* data, uint32_t sizeBytes);
 
 private:
     using Client = std::shared_ptr<CPipeConnection>;
@@ -64,6 +65,8 @@ private:
     template <class Condition>
     size_t _CountIf(Condition condition);
     std::vector<Client> _Clients();
+    template <class Condition>
+    uint32_t _SendToAll(uint32_t id, const void* data, uint32_t sizeBytes, Condition condition);
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
                     uint32_t sizeBytes);
 

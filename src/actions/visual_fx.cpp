@@ -1,6 +1,7 @@
 #include "actions/visual_fx.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "actions/agent_message.h"
@@ -90,16 +91,13 @@ VisualFXParams VisualFX::_Lacking(const VisualFXParams& wanted) {
 
 /// An agent that doesn't know the command answers with an empty text, which tells of nothing.
 uint32_t VisualFX::_Ask(const VisualFXParams& lacking) {
-    CByteStream command;
-    WriteHead(command, VisualEffectsCommand::Read);
-    WriteValues(command, lacking);
     {
         const CriticalSectionGuard guard(m_lock);
         AddKeys(lacking, m_awaited);
     }
     const auto isAwaited = [this](const auto& effect) { return m_awaited.contains(effect.first); };
     const auto& effects = lacking.effects;
-    uint32_t error = _Broadcast(command);
+    uint32_t error = _Broadcast(VisualEffectsCommand::Read, lacking);
     if (error == ERROR_SUCCESS) {
         error = _WaitUntil([&] { return std::none_of(effects.begin(), effects.end(), isAwaited); });
     }
@@ -114,16 +112,17 @@ uint32_t VisualFX::_Ask(const VisualFXParams& lacking) {
 uint32_t VisualFX::Start() {
     TRACE_SCOPE("VisualFX::Start");
     ResetEvent(m_stop.Get());
+    {
+        // First of all: also a start that fails has set nothing.
+        const CriticalSectionGuard guard(m_lock);
+        m_awaited.clear();
+        AddKeys(m_parameters, m_awaited);
+    }
     std::wstring sid;
     const uint32_t userError = FindCurrentUserSid(sid);
     if (userError != ERROR_SUCCESS) return userError;
     const uint32_t settingError = _SetVisualFXSettingToCustom(sid);
     if (settingError != ERROR_SUCCESS) return settingError;
-    {
-        const CriticalSectionGuard guard(m_lock);
-        m_awaited.clear();
-        AddKeys(m_parameters, m_awaited);
-    }
     CByteStream command;
     WriteHead(command, VisualEffectsCommand::Start);
     WriteValues(command, m_parameters);
@@ -162,14 +161,28 @@ uint32_t VisualFX::Revert() {
     WriteHead(command, VisualEffectsCommand::Revert);
     // Not the parameters alone: an effect that only an update brought in would never come back.
     WriteValues(command, m_applied);
+    VisualFXParams noted;
+    VisualFXParams unsure;
     {
         const CriticalSectionGuard guard(m_lock);
         if (m_revertParameters == nullptr) return ERROR_SUCCESS;
-        WriteValues(command, *m_revertParameters);
+        noted = *m_revertParameters;
+        std::copy_if(noted.effects.begin(), noted.effects.end(),
+                     std::inserter(unsure.effects, unsure.effects.end()),
+                     [this](const auto& effect) { return m_awaited.contains(effect.first); });
         m_isRevertAnswered = false;
+        m_unread.clear();
+        AddKeys(noted, m_unread);
     }
+    WriteValues(command, noted);
     // Nobody can use the result: FinishRevert tells.
     static_cast<void>(_Send(command));
+    // No agent told of setting these: an older value there would pass for the hand's and stay for good.
+    if (m_answerError == ERROR_SUCCESS && !unsure.effects.empty()) {
+        m_answerError = _Broadcast(VisualEffectsCommand::Start, unsure);
+    }
+    // Answers carry no number. That to a read behind the revert's own tells more surely that all was done.
+    if (m_answerError == ERROR_SUCCESS) m_answerError = _Broadcast(VisualEffectsCommand::Read, noted);
     return ERROR_SUCCESS;
 }
 
@@ -180,7 +193,7 @@ uint32_t VisualFX::FinishRevert() {
         if (m_revertParameters == nullptr || m_revertParameters->effects.empty()) return ERROR_SUCCESS;
     }
     if (m_answerError != ERROR_SUCCESS) return m_answerError;
-    return _WaitUntil([this] { return m_isRevertAnswered; });
+    return _WaitUntil([this] { return m_unread.empty(); });
 }
 
 /// The new parameters aren't stored: the next update compares against those that the action was made with.
@@ -229,6 +242,13 @@ uint32_t VisualFX::_Broadcast(const CByteStream& command) {
     return m_agentServer->RunAction(&id, command.Data(), command.SizeBytes());
 }
 
+uint32_t VisualFX::_Broadcast(VisualEffectsCommand which, const VisualFXParams& values) {
+    CByteStream command;
+    WriteHead(command, which);
+    WriteValues(command, values);
+    return _Broadcast(command);
+}
+
 /// Blocks until `isDone`, which is asked under the lock at each report, says so.
 template <class IsDone>
 uint32_t VisualFX::_WaitUntil(IsDone isDone) {
@@ -269,11 +289,17 @@ bool VisualFX::CanReturnTo(const IOptimizerActionSettings* saved) const {
 uint32_t VisualFX::PutBack() {
     TRACE_SCOPE("VisualFX::PutBack");
     if (m_parameters.effects.empty()) return ERROR_SUCCESS;
-    const uint32_t error = ActionWith::PutBack();
+    const uint32_t error = SetRevertParameters(&m_parameters);
     if (error != ERROR_SUCCESS) return error;
-    if (m_answerError != ERROR_SUCCESS) return m_answerError;
-    // An action that was handed its values has them without any agent: only a report tells.
-    return _WaitUntil([this] { return m_awaited.empty(); });
+    {
+        // So that they are set whatever they are at. Not by Start, whose step in the registry isn't needed
+        // for that and fails for a user who lacks the key.
+        const CriticalSectionGuard guard(m_lock);
+        m_awaited.clear();
+        AddKeys(m_parameters, m_awaited);
+    }
+    static_cast<void>(Revert());
+    return FinishRevert();
 }
 
 uint32_t VisualFX::SetRevertParameters(IOptimizerActionSettings* parameters) {
@@ -296,6 +322,10 @@ void VisualFX::_Load(const void* payload, int32_t sizeBytes) {
     found.FromText(text);
     const CriticalSectionGuard guard(m_lock);
     if (text.empty()) m_isRevertAnswered = true;
+    if (m_isRevertAnswered) {
+        for (const auto& effect : found.effects)
+            m_unread.erase(effect.first);
+    }
     // Every action hears every report. One that another action asked for may tell what a profile left behind
     // and mustn't become a value to return to.
     if (text.empty() || m_awaited.empty()) return;

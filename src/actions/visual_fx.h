@@ -38,7 +38,8 @@ public:
     uint32_t Start() override;
     uint32_t Stop() override;
     uint32_t Revert() override;
-    /// 0 when an agent has answered, or nothing is noted; otherwise as Note.
+    /// 0 when an agent has read what is noted after it had put that back, or nothing is noted; otherwise as
+    /// Note. What it read isn't looked at: a hand's value stays, and so does one that the system refuses.
     uint32_t FinishRevert() override;
     /// The code of the broadcast; 87 without an agent server or for parameters of another type, 1223 after a
     /// Stop.
@@ -48,7 +49,7 @@ public:
     IOptimizerActionSettings* GetRevertParameters() override;
     uint32_t SetRevertParameters(IOptimizerActionSettings* parameters) override;
     const wchar_t* GetName() override { return m_name.c_str(); }
-    /// 0 when an agent reported of all effects, or there are none; otherwise as Start or Note.
+    /// As FinishRevert, of all effects, whatever they are at.
     uint32_t PutBack() override;
     bool BelongsToUser() const override { return true; }
     /// Agents bring back the effects that the action was made with, those of its updates, and no others.
@@ -66,6 +67,7 @@ private:
     uint32_t _WaitForAgent();
     uint32_t _Send(const CByteStream& command);
     uint32_t _Broadcast(const CByteStream& command);
+    uint32_t _Broadcast(VisualEffectsCommand which, const VisualFXParams& values);
     template <class IsDone>
     uint32_t _WaitUntil(IsDone isDone);
     void _Load(const void* payload, int32_t sizeBytes);
@@ -82,6 +84,7 @@ private:
     CCriticalSection m_lock;                   // guards the values to return to as well
     std::set<std::string> m_awaited;           // effects that reports are still to tell of; guarded by m_lock
     bool m_isRevertAnswered = false;           // the last one; guarded by m_lock
+    std::set<std::string> m_unread;            // effects to be read behind that answer; guarded by m_lock
     VisualFXParams m_handedOut;                // the copy that the engine reads while other reports may come
 };
 

@@ -16,4 +16,7 @@ struct IClientWatch : IVxBaseInterface {
     virtual uint32_t CountClients(ConnectorEndpoint* endpoint, uint32_t session) = 0;  // 1
     /// The session of the process that sent a message: its number as Terminal Services count them.
     virtual uint32_t SessionOf(ConnectorEndpoint* endpoint, uint32_t senderId) = 0;  // 2
+    /// Sends as a broadcast does, and with its code, but only to the clients that CountClients counts.
+    virtual uint32_t PostToSession(ConnectorEndpoint* endpoint, uint32_t session, uint32_t id,
+                                   const void* data, uint32_t sizeBytes) = 0;  // 3
 };

@@ -29,7 +29,9 @@ struct IOptimizerAgentServer : IServPlugin {
     static constexpr Identifier kIdentifier = {
         0xabb960f1, 0x62fc, 0x8a7b, {0xdd, 0x4c, 0x32, 0xba, 0xe5, 0x22, 0xfc, 0xf7}};
 
-    /// Sends a message to every agent that is connected, which may be none. Waits for no answer.
+    /// Sends a message to the agents that are connected, which may be none: that of the visual effects to
+    /// those of the console's session where the connector can tell them, the others to all. Waits for no
+    /// answer.
     virtual uint32_t RunAction(const uint32_t* id, const void* data, uint32_t sizeBytes) = 0;  // 5
     /// The observer hears the agents' messages of that id. 183 for one that does already.
     virtual uint32_t RegisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) = 0;  // 6

@@ -107,6 +107,13 @@ uint32_t COptimizerAgentServer::RunAction(const uint32_t* id, const void* data, 
     TRACE_SCOPE("COptimizerAgentServer::RunAction");
     if (id == nullptr) return ERROR_INVALID_PARAMETER;
     if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
+    if (m_watch != nullptr && *id == static_cast<uint32_t>(NpcMsgAgent::VisualEffects)) {
+        // Not to every agent as the others: only what the console's agent found is noted, so that effects of
+        // another session would change for good, and come to another user's values.
+        const DWORD console = WTSGetActiveConsoleSessionId();
+        if (console == IClientWatch::kNoSession) return ERROR_SUCCESS;
+        return m_watch->PostToSession(m_endpoint, console, *id, data, sizeBytes);
+    }
     return m_endpoint->broadcast(*id, data, sizeBytes, 0, 0, kEveryClient);
 }
 

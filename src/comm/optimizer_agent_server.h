@@ -17,8 +17,9 @@ namespace optimizer {
 
 /// Component "optimizeragentserver": the service's end of the agents' pipe. Actions reach the agents through
 /// it, and the agents' answers reach the observers of their message id. What an agent reports of a session
-/// counts only when that is the console's. A connector that doesn't tell its clients' sessions has every
-/// report count, and an agent be taken for there unless one is on its way.
+/// counts only when that is the console's, and only that session's agents hear the commands of the visual
+/// effects. A connector that doesn't tell its clients' sessions has every report count, every agent hear
+/// every command, and an agent be taken for there unless one is on its way.
 ///
 /// The host frees it without a destructor, so that UnInit lets go of everything. Start and Stop are counted;
 /// the other operations may come from any thread between Init and UnInit. Observers are called on the

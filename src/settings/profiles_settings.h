@@ -64,7 +64,7 @@ private:
     bool _LoadActiveProfile(const std::wstring& userFile);
     bool _LoadSystemActions();
     void _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
-    bool _SetRevertActions(const std::wstring& file, const std::wstring& text);
+    bool _SetRevertActions(const std::wstring& path, const std::wstring& text);
     std::wstring _RestoreFile(const std::wstring& key) const;
     uint32_t _StoreNotes(const std::wstring& key, picojson::object& document, const RevertNotes& notes);
 

@@ -111,6 +111,54 @@ TEST_F(VisualEffects, UpdatesKeepWhatWasFoundFirstAndBringBackWhatTheyBroughtIn)
     EXPECT_EQ(Effect("gradient_captions"), 7) << "the hand's value stays here too";
 }
 
+/// By the action's last command that an agent should have carried out.
+TEST_F(VisualEffects, WhatNoAgentToldOfSettingComesBackWhateverItIsAt) {
+    VisualFXParams next = Params({{"flat_menus", 0}});
+    VisualFXParams saved = Params({{"aero", 5}, {"flat_menus", 5}});
+    const std::function<void(VisualFX&)> kCommands[] = {
+        [](VisualFX& action) { EXPECT_EQ(action.Start(), 0U); },
+        [](VisualFX& action) {
+            RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
+            EXPECT_EQ(action.Start(), uint32_t{ERROR_FILE_NOT_FOUND});
+        },
+        [&](VisualFX& action) { EXPECT_EQ(action.Update(&next), 0U); }};
+    for (const auto& command : kCommands) {
+        VisualFX action(Params({{"aero", 0}}), &pair.host);
+        EXPECT_EQ(action.SetRevertParameters(&saved), 0U);
+        Effect("aero") = Effect("flat_menus") = 3;  // an older profile's
+        pair.EndAgent();
+        command(action);
+        action.Revert();
+        EXPECT_EQ(action.FinishRevert(), uint32_t{ERROR_NOT_FOUND});
+        pair.BeginAgent();
+        action.Revert();
+        EXPECT_EQ(action.FinishRevert(), 0U);
+        const bool isStart = &command != &kCommands[2];
+        EXPECT_EQ(Effect("aero"), isStart ? 5 : 3);
+        EXPECT_EQ(Effect("flat_menus"), isStart ? 3 : 5);
+    }
+}
+
+TEST_F(VisualEffects, OnlyAReadBehindTheRevertEndsIt) {
+    VisualFXParams saved = Params({{"aero", 1}});
+    const std::string report = Packed(R"([{"name":"aero","action":1}])");
+    const std::pair<std::vector<std::string>, uint32_t> kAnswers[] = {
+        {{Packed("")}, ERROR_TIMEOUT},
+        {{report}, ERROR_TIMEOUT},
+        {{report, Packed("")}, ERROR_TIMEOUT},
+        {{Packed(""), Packed(R"([{"name":"flat_menus","action":1}])")}, ERROR_TIMEOUT},
+        {{Packed(""), report}, 0}};
+    pair.agent.Stop();
+    for (const auto& [answers, result] : kAnswers) {
+        VisualFX action(Params({{"aero", 0}}), &pair.host);
+        EXPECT_EQ(action.SetRevertParameters(&saved), 0U);
+        action.Revert();
+        for (const std::string& answer : answers)
+            pair.connector.server.end.Deliver(2, answer);
+        EXPECT_EQ(action.FinishRevert(), result) << answers.size();
+    }
+}
+
 TEST_F(VisualEffects, WhatIsMissingStopsTheStart) {
     // The agent server, a name, the account, somebody to impersonate: each goes in its turn.
     const std::pair<std::function<void()>, uint32_t> kCases[] = {
@@ -228,7 +276,9 @@ TEST_F(VisualEffects, ReportsToAnotherActionAreNotTaken) {
     Effect("aero") = 0;
     VisualFX profile(Params({{"aero", 0}}), &pair.host);
     VisualFX note(Params({{"aero", 1}}), &pair.host);
+    RegDeleteTreeW(HKEY_CURRENT_USER, kKey);  // which a user needn't have
     EXPECT_EQ(note.PutBack(), 0U);
+    EXPECT_EQ(Effect("aero"), 1);
     EXPECT_EQ(profile.GetRevertParameters(), nullptr) << "what was found then is the profile's value";
     ASSERT_EQ(profile.Note(nullptr), 0U);
     EXPECT_EQ(Found(profile), (Effects{{"aero", 1}}));

@@ -119,6 +119,36 @@ TEST_F(AgentPipe, ReportsCountFromTheConsolesSessionOnly) {
     }
 }
 
+TEST_F(AgentPipe, CommandsOfTheEffectsReachTheConsolesSessionOnly) {
+    const uint32_t console = WTSGetActiveConsoleSessionId();
+    struct Case {
+        bool watched;
+        uint32_t id;
+        uint32_t session;
+        bool isHeard;
+    };
+    const Case kCases[] = {{true, 2, console, true},
+                           {true, 2, console + 1, false},
+                           {true, 2, IClientWatch::kNoSession, false},
+                           {true, 1, console + 1, true},
+                           {true, 5, console + 1, true},
+                           {false, 2, console + 1, true}};
+    for (const Case& each : kCases) {
+        pair.server.UnInit();
+        pair.connector.server.watch = each.watched ? &pair.connector.watch : nullptr;
+        ASSERT_EQ(pair.server.Init(&pair.host) + pair.server.Start(), 0U);
+        Agent().session = each.session;
+        bool isHeard = false;
+        Agent().receive = [&](const ConnectorMessage* message) {
+            isHeard = message->id == each.id;
+            return 0U;
+        };
+        EXPECT_EQ(pair.server.RunAction(&each.id, "a", 1), 0U);
+        EXPECT_EQ(isHeard, each.isHeard) << each.id << " to " << each.session;
+    }
+    Agent().receive = nullptr;
+}
+
 /// By the slots, as the host reaches them.
 TEST_F(AgentPipe, AnAgentIsWaitedForWhereOneIsOnItsWay) {
     auto* const presence =

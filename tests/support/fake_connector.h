@@ -69,6 +69,15 @@ struct FakeConnector {
             if (sender == 0 || sender > clients.size()) return kNoSession;
             return std::next(clients.begin(), sender - 1)->session;
         }
+        uint32_t PostToSession(ConnectorEndpoint* end, uint32_t session, uint32_t id, const void* data,
+                               uint32_t sizeBytes) override {
+            const std::string payload(static_cast<const char*>(data), sizeBytes);
+            static_cast<FakeEndpoint*>(end)->sent.push_back({id, payload, session});
+            for (const FakeEndpoint& client : clients) {
+                if (client.session == session) client.Deliver(id, payload);
+            }
+            return static_cast<FakeEndpoint*>(end)->sendResult;
+        }
 
         const std::list<FakeEndpoint>& clients;
     } watch{client.ends};

@@ -94,7 +94,14 @@ TEST(Connector, ClientsAreCountedAndSendersKnownByTheirSession) {
     auto* const watch = static_cast<IClientWatch*>(rig.servers.QueryInterface(&IClientWatch::kIdentifier));
     EXPECT_EQ(watch->CountClients(rig.server, own), 0u);
     ConnectorEndpoint* const first = rig.Connect();
-    ConnectorEndpoint* const second = rig.Connect();
+    Inbox told;
+    ConnectorEndpoint* const second = rig.Connect(told);
+    EXPECT_EQ(watch->PostToSession(rig.server, own + 1, 7, nullptr, 0), 0u);
+    EXPECT_EQ(watch->PostToSession(rig.server, own, 8, nullptr, 0), 0u);
+    ASSERT_TRUE(told.WaitFor(1));
+    EXPECT_EQ(told.Messages()[0].record.id, 8u) << "what is for another session would have come first";
+    EXPECT_EQ(watch->PostToSession(rig.server, own, 8, nullptr, 4), 87u);
+    EXPECT_EQ(watch->PostToSession(nullptr, own, 8, nullptr, 0), 87u);
     EXPECT_EQ(watch->CountClients(rig.server, own), 2u) << "also before anybody receives";
     EXPECT_EQ(watch->CountClients(rig.server, own + 1), 0u);
     uint32_t inside = IClientWatch::kNoSession;
