@@ -123,8 +123,7 @@ std::wstring DamagedNotesSentence(const std::wstring& restoreFile) {
     return L"What was noted in " + restoreFile + L" is damaged and kept beside it as " + name +
            optimizer::kDamagedSuffix +
            L", so that nothing of it is put back and nothing noted there; mend it, take its \"notes_check\" "
-           L"out "
-           L"and give it its name again, or delete it when nothing is to be put back.";
+           L"out and give it its name again, or delete it when nothing is to be put back.";
 }
 
 std::vector<SettingsFinding> CheckFiles(const std::vector<SettingsFile>& files) {
