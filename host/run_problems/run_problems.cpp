@@ -41,8 +41,7 @@ struct Words {
 constexpr Words kWords[] = {
     {"note", ERROR_INVALID_PARAMETER, kEffects,
      L"{action} was left as it was, since this engine, without a service, reaches no agent to tell what "
-     L"there "
-     L"is to return to; choose {profile} through the service or \"optimizerhost console\"."},
+     L"there is to return to; choose {profile} through the service or \"optimizerhost console\"."},
     {"note", 0, kEffects,
      L"{action} was left as it was, since no agent in the session told what there is to return to: {reason}; "
      L"start one with \"optimizeragent run\" and choose the profile anew."},
@@ -86,20 +85,14 @@ constexpr Words kWords[] = {
      L"the file, then choose the profile anew."},
     {"read", 0, nullptr,
      L"The notes in {file} can't be read, so that nothing of them was put back: {reason}."},
-    {"list", 0, nullptr,
-     L"The list of the profile {profile} in {folder}profiles.json can't be used, so that its actions weren't "
-     L"carried out: {reason}; correct the file or install the one that came with the program, then choose "
-     L"the "
-     L"profile anew."},
     {"another", 0, nullptr,
      L"{action} is noted in {file} for another user and stays as it is until that user is at the console."},
     {"choice", 0, nullptr,
      L"The choice of {profile} can't be stored, so that the next start goes by the one before: {reason}; see "
      L"that the engine can write in {folder}, then choose it anew."},
     {"list", 0, nullptr,
-     L"The actions of {profile} can't be read from profiles.json, so that none of them runs: {reason}; "
-     L"correct "
-     L"the file or install the one that came with the program."},
+     L"The actions of {profile} can't be read from {folder}profiles.json, so that none of them runs: "
+     L"{reason}; correct the file or install the one that came with the program."},
     {"stopped", 0, nullptr,
      L"The actions of {profile} were cut short; choose the profile anew to have the rest done."},
 };

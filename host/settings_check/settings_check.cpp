@@ -89,9 +89,8 @@ void CheckRestoreFile(const SettingsFile& file, std::vector<SettingsFinding>& fi
         Add(findings, false,
             isWrong + L" and has no good copy; what is left is kept as " + file.Name() +
                 optimizer::kDamagedSuffix +
-                L", and nothing of it is put back or noted until you mend it, take its \"notes_check\" out "
-                L"and "
-                L"give it its name again, or delete it.");
+                L", and nothing of it is put back or noted until you mend it, take its \"notes_check\" "
+                L"out and give it its name again, or delete it.");
     }
 }
 
@@ -124,8 +123,7 @@ std::wstring DamagedNotesSentence(const std::wstring& restoreFile) {
     return L"What was noted in " + restoreFile + L" is damaged and kept beside it as " + name +
            optimizer::kDamagedSuffix +
            L", so that nothing of it is put back and nothing noted there; mend it, take its \"notes_check\" "
-           L"out "
-           L"and give it its name again, or delete it when nothing is to be put back.";
+           L"out and give it its name again, or delete it when nothing is to be put back.";
 }
 
 std::vector<SettingsFinding> CheckFiles(const std::vector<SettingsFile>& files) {

@@ -48,7 +48,7 @@ TEST(RunOutcome, EachProblemHasItsSentenceAndAllButOneKindEndWithOne) {
          "What was noted in F:\\o\\D_u_restore_profile.json is damaged and kept beside it as "
          "D_u_restore_profile.json.damaged"},
         {Problem(L"read", 33, L"", L"system"), 1, "end the program that holds the file"},
-        {Problem(L"list", 13, L""), 1, "The list of the profile Game in F:\\o\\profiles.json can't be used"},
+        {Problem(L"list", 13, L""), 1, "The actions of Game can't be read from F:\\o\\profiles.json"},
         {Problem(L"another", 288, L"A", L"system"), 1, "for another user"},
         {Problem(L"choice", 112), 1, "The choice of Game can't be stored"},
         {Problem(L"new in a later engine", 5), 1, "A was not done to its end: "},
