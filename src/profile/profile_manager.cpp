@@ -78,7 +78,12 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
         // "Disabled" says that the machine is back: asked for again, it is looked at once more until that is
         // so.
         if (*wanted != profile::Disabled || m_profile->IsBack()) return ERROR_ALREADY_EXISTS;
-        if (m_profile->Report().IsRunning()) return ERROR_SUCCESS;  // whoever waits for its end hears of it
+        if (m_profile->Report().IsRunning()) {
+            // Whoever waits for its end hears of it. What the run was made from need not be what is stored.
+            if (const uint32_t error = m_profile->StoreChoice(wanted); error != ERROR_SUCCESS)
+                m_profile->TellOfChoice(error);
+            return ERROR_SUCCESS;
+        }
     }
     TRACE_LINE(trace::kInformation, L"enabled=%s profile=%d", TrueFalse(m_moduleState), *wanted);
     // Before anything is stopped: a request that is refused, or only remembered, mustn't cut short what
