@@ -117,6 +117,10 @@ void WrittenOutChange::_ChangeNote(const std::string& action, bool keep) {
 }
 
 picojson::object WrittenOutChange::_ReadNotes(const std::wstring& path) {
+    // One that was damaged lies beside it then.
+    if (GetFileAttributesW((path + L".damaged").c_str()) != INVALID_FILE_ATTRIBUTES) {
+        throw std::runtime_error("notes were damaged");
+    }
     picojson::object document = _Read(path).get<picojson::object>();
     if (!optimizer::NotesFitCheck(document)) throw std::runtime_error("the notes don't fit their check");
     return document;

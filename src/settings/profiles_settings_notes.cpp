@@ -110,7 +110,7 @@ uint32_t CProfilesSettings::_StoreNotes(const std::wstring& key, picojson::objec
     }
     // An uninstall finds the user by it, since the file's name can't be taken apart again.
     std::wstring account;
-    if (isUsers && key == UserKey() && GetCurrentUserName(account)) {
+    if (isUsers && !document.contains(kAccountKey) && key == UserKey() && GetCurrentUserName(account)) {
         document[kAccountKey] = picojson::value(Narrow(account));
     }
     const uint32_t error = GuardedFile(path).Write(std::move(document));
