@@ -11,14 +11,13 @@
 
 #include "frame/json.h"
 #include "frame/notes_check.h"
+#include "frame/revert_notes.h"
 #include "frame/text.h"
 #include "host/optimizerprocessdp/application_file.h"
 
 namespace host {
 
 namespace {
-
-using optimizer::json::Find;
 
 constexpr const wchar_t* kProfiles = L"profiles.json";
 constexpr const wchar_t* kRestoreSuffix = L"_restore_profile.json";
@@ -167,24 +166,18 @@ std::wstring RestoreFileName(const std::wstring& key) {
 
 std::vector<RevertEntry> RevertEntries(const SettingsFile& file) {
     std::vector<RevertEntry> entries;
-    const picojson::value* const list = Find(file.document, optimizer::kRevertListKey);
-    const picojson::value* const owners = Find(file.document, optimizer::kOwnersKey);
-    if (list != nullptr && list->is<picojson::object>()) {
-        for (const auto& [action, values] : list->get<picojson::object>()) {
-            size_t count = 1;
-            if (values.is<picojson::array>()) count = values.get<picojson::array>().size();
-            if (values.is<picojson::object>()) count = values.get<picojson::object>().size();
-            const auto owner =
-                owners != nullptr ? optimizer::json::ToText(Find(*owners, action)) : std::nullopt;
-            entries.push_back({optimizer::Widen(action), count, false, optimizer::Widen(owner.value_or(""))});
-        }
+    if (!file.document.is<picojson::object>()) return entries;
+    const auto notes = optimizer::RevertNotes::FromDocument(file.document.get<picojson::object>());
+    for (const auto& [action, values] : notes.values) {
+        size_t count = 1;
+        if (values.is<picojson::array>()) count = values.get<picojson::array>().size();
+        if (values.is<picojson::object>()) count = values.get<picojson::object>().size();
+        const auto owner = notes.owners.find(action);
+        entries.push_back({optimizer::Widen(action), count, false,
+                           optimizer::Widen(owner != notes.owners.end() ? owner->second : "")});
     }
-    const picojson::value* const inForce = Find(file.document, optimizer::kInForceKey);
-    if (inForce == nullptr || !inForce->is<picojson::array>()) return entries;
-    for (const picojson::value& action : inForce->get<picojson::array>()) {
-        if (action.is<std::string>())
-            entries.push_back({optimizer::Widen(action.get<std::string>()), 0, true, L""});
-    }
+    for (const std::string& action : notes.inForce)
+        entries.push_back({optimizer::Widen(action), 0, true, L""});
     return entries;
 }
 

@@ -29,6 +29,13 @@ bool PowerFunctions::Bind() {
     return bound;
 }
 
+std::optional<GUID> PowerFunctions::ActiveScheme() const {
+    LocalMemory scheme;
+    if (getActiveScheme(nullptr, reinterpret_cast<GUID**>(scheme.Receive())) != ERROR_SUCCESS)
+        return std::nullopt;
+    return *static_cast<const GUID*>(scheme.Get());
+}
+
 std::string SchemeText(const GUID& scheme) {
     wchar_t text[39] = L"";
     StringFromGUID2(scheme, text, 39);

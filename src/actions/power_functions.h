@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "frame/handles.h"
@@ -17,6 +18,8 @@ struct PowerFunctions {
     /// Called once. False when the library or one of the functions is missing; a library that was found
     /// stays held then.
     bool Bind();
+    /// The plan that is active now; nothing when the system doesn't tell. Once bound.
+    std::optional<GUID> ActiveScheme() const;
 
     bool bound = false;
     Library library;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -175,10 +176,8 @@ bool CPowerPlan::_IsBack() {
         if (error != ERROR_SUCCESS || now != value) allBack = false;
     }
     if (allBack || gone != noted) return allBack;
-    GUID* active = nullptr;
-    const LocalMemory owner(m_functions.getActiveScheme(nullptr, &active) == ERROR_SUCCESS ? active
-                                                                                           : nullptr);
-    return owner && *active != *scheme;
+    const std::optional<GUID> active = m_functions.ActiveScheme();
+    return active && *active != *scheme;
 }
 
 uint32_t CPowerPlan::Update(IOptimizerActionSettings* parameters) {
@@ -286,10 +285,7 @@ bool CPowerPlan::_Apply(const PowerPlanParams& wanted) {
         if (value != kLeftAlone && isNoted) write(nullptr, scheme, &setting.subgroup, &setting.guid, value);
     }
     // A plan that somebody has chosen meanwhile stays the active one.
-    GUID* active = nullptr;
-    const LocalMemory owner(m_functions.getActiveScheme(nullptr, &active) == ERROR_SUCCESS ? active
-                                                                                           : nullptr);
-    if (owner && *active == *scheme) m_functions.setActiveScheme(nullptr, scheme);
+    if (m_functions.ActiveScheme() == *scheme) m_functions.setActiveScheme(nullptr, scheme);
     return true;
 }
 

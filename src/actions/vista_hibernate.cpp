@@ -121,10 +121,8 @@ bool CVistaHibernate::IsSchemeGone(bool onBattery) {
     if (m_functions == nullptr || !m_functions->bound || !m_noted) return false;
     DWORD value = 0;
     const auto read = m_functions.get()->*(onBattery ? kBattery : kCable).read;
-    GUID* active = nullptr;
-    const LocalMemory owner(m_functions->getActiveScheme(nullptr, &active) == ERROR_SUCCESS ? active
-                                                                                            : nullptr);
-    return owner && *active != *m_noted &&
+    const std::optional<GUID> active = m_functions->ActiveScheme();
+    return active && *active != *m_noted &&
            read(nullptr, &*m_noted, &kSleepSubgroup, &kEnabled.guid, &value) == ERROR_FILE_NOT_FOUND;
 }
 

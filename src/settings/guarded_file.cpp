@@ -35,14 +35,13 @@ bool Exists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-bool Move(const std::wstring& path, const std::wstring& target, DWORD flags) {
+void Move(const std::wstring& path, const std::wstring& target, DWORD flags) {
     TRACE_SCOPE("GuardedFile::Move");
-    if (MoveFileExW(path.c_str(), target.c_str(), flags)) return true;
+    if (MoveFileExW(path.c_str(), target.c_str(), flags)) return;
     const DWORD error = GetLastError();
     if (error != ERROR_FILE_NOT_FOUND) {
         TRACE_LINE(trace::kError, L"%s can't be kept as %s: 0x%x", path.c_str(), target.c_str(), error);
     }
-    return false;
 }
 
 /// Beside what was kept there before: that may hold the only notes.
@@ -51,7 +50,7 @@ void KeepDamaged(const std::wstring& path, const std::wstring& name) {
     std::wstring target = name;
     for (int number = 2; Exists(target) && number < kMost; ++number)
         target = name + L"." + std::to_wstring(number);
-    static_cast<void>(Move(path, target, 0));
+    Move(path, target, 0);
 }
 
 /// The files whose copies this process has looked at.
@@ -113,13 +112,12 @@ uint32_t GuardedFile::_WriteCopy(const picojson::value& document) const {
 }
 
 /// Puts the copy's document in the file's place. The reader has it even where that fails.
-bool GuardedFile::_Recover(bool keepBad, picojson::object& document) const {
+void GuardedFile::_Recover(bool keepBad, picojson::object& document) const {
     TRACE_SCOPE("GuardedFile::_Recover");
-    if (keepBad) static_cast<void>(Move(m_path, m_path + kBadSuffix, MOVEFILE_REPLACE_EXISTING));
+    if (keepBad) Move(m_path, m_path + kBadSuffix, MOVEFILE_REPLACE_EXISTING);
     const bool replaced = WriteJsonFile(m_path, picojson::value(document)) == 0;
     TRACE_LINE(trace::kError, L"%s was damaged; its last good copy %s", m_path.c_str(),
                replaced ? L"has taken its place" : L"is used, but can't take its place");
-    return replaced;
 }
 
 /// What is behind the file's own name with ".damaged" is the mark, and comes last or at once: a kill before

@@ -37,7 +37,7 @@ public:
 
 private:
     uint32_t _WriteCopy(const picojson::value& document) const;
-    bool _Recover(bool keepBad, picojson::object& document) const;
+    void _Recover(bool keepBad, picojson::object& document) const;
     void _SetAside(bool fileIsBroken) const;
     void _RefreshCopy(const picojson::object& document) const;
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "settings/revert_notes.h"
+#include "frame/revert_notes.h"
 
 namespace optimizer {
 

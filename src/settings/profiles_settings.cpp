@@ -98,8 +98,7 @@ void CProfilesSettings::Init() {
     if (m_restore.GetUserFile(userFile) && !_LoadActiveProfile(userFile)) {
         TRACE_LINE(trace::kWarning, L"Failed LoadActiveProfile");
     }
-    m_hasSystemActions = _LoadSystemActions();
-    if (!m_hasSystemActions) TRACE_LINE(trace::kWarning, L"Failed load SystemActions");
+    if (!_LoadSystemActions()) TRACE_LINE(trace::kWarning, L"Failed load SystemActions");
 }
 
 bool CProfilesSettings::GetActiveProfile(profile* out) {
@@ -176,7 +175,7 @@ bool CProfilesSettings::SetSystemRevertActions(const std::wstring& text) {
 bool CProfilesSettings::IsSystemAction(const std::wstring& name) {
     CriticalSectionGuard guard(m_lock);
     // A file that somebody held at the start: without its names the machine's notes would be the user's.
-    if (!m_hasSystemActions) m_hasSystemActions = _LoadSystemActions();
+    if (!m_hasReadDefinitions) static_cast<void>(_LoadSystemActions());
     return m_systemActions.contains(Narrow(name));
 }
 
@@ -247,7 +246,8 @@ bool CProfilesSettings::_LoadActiveProfile(const std::wstring& userFile) {
 bool CProfilesSettings::_LoadSystemActions() {
     m_systemActions.clear();
     picojson::value document;
-    if (ReadJsonFile(m_profilesFile, document) != JsonFileState::Ok) return false;
+    m_hasReadDefinitions = ReadJsonFile(m_profilesFile, document) == JsonFileState::Ok;
+    if (!m_hasReadDefinitions) return false;
     const picojson::value* const names = json::Find(document, kSystemActionsKey);
     if (names == nullptr || !names->is<picojson::array>()) return false;
     for (const picojson::value& name : names->get<picojson::array>()) {

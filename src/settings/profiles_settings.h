@@ -75,7 +75,7 @@ private:
     profile m_activeProfile = profile::Disabled;  // as last loaded or stored
     std::wstring m_activeUserFile;                // whose that is
     std::set<std::string> m_systemActions;
-    bool m_hasSystemActions = false;  // they were read
+    bool m_hasReadDefinitions = false;  // when the names were looked for
     std::set<std::wstring> m_unsure;  // keys of the notes of which the disk may not have what the file holds
 };
 

@@ -149,11 +149,21 @@ def choose_roads(options):
     return [road for road in ROADS if not options.road or any(part in road.name for part in options.road)]
 
 
+def count_calls(bench, road):
+    """Wine itself gives up now and then, here as at a strike."""
+    try:
+        return bench.count_calls(road)
+    except Exception as error:
+        print(f"{road.name}, counting: {error}; once more", file=sys.stderr, flush=True)
+        bench.prepare()
+        return bench.count_calls(road)
+
+
 def plan(bench, roads, results, options):
     jobs = queue.Queue()
     for road in roads:
         if road.name not in results.calls:
-            results.add({"road": road.name, "calls": bench.count_calls(road)})
+            results.add({"road": road.name, "calls": count_calls(bench, road)})
         if options.short:
             options.sample = SHORT[road.name]
         for call, turn in chosen_calls(results.calls[road.name], options, road):

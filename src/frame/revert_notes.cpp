@@ -1,4 +1,4 @@
-#include "settings/revert_notes.h"
+#include "frame/revert_notes.h"
 
 #include "frame/json.h"
 #include "frame/notes_check.h"
