@@ -86,7 +86,7 @@ uint32_t OptimizerProfile::StoreChoice(const profile* wanted) {
 }
 
 void OptimizerProfile::TellOfChoice(uint32_t error) {
-    m_report.Add({.step = "choice", .action = L"", .notes = L"", .code = error});
+    m_report.Add({.step = kChoiceStep, .action = L"", .notes = L"", .code = error});
 }
 
 bool OptimizerProfile::IsBack() {
@@ -96,6 +96,13 @@ bool OptimizerProfile::IsBack() {
 void OptimizerProfile::GoOn() {
     TRACE_SCOPE("OptimizerProfile::GoOn");
     if (m_report.WasStopped()) static_cast<void>(Start(&m_posted));
+}
+
+void OptimizerProfile::GoOnWithAgent() {
+    TRACE_SCOPE("OptimizerProfile::GoOnWithAgent");
+    if (m_report.AskAgain() || !m_report.LacksAgent()) return;
+    Stop();  // the run is over, but may still be telling so
+    static_cast<void>(Start(&m_posted));
 }
 
 bool OptimizerProfile::_IsBusy() {
@@ -175,7 +182,10 @@ IProfilesSettings* OptimizerProfile::_ProfilesSettings() const {
 void OptimizerProfile::_Start(profile wanted) {
     TRACE_SCOPE("OptimizerProfile::_Start");
     try {
-        if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+        do {
+            if (!IsSignalled(m_stopEvent)) _Run(wanted, Scope::Profile);
+            if (IsSignalled(m_stopEvent)) m_report.SetStopped();
+        } while (!m_report.EndUnlessAskedAgain());
     } catch (...) {
         // The queue survives it; who waits for the run's end, or asks how it ended, must not wait for ever.
         m_report.SetStopped();
@@ -183,8 +193,6 @@ void OptimizerProfile::_Start(profile wanted) {
         if (m_observer != nullptr) m_observer->OnActionsExecuted(&wanted);
         throw;
     }
-    if (IsSignalled(m_stopEvent)) m_report.SetStopped();
-    m_report.End();
     // Told in all cases, also after a stop or a failure: clients wait for it.
     if (m_observer != nullptr) m_observer->OnActionsExecuted(&wanted);
 }

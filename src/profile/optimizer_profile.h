@@ -59,6 +59,11 @@ public:
     uint32_t Stop();
     /// Posts the last change again where it was cut short, for who has stopped it and begins no other.
     void GoOn();
+    /// An agent has come: what was left undone for want of one is done now, by the run that goes on or by
+    /// another.
+    void GoOnWithAgent();
+    /// Has the run that goes on do what it didn't get done once more; false when none goes on.
+    bool AskAgain() { return m_report.AskAgain(); }
     /// Tells of a choice that couldn't be stored although it is carried out.
     void TellOfChoice(uint32_t error);
     /// Whether the machine is back, for the user who is at the console now.

@@ -42,6 +42,8 @@ uint32_t ProfileManager::Start() {
         m_components = m_main != nullptr ? m_main->GetComponentManager() : nullptr;
         m_settings = RequestPlugin<IOptimizerSettings>(m_components, kSettingsPlugin);
     }
+    // Before the restore: one that comes while this runs isn't missed.
+    m_arrivals = std::make_unique<AgentArrivals>(m_components, this);
     {
         // In one go: whoever asks in between would find a profile in force and a module that is off.
         CriticalSectionGuard guard(m_lock);
@@ -54,8 +56,9 @@ uint32_t ProfileManager::Start() {
 
 uint32_t ProfileManager::Stop() {
     TRACE_SCOPE("ProfileManager::Stop");
-    // Without the lock: this waits for a notification in flight, which takes the lock.
+    // Without the lock: these wait for a notification in flight, which takes the lock.
     CUserLogon::Instance().Observers().Remove(this, 0);
+    m_arrivals.reset();
     std::unique_ptr<OptimizerProfile> ending;
     bool release = false;
     {
@@ -78,8 +81,9 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
         // "Disabled" says that the machine is back: asked for again, it is looked at once more until that is
         // so.
         if (*wanted != profile::Disabled || m_profile->IsBack()) return ERROR_ALREADY_EXISTS;
-        if (m_profile->Report().IsRunning()) {
-            // Whoever waits for its end hears of it. What the run was made from need not be what is stored.
+        if (m_profile->AskAgain()) {
+            // Whoever waits for its end hears of it, and what it failed at before there was, say, an agent
+            // may be done by now. What the run was made from need not be what is stored.
             if (const uint32_t error = m_profile->StoreChoice(wanted); error != ERROR_SUCCESS)
                 m_profile->TellOfChoice(error);
             return ERROR_SUCCESS;
@@ -236,6 +240,13 @@ void ProfileManager::OnLogon(uint32_t, const wchar_t*) {
 void ProfileManager::OnLogoff(uint32_t, const wchar_t*) {
     // The profile stays in force after a logoff.
     TRACE_SCOPE("ProfileManager::OnLogoff");
+}
+
+/// A restore at the start comes before the agents do, and one that was killed takes its time to come again.
+void ProfileManager::OnAgentArrived() {
+    TRACE_SCOPE("ProfileManager::OnAgentArrived");
+    CriticalSectionGuard guard(m_lock);
+    if (m_profile) m_profile->GoOnWithAgent();
 }
 
 bool ProfileManager::_GetModuleState() {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "frame/critical_section.h"
+#include "profile/agent_arrivals.h"
 #include "profile/optimizer_profile.h"
 #include "profile/user_logon.h"
 
@@ -27,7 +28,9 @@ protected:
 /// Requests may come from any thread and block while a running change gives up. The manager lock is held over
 /// that wait, so that nothing on the queue thread may need it. Lock order: the plugin's, this one's, the
 /// stores'.
-class ProfileManager final : public IOptimizerProfileObserver, public IUserLogonObserver {
+class ProfileManager final : public IOptimizerProfileObserver,
+                             public IUserLogonObserver,
+                             public IAgentArrivalObserver {
 public:
     using profile = profiles::profile;
 
@@ -54,6 +57,7 @@ public:
     void OnActionsExecuted(const profile* executed) override;
     void OnLogon(uint32_t time, const wchar_t* user) override;
     void OnLogoff(uint32_t time, const wchar_t* user) override;
+    void OnAgentArrived() override;
 
 private:
     uint32_t _Change(profile inForce);
@@ -69,6 +73,7 @@ private:
     IProfileManagerObserver* const m_observer;
     IServMain* const m_main;
     std::unique_ptr<OptimizerProfile> m_profile;  // from Start to Stop; guarded by m_lock
+    std::unique_ptr<AgentArrivals> m_arrivals;    // from Start to Stop; its calls take m_lock
     bool m_moduleState = false;                   // guarded by m_lock
     IComponentManager* m_components = nullptr;
     IOptimizerSettings* m_settings = nullptr;

@@ -1,7 +1,10 @@
 #include "profile/run_report.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
+
+#include <windows.h>
 
 #include <picojson.h>
 
@@ -10,12 +13,19 @@
 
 namespace optimizer {
 
+namespace {
+
+constexpr const wchar_t* kAgentsAction = L"VisualFX";  // the one that needs an agent's answer
+
+}  // namespace
+
 void RunReport::Begin(profile wanted) {
     const CriticalSectionGuard guard(m_lock);
     m_profile = wanted;
     m_begun = true;
     m_running = true;
     m_stopped = false;
+    m_askedAgain = false;
     m_problems.clear();
 }
 
@@ -39,6 +49,30 @@ void RunReport::SetStopped() {
 void RunReport::End() {
     const CriticalSectionGuard guard(m_lock);
     m_running = false;
+}
+
+bool RunReport::AskAgain() {
+    const CriticalSectionGuard guard(m_lock);
+    m_askedAgain = m_running;
+    return m_running;
+}
+
+bool RunReport::EndUnlessAskedAgain() {
+    const CriticalSectionGuard guard(m_lock);
+    // A choice that couldn't be stored is no step of the run.
+    const auto isOfRun = [](const RunProblem& problem) {
+        return std::string_view(problem.step) != kChoiceStep;
+    };
+    m_running = std::exchange(m_askedAgain, false) && !m_stopped && std::erase_if(m_problems, isOfRun) != 0;
+    return !m_running;
+}
+
+bool RunReport::LacksAgent() const {
+    const CriticalSectionGuard guard(m_lock);
+    return !m_running && std::any_of(m_problems.begin(), m_problems.end(), [](const RunProblem& problem) {
+        return problem.action == kAgentsAction &&
+               (problem.code == ERROR_NOT_FOUND || problem.code == ERROR_TIMEOUT);
+    });
 }
 
 bool RunReport::IsRunning() const {

@@ -17,6 +17,9 @@ struct RunProblem {
     uint32_t code;
 };
 
+/// The step of a choice that is carried out although it couldn't be stored.
+inline constexpr const char* kChoiceStep = "choice";
+
 /// What became of the last run, for who asks. Any thread.
 class RunReport {
 public:
@@ -29,8 +32,15 @@ public:
     void Forget(const std::wstring& action, const std::wstring& notes);
     void SetStopped();
     void End();
+    /// Has the run that goes on do what it didn't get done once more, for what is there by now. False when
+    /// none goes on.
+    bool AskAgain();
+    /// Ends the run; false when it was asked for again and is to be gone through once more.
+    bool EndUnlessAskedAgain();
 
     bool IsRunning() const;
+    /// Whether the last run ended without what an agent does, since none was there.
+    bool LacksAgent() const;
     bool WasStopped() const;
     /// Whether the last run was for that profile, ended, and left nothing to be done.
     bool IsSettled(profile wanted) const;
@@ -44,6 +54,7 @@ private:
     bool m_begun = false;
     bool m_running = false;
     bool m_stopped = false;
+    bool m_askedAgain = false;
     std::vector<RunProblem> m_problems;
 };
 

@@ -46,7 +46,9 @@ public:
     uint32_t Revert() override {
         return g_machine->stuck != m_name ? _Set(L"revert ", m_found.value) : ERROR_SUCCESS;
     }
-    uint32_t FinishRevert() override { return g_machine->stuck != m_name ? ERROR_SUCCESS : ERROR_BUSY; }
+    uint32_t FinishRevert() override {
+        return g_machine->stuck != m_name ? ERROR_SUCCESS : g_machine->stuckCode;
+    }
     uint32_t PutBack() override {
         SetRevertParameters(&m_parameters);
         return Start();
@@ -88,8 +90,8 @@ private:
 
 optimizer::ActionPointer RecordingFactory(const std::wstring& name, const std::string& parameters,
                                           IServMain*) {
-    const bool known =
-        (name.size() == 1 && name[0] >= L'A' && name[0] <= L'F') || name == L"PostponeWindowsUpdate";
+    const bool known = (name.size() == 1 && name[0] >= L'A' && name[0] <= L'F') ||
+                       name == L"PostponeWindowsUpdate" || name == L"VisualFX";
     picojson::value json;
     std::string error;
     if (!known || !optimizer::json::Parse(parameters, json, error)) return nullptr;

@@ -28,6 +28,7 @@ struct Machine {
     std::wstring unfit;    // the action that can't return to what an earlier run saved
     std::wstring unnoted;  // the action that can't tell what it would have to return to
     std::wstring stuck;    // the action whose way back doesn't get through
+    uint32_t stuckCode = ERROR_BUSY;
     int created = 0;
     int alive = 0;
 };
@@ -35,8 +36,8 @@ struct Machine {
 /// The machine that the actions of RecordingFactory work on; the fixture sets it.
 extern Machine* g_machine;
 
-/// Makes actions for the names "A" to "F" and the process-wide one; each sets its value of the machine to the
-/// number it is given.
+/// Makes actions for the names "A" to "F" and the process-wide one, and that of the agents; each sets its
+/// value of the machine to the number it is given.
 optimizer::ActionPointer RecordingFactory(const std::wstring& name, const std::string& parameters,
                                           IServMain* main);
 

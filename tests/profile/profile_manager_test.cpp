@@ -107,6 +107,44 @@ TEST_F(ProfileManagerTest, DisabledIsRefusedOnlyWhenTheMachineIsBack) {
     EXPECT_EQ(Set(profile::Disabled), uint32_t{ERROR_ALREADY_EXISTS});
 }
 
+TEST_F(ProfileManagerTest, AWayBackThatIsAskedForMeanwhileIsTriedOnceMoreBeforeItsEndIsTold) {
+    Start(true);
+    ASSERT_EQ(Set(profile::Game), 0U);
+    m_machine.stuck = L"B";
+    m_heard.Take();
+    profile disabled = profile::Disabled;
+    m_machine.onEvent = [&](const std::wstring& event) {
+        if (event != L"revert C") return;
+        EXPECT_EQ(m_manager.SetProfile(&disabled), 0U);
+        m_machine.stuck.clear();
+    };
+    EXPECT_EQ(Set(profile::Disabled), 0U);
+    EXPECT_EQ(m_heard.Take(), (std::vector<std::string>{"applied 0", "executed 0"}));
+    EXPECT_EQ(m_machine.values[L"B"], 7);
+    EXPECT_NE(m_manager.LastRun().find(R"("problems":[])"), std::string::npos) << m_manager.LastRun();
+    m_machine.onEvent = [](const std::wstring&) {};
+}
+
+TEST_F(ProfileManagerTest, WhatWasLeftUndoneForWantOfAnAgentIsDoneWhenOneComes) {
+    WriteProfiles(
+        R"({"SystemActions":[],"Disabled":{},"Work":{},"Movie":{},"Battery":{},"Game":{"VisualFX":2}})");
+    m_machine.values[L"VisualFX"] = 7;
+    Start(true);
+    for (const uint32_t code : {ERROR_BUSY, ERROR_TIMEOUT, ERROR_NOT_FOUND}) {
+        ASSERT_EQ(Set(profile::Game), 0U);
+        m_machine.stuck = L"VisualFX";
+        m_machine.stuckCode = code;
+        ASSERT_EQ(Set(profile::Disabled), 0U);
+        EXPECT_EQ(m_machine.values[L"VisualFX"], 2);
+        m_machine.stuck.clear();
+        m_manager.OnAgentArrived();
+        EXPECT_EQ(m_host.queue.RunAll(), code == ERROR_BUSY ? 0U : 1U) << code;
+        EXPECT_EQ(m_machine.values[L"VisualFX"], code == ERROR_BUSY ? 2 : 7) << code;
+    }
+    m_manager.OnAgentArrived();
+    EXPECT_EQ(m_host.queue.RunAll(), 0U) << "nothing is left to do";
+}
+
 TEST_F(ProfileManagerTest, ARequestThatIsOnlyRememberedOrRefusedCutsNothingShort) {
     for (const bool refused : {false, true}) {
         SCOPED_TRACE(refused);

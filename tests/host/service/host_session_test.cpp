@@ -96,6 +96,21 @@ TEST_F(HostSession, EverythingComesBackButWhatAHandChanged) {
     UserSession::SetEffect(kByHand, m_before.at(kByHand));
 }
 
+TEST_F(HostSession, AnAgentThatComesLateBringsTheEffectsBackByItself) {
+    ChildProcess host(m_installation.Host(L"console"));
+    ASSERT_TRUE(host.WaitForLine("ready"));
+    {
+        const ChildProcess agent(m_installation.Agent(L"run"));
+        ASSERT_TRUE(Control(L"module on"));
+        ASSERT_TRUE(EntersGame());
+    }
+    EXPECT_FALSE(Enter(L"Disabled")) << "nobody is there to do it";
+    EXPECT_EQ(UserSession::Effects(AllEffects()), m_inGame);
+    const ChildProcess agent(m_installation.Agent(L"run"));
+    EXPECT_TRUE(UserSession::Reaches(m_before));
+    EXPECT_EQ(host.Finish(), 0U);
+}
+
 TEST_F(HostSession, UninstallPutsTheSessionBackFromARunningAStoppedAndAKilledService) {
     for (const std::string how : {"running", "stopped", "killed"}) {
         SCOPED_TRACE(how);
