@@ -24,7 +24,13 @@ void CBootLauncherCheckExec::OnLogoff(uint32_t, const wchar_t*) {
 void CBootLauncherCheckExec::Run() {
     TRACE_SCOPE("CBootLauncherCheckExec::Run");
     // A logoff leaves the folder with the tracker, so that it is the leaving user's.
-    const std::wstring command = CommandLine(CUserLogon::Instance().AppData());
+    const std::wstring appData = CUserLogon::Instance().AppData();
+    if (appData.find(L'"') != std::wstring::npos) {
+        // No folder is called so, but users choose what their profile says; the rest would be more arguments.
+        TRACE_LINE(trace::kError, L"No check of a folder with a quotation mark: %s", appData.c_str());
+        return;
+    }
+    const std::wstring command = CommandLine(appData);
     const uint32_t error = Launch(command);
     if (error == 0) {
         TRACE_LINE(trace::kInformation, L"Process = '%s' created", command.c_str());

@@ -32,7 +32,8 @@ struct IProcessProvider : IServPlugin {
     /// What starts or ends from now on is told to `function` with this context. True on success.
     virtual bool RegisterProcessNotifyCallback(ProcessNotifyFunction* function, void* context,
                                                uint64_t reserved) = 0;  // 5
-    /// Takes the registration of the same function and context back; false when there is none. Returns when
-    /// no call is in flight, so that a caller must not hold a lock that its function takes.
+    /// Takes the registration of the same function and context back; false when there is none. A host may
+    /// wait for its call in flight, so that a caller must not hold a lock that its function takes, or may
+    /// not, so that its function must bear a late call.
     virtual bool UnregisterProcessNotifyCallback(ProcessNotifyFunction* function, void* context) = 0;  // 6
 };

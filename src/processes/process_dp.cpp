@@ -2,11 +2,14 @@
 
 #include <cstdlib>
 #include <cwchar>
+#include <mutex>
 #include <new>
+#include <set>
 #include <utility>
 
 #include "frame/guarded.h"
 #include "frame/plugin_request.h"
+#include "frame/slim_lock.h"
 #include "frame/trace.h"
 #include "frame/work_item.h"
 
@@ -29,6 +32,14 @@ ProcessNotification Copy(const _PROCESS_NOTIF& record) {
     return copy;
 }
 
+/// The feeds that are bound. Whether a provider waits for its calls in flight when a registration is taken
+/// back is the host's affair, and one that doesn't calls with the address of a feed that is gone.
+struct BoundFeeds {
+    CSlimLock lock;  // held over a notification, so that whoever takes a feed out waits for it
+    std::set<const CProcessDP*> feeds;
+};
+BoundFeeds g_bound;
+
 }  // namespace
 
 bool CProcessDP::Init() {
@@ -40,6 +51,10 @@ bool CProcessDP::Init() {
     if (m_queue != nullptr) m_queue->CreateSerialExecution(&m_serial);
     // Without a serial execution every notification would be dropped: better not to ask for them.
     if (m_serial != nullptr) {
+        {
+            const std::lock_guard guard(g_bound.lock);
+            g_bound.feeds.insert(this);
+        }
         if (m_processDp->RegisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this, 0)) return true;
         TRACE_LINE(trace::kError, L"RegisterProcessNotifyCallback failed");
     }
@@ -50,7 +65,11 @@ bool CProcessDP::Init() {
 
 void CProcessDP::Uninit() {
     TRACE_SCOPE("CProcessDP::Uninit");
-    // The provider first: it waits for its call in flight, which posts on the serial execution.
+    {
+        // Before anything goes that a notification uses, and not held over the provider's own wait.
+        const std::lock_guard guard(g_bound.lock);
+        g_bound.feeds.erase(this);
+    }
     if (m_processDp != nullptr &&
         !m_processDp->UnregisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this)) {
         TRACE_LINE(trace::kWarning, L"Could not unregister callback from processdp");
@@ -69,7 +88,9 @@ uint32_t CProcessDP::OnProcessNotify(const _PROCESS_NOTIF* record, void* context
         return 0;
     }
     static_cast<void>(Guarded([&] {
-        static_cast<CProcessDP*>(context)->_OnProcessNotify(record);
+        auto* const feed = static_cast<CProcessDP*>(context);
+        const std::lock_guard guard(g_bound.lock);
+        if (g_bound.feeds.contains(feed)) feed->_OnProcessNotify(record);
         return uint32_t{0};
     }));
     return 0;

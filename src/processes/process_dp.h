@@ -33,7 +33,8 @@ public:
     /// Blocks until the notification in flight and the observer's call have ended; drops the others.
     void Uninit();
 
-    /// For the provider. Always 0.
+    /// For the provider, which may be late: a call for a feed that isn't bound any more, or is gone, does
+    /// nothing. Always 0.
     static uint32_t OnProcessNotify(const _PROCESS_NOTIF* record, void* context);
     /// On the serial execution.
     void ProcessNotifyWorkItem(ProcessNotification record);

@@ -11,6 +11,7 @@
 #include "frame/text.h"
 #include "frame/trace.h"
 #include "processes/file_version_info.h"
+#include "processes/image_path.h"
 
 namespace optimizer {
 
@@ -97,6 +98,9 @@ bool CSnapshot::GetProductName(uint32_t pid, std::wstring& product) {
 }
 
 std::wstring CSnapshot::GetProductName(const std::wstring& path) {
+    // Whoever starts a program chooses its path, and can rewrite the one that the process tells. A share's
+    // server would get the service's own credentials, and could have it wait: it counts as without a product.
+    if (!IsOnLocalDrive(path)) return {};
     CFileVersionInfo version;
     version.Create(path);  // a file without a version resource has an empty product
     return version.GetProductName();

@@ -19,6 +19,7 @@ BOOL WINAPI Create(const wchar_t* program, wchar_t* command, SECURITY_ATTRIBUTES
                    BOOL inherits, DWORD flags, void*, const wchar_t*, STARTUPINFOW* startup,
                    PROCESS_INFORMATION* information) {
     EXPECT_TRUE(inherits && flags == 0x8000000 && startup->cb == 104);
+    EXPECT_EQ(program, optimizer::GetProgramFolder() + L"BootLauncher.exe") << "searched for nowhere else";
     g_launched.emplace_back(command);
     if (g_refusal != 0) return SetLastError(g_refusal), FALSE;
     DWORD arguments = ~0U;
@@ -97,6 +98,11 @@ TEST_F(BootLauncher, EachLogoffChecksTheUserWhoLeaves) {
         EXPECT_EQ(std::exchange(g_launched, {}), std::vector<std::wstring>{command});
         tracker.Uninit();
     }
+    test_support::SetSimulatedUser(L"DOM", L"ann", 1, L"C:\\ann\" /x \"");
+    ASSERT_EQ(tracker.Init(&host), 0U);
+    check.OnLogoff(1, L"DOM\\ann");
+    EXPECT_TRUE(g_launched.empty()) << "a user's folder is one argument or none";
+    tracker.Uninit();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // From the notification to the picture, with a file that has a product name.
 #include "frame/module_path.h"
 #include "frame/text.h"
+#include "processes/image_path.h"
 #include "processes/snapshot.h"
 #include "tests/processes/process_fixture.h"
 
@@ -52,8 +53,34 @@ TEST_F(ProcessRoad, ProcessesOfOneProgramShareAKeyThatGoesWithTheLast) {
     snapshot.Stop();
     m_host.queue.RunAll();
     EXPECT_EQ(m_told, L"") << "not after the end";
+    // A host that doesn't wait for its calls in flight may still be in the middle of one.
+    _PROCESS_NOTIF late = {};
+    late.name = L"C:\\late.exe";
+    auto gone = std::make_unique<CProcessDP>(&m_host, nullptr);
+    void* const address = gone.get();
+    ASSERT_TRUE(gone->Init());
+    gone->Uninit();
+    EXPECT_EQ(CProcessDP::OnProcessNotify(&late, address), 0U);
+    gone.reset();
+    EXPECT_EQ(CProcessDP::OnProcessNotify(&late, address), 0U);
+    EXPECT_TRUE(m_host.queue.Pending().empty());
     EXPECT_EQ(CProcessDP::OnProcessNotify(nullptr, nullptr), 0U);
     EXPECT_TRUE(m_traces.Has(L"NULL context pointer"));
+}
+
+TEST_F(ProcessRoad, AnImageOnTheNetworkIsNeverOpened) {
+    EXPECT_TRUE(IsOnLocalDrive(GetModuleFolder()));
+    EXPECT_TRUE(IsOnLocalDrive(LR"(\\?\C:\x.exe)"));
+    for (const wchar_t* const path :
+         {LR"(\\server\share\x.exe)", LR"(\\?\UNC\server\share\x.exe)", LR"(\\.\C:\x.exe)",
+          LR"(\\?\GLOBALROOT\Device\Mup\s\x.exe)", LR"(Q:\x.exe)", LR"(\Device\x)", L"x.exe", L"C:x.exe",
+          L"//server/x.exe", L""}) {
+        EXPECT_FALSE(IsOnLocalDrive(path)) << static_cast<const void*>(path);
+    }
+    const std::wstring image = GetModuleFolder() + L"Scratch_Process.exe";
+    EXPECT_EQ(CSnapshot::GetProductName(LR"(\\?\)" + image), L"Scratch Product");
+    EXPECT_EQ(CSnapshot::GetProductName(LR"(\\.\)" + image), L"")
+        << "the same file, by a name that may lead anywhere";
 }
 
 }  // namespace
