@@ -37,6 +37,7 @@ class Bench:
         self.prefix.stop()
         self.prefix.start()
         self.prefix.install()
+        self.prefix.open_session()
         engines.clear_away(self.prefix)
         self._places = {}
         self._machine("prepare", text=FOUND)

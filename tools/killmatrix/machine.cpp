@@ -98,6 +98,14 @@ void LogOn() {
     if (!event || !SetEvent(event.Get())) throw std::runtime_error("no host waits for a logon");
 }
 
+/// Keeps the session's desktop, as a shell does. Without it each program that needs one brings up its own, which
+/// costs more than all the rest, and one that comes while another's ends gets none.
+[[noreturn]] void BeSession() {
+    GetDesktopWindow();
+    for (;;)
+        Sleep(INFINITE);
+}
+
 int Run(const std::string& verb, const char* argument) {
     if (verb == "prepare") {
         Prepare(optimizer::GetModuleFolder());
@@ -109,8 +117,10 @@ int Run(const std::string& verb, const char* argument) {
         std::cout << killmatrix::ToText(Await(ReadPicture(), std::stoul(argument)));
     } else if (verb == "logon") {
         LogOn();
+    } else if (verb == "session") {
+        BeSession();
     } else {
-        std::cerr << "killmatrix_machine prepare | restore | picture | await MS | logon\n";
+        std::cerr << "killmatrix_machine prepare | restore | picture | await MS | logon | session\n";
         return 2;
     }
     return 0;

@@ -83,6 +83,7 @@ class Prefix:
         self._folder = folder
         self._build = build
         self._closed = False
+        self._session = None
         self.machine = folder / "drive_c" / "machine"
         self.agent = folder / "drive_c" / "agent"
         folder.parent.mkdir(parents=True, exist_ok=True)
@@ -118,8 +119,16 @@ class Prefix:
         self.strike.disarm()
         self._run_wine("--prepare")
 
+    def open_session(self):
+        """A desktop that stays until the prefix is stopped."""
+        self._session = self.popen("killmatrix_machine.exe", "session", output=Output())
+
     def stop(self):
         self._run_wine("--stop")
+        if self._session is not None:
+            self._session.kill()
+            self._session.wait()
+        self._session = None
 
     def close(self):
         """Ends all that runs in it, for good."""
