@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include "border/connector.h"
+
 namespace host {
 
 bool IsSound(const FrameHeader& header) {

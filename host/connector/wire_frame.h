@@ -33,9 +33,6 @@ static_assert(sizeof(FrameHeader) == 32);
 /// every event from now on. A client numbers its requests from the next on.
 inline constexpr uint32_t kWelcomeCall = 1;
 
-/// Twice what the largest settings need. A reader holds a message several times over while it unpacks it.
-inline constexpr uint32_t kMostPayloadBytes = 1024 * 1024;
-
 /// A frame ready to be written. Copies share the bytes, so that one broadcast can wait in many queues.
 struct Frame {
     std::shared_ptr<const uint8_t[]> bytes;

@@ -17,10 +17,9 @@ constexpr DWORD kBufferBytes = 1024;
 /// The user's name as the user sees it. Impersonates for that one call.
 bool ReadCurrentUser(UserRecord& record) {
     VxUsersLibrary& users = VxUsersLibrary::Instance();
-    UserRecord* const none = nullptr;
-    if (users.Call<UserRecordFunction>(VxUsersLibrary::kSrvImpersonateCurrentUser, uint32_t{0}, none) == 0) {
-        return false;
-    }
+    // A record of its own: not every users library bears a null one.
+    UserRecord impersonated;
+    if (!users.Fill(VxUsersLibrary::kSrvImpersonateCurrentUser, impersonated)) return false;
     const bool told = users.Fill(VxUsersLibrary::kGetCurrentUserInfoBasic, record);
     // Also when the name couldn't be had: the thread must not stay somebody else.
     users.Call<RevertToSelfFunction>(VxUsersLibrary::kSrvRevertToSelf, uint32_t{0});

@@ -17,7 +17,6 @@ using optimizer::CUserLogon;
 namespace {
 
 constexpr DWORD kPassMs = 1000;
-constexpr uint32_t kUptimeLimitMs = 7200000;  // told in a trace
 
 /// Takes the notifications back however the measurement ends.
 class ProcessNotifications {

@@ -11,7 +11,6 @@ constexpr int64_t kQuietPercent = 20;   // of one processor
 constexpr uint32_t kQuietSamples = 10;  // in a row
 constexpr uint32_t kNewProcessesMs = 180000;
 constexpr uint32_t kUserThereMs = 60000;
-constexpr uint32_t kOverdueMs = 7200000;
 constexpr double kIdleShare = 0.8;
 constexpr uint32_t kLongestDiskWaitMs = 10000;
 constexpr uint64_t kTicksPerMs = 10000;
@@ -65,7 +64,7 @@ bool TakesNewProcesses(bool isLogged, uint32_t now, uint32_t loginTick) {
 }
 
 bool IsBootOverdue(uint32_t now) {
-    return now > kOverdueMs;
+    return now > kUptimeLimitMs;
 }
 
 std::optional<uint32_t> FinishedBootTime(uint32_t now, uint32_t loginTick, uint32_t quietTick) {

@@ -37,6 +37,8 @@ SampleVerdict JudgeSample(const WatchState& state, uint32_t now, const ProcessCo
 /// Whether processes that start are still taken into the watch.
 bool TakesNewProcesses(bool isLogged, uint32_t now, uint32_t loginTick);
 
+inline constexpr uint32_t kUptimeLimitMs = 7200000;  // two hours
+
 /// Whether the machine has run for so long that nobody waits for its boot any more.
 bool IsBootOverdue(uint32_t now);
 

@@ -13,6 +13,10 @@ inline constexpr const wchar_t* kCommonPipeName = L"optimizercommonpipe";
 /// Target of a broadcast that goes to every client.
 inline constexpr uint32_t kEveryClient = 0xFFFFFFFF;
 
+/// The largest payload of a message in either direction: twice what the largest settings need. A reader holds
+/// a message several times over while it unpacks it.
+inline constexpr uint32_t kMostPayloadBytes = 1024 * 1024;
+
 /// A received message; the payload's bytes follow the record. It lives while the receive function runs.
 struct ConnectorMessage {
     /// Bit of `flags`: the sender waits in sendMessage and must be answered.

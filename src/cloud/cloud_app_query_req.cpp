@@ -32,6 +32,7 @@ picojson::value Utf8(const wchar_t* text) {
 }
 
 picojson::array AppsOf(OptimizerProcessList* list, const std::string& category) {
+    if (list == nullptr) return {};
     const std::unique_ptr<ProcessEntryEnum, EnumRelease> enumerator(list->CreateConstEnum());
     if (!enumerator) throw std::bad_alloc();
     picojson::array apps;

@@ -100,7 +100,7 @@ void CBootTimeComm::_Answer(const ConnectorMessage* message, const Request& requ
         return;
     }
     const bool answered = m_server.Answer(message, answer.Data(), answer.SizeBytes());
-    // What is too large for the pipe is an error to those who don't wait too.
+    // An error to those who don't wait too. A post that fails is followed by nothing.
     if (!answered && !SenderWaits(message)) m_server.AnswerStatus(message, ERROR_GEN_FAILURE, errorId);
 }
 

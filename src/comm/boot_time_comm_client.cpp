@@ -121,7 +121,8 @@ uint32_t CBootTimeCommClient::GetTotalBootImpact(ProcessCounters* total) {
 
 uint32_t CBootTimeCommClient::GetBootImpact(vx::IList<ProcessImpact>* list, ProcessImpact* filter) {
     TRACE_SCOPE("CBootTimeCommClient::GetBootImpact");
-    return Guarded([&] {
+    if (list == nullptr) return ERROR_FILE_NOT_FOUND;  // as the engine's own answers
+    return Guarded([&]() -> uint32_t {
         CByteStream payload;
         WriteFilter(payload, filter != nullptr ? *filter : ProcessImpact{});
         return _Ask(traceScope, Request::kBootImpact, payload.Data(), payload.SizeBytes(),

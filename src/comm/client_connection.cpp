@@ -61,7 +61,8 @@ uint32_t CClientConnection::_Init() {
 }
 
 bool CClientConnection::_UnInit() {
-    if (--m_initCount != 0) return false;
+    // One too many counts for nothing: the next Init would load the connector anew under a live endpoint.
+    if (m_initCount == 0 || --m_initCount != 0) return false;
     _Disconnect();
     m_connections = nullptr;
     if (IConnectorClient* const connector = m_connector.Get()) {
@@ -106,7 +107,7 @@ uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
 
 void CClientConnection::Stop() {
     const std::lock_guard guard(m_lock);
-    if (--m_startCount == 0) _Disconnect();
+    if (m_startCount != 0 && --m_startCount == 0) _Disconnect();
 }
 
 CClientConnection::Outcome CClientConnection::Ask(uint32_t id, const void* data, uint32_t sizeBytes,

@@ -85,8 +85,11 @@ uint32_t COptimizerALComm::NpcCallback(const ConnectorMessage* message) {
     for (const Request& request : kRequests) {
         if (static_cast<uint32_t>(request.id) != message->id) continue;
         if (request.isOneNumber && message->sizeBytes != sizeof(uint32_t)) return ERROR_GEN_FAILURE;
-        (this->*request.answer)(message);
-        return ERROR_SUCCESS;
+        // Short memory is an error like any other to those who wait.
+        const uint32_t error =
+            Guarded([&] { return (this->*request.answer)(message), uint32_t{ERROR_SUCCESS}; });
+        if (error != ERROR_SUCCESS) m_server.ReplyStatus(message, error);
+        return error;
     }
     // No answer: the sender waits until its time is over.
     return ERROR_GEN_FAILURE;

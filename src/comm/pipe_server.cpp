@@ -78,12 +78,19 @@ void CPipeServer::ReplyStatus(const ConnectorMessage* message, uint32_t status) 
 
 bool CPipeServer::Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes) {
     ConnectorEndpoint* const endpoint = m_endpoint;
-    if (!SenderWaits(message))
-        return endpoint->postMessage(message->id, data, sizeBytes, message->senderId) == ERROR_SUCCESS;
-    const bool answered = endpoint->replyData(message, message->id, data, sizeBytes) == ERROR_SUCCESS;
-    // What is too large for the pipe becomes an error rather than a wait in vain.
-    if (!answered) endpoint->replyStatus(message, ERROR_GEN_FAILURE);
-    return answered;
+    if (sizeBytes > kMostPayloadBytes) {
+        // An error rather than a wait in vain.
+        if (SenderWaits(message)) endpoint->replyStatus(message, ERROR_GEN_FAILURE);
+        return false;
+    }
+    // Not every connector gives these a result: what one leaves in its place isn't looked at, or a good
+    // answer would be followed by a second one.
+    if (SenderWaits(message)) {
+        endpoint->replyData(message, message->id, data, sizeBytes);
+    } else {
+        endpoint->postMessage(message->id, data, sizeBytes, message->senderId);
+    }
+    return true;
 }
 
 void CPipeServer::AnswerStatus(const ConnectorMessage* message, uint32_t status, uint32_t answerId) {

@@ -29,7 +29,7 @@ public:
 
     void ReplyStatus(const ConnectorMessage* message, uint32_t status);
     /// To a sender that waits as the reply, with 31 in place of data that the pipe doesn't take; to another
-    /// as a message of the same number. False when the data didn't go out.
+    /// as a message of the same number. False when the data is too large to go out.
     bool Answer(const ConnectorMessage* message, const void* data, uint32_t sizeBytes);
     /// A sender that doesn't wait hears the status under a number of its own.
     void AnswerStatus(const ConnectorMessage* message, uint32_t status, uint32_t answerId);

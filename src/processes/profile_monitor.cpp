@@ -99,6 +99,7 @@ void CProfileMonitor::OnProfileChanged(const wchar_t*, const profile* changed) {
 /// A module that is off remembers the choice of a profile and changes nothing on the machine for it, so that
 /// no process may be raised for it either. Off, the engine still names the choice as its profile.
 CProfileMonitor::profile CProfileMonitor::_InForce(profile named) const {
+    // Also from inside an event of the engine's, whose locks let their own thread in again.
     bool on = true;
     const bool isKnown = m_optimizer->GetModuleEnable(&on) == ERROR_SUCCESS;
     return isKnown && !on ? profile::Disabled : named;

@@ -36,7 +36,15 @@ COptimizerPlugin::COptimizerPlugin()
     m_log.Get();
 }
 
-COptimizerPlugin::~COptimizerPlugin() = default;
+/// A host may leave out the operations that end it; nothing stays registered for that.
+COptimizerPlugin::~COptimizerPlugin() {
+    _End();
+}
+
+void COptimizerPlugin::_End() {
+    if (m_isStarted) Stop();
+    if (m_tracksUsersInit) UnInit();
+}
 
 void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
     if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
@@ -55,6 +63,7 @@ uint32_t COptimizerPlugin::_Init(IServMain* main) {
         TRACE_LINE(trace::kError, L"IServMain is null!");
         return ERROR_INVALID_HANDLE;
     }
+    _End();  // of an earlier one that was left as it was
     m_main = main;
     VxUsersLibrary::Instance().Bind();
     m_tracksUsersInit = true;  // first, so that UnInit gives back what a call that throws has taken
@@ -90,6 +99,7 @@ uint32_t COptimizerPlugin::Start() {
 
 uint32_t COptimizerPlugin::_Start() {
     TRACE_SCOPE("COptimizerPlugin::Start");
+    if (std::exchange(m_isStarted, true)) return ERROR_SUCCESS;
     m_notifier->RegisterObserver(this);
     m_notifier->Start();
     if (m_manager) static_cast<void>(m_manager->Start());
@@ -100,6 +110,7 @@ uint32_t COptimizerPlugin::_Start() {
 
 uint32_t COptimizerPlugin::Stop() {
     TRACE_SCOPE("COptimizerPlugin::Stop");
+    m_isStarted = false;
     if (m_manager) static_cast<void>(m_manager->Stop());
     m_cloud->Stop();
     m_notifier->UnregisterObserver(this);

@@ -62,6 +62,7 @@ private:
     // The operations of the same names, which let no exception out.
     uint32_t _Init(IServMain* main);
     uint32_t _Start();
+    void _End();
     uint32_t _SetProfile(const profile* wanted);
     uint32_t _SetProfileConfig(const profile* which, vx::String* config);
     uint32_t _GetProfileConfig(const profile* which, vx::String* config);
@@ -77,6 +78,7 @@ private:
     std::unique_ptr<CBootLauncherCheckExec> m_bootLauncherCheck;  // from Init to UnInit
     bool m_tracksUsersInit = false;  // the user table and Init of the tracking are this object's to give back
     bool m_tracksUsersStarted = false;  // likewise Start
+    bool m_isStarted = false;
 };
 
 }  // namespace optimizer

@@ -12,6 +12,11 @@ namespace {
 
 constexpr const wchar_t* kSettingsPlugin = L"optimizersettings";
 
+/// Requests bring any number.
+bool IsProfile(profiles::profile which) {
+    return static_cast<uint32_t>(which) < profiles::kCount;
+}
+
 const wchar_t* OnOff(bool on) {
     return on ? L"ON" : L"OFF";
 }
@@ -76,7 +81,7 @@ uint32_t ProfileManager::SetProfile(const profile* wanted) {
     TRACE_SCOPE("ProfileManager::SetProfile");
     CriticalSectionGuard guard(m_lock);
     if (!m_profile) return ERROR_GEN_FAILURE;
-    if (static_cast<uint32_t>(*wanted) >= profiles::kCount) return ERROR_INVALID_PARAMETER;
+    if (!IsProfile(*wanted)) return ERROR_INVALID_PARAMETER;
     if (*wanted == m_activeProfile) {
         // "Disabled" says that the machine is back: asked for again, it is looked at once more until that is
         // so.
@@ -135,6 +140,7 @@ uint32_t ProfileManager::SetProfileConfig(const profile* which, const std::wstri
     TRACE_SCOPE("ProfileManager::SetProfileConfig");
     CriticalSectionGuard guard(m_lock);
     if (!m_profile) return ERROR_GEN_FAILURE;
+    if (!IsProfile(*which)) return ERROR_INVALID_PARAMETER;
     const uint32_t result = m_profile->SetProfileConfig(which, text);
     // While a change runs, this new run is dropped; the config takes effect with the next change. So it does
     // for a profile that a module which is off only remembers.
@@ -147,7 +153,8 @@ uint32_t ProfileManager::SetProfileConfig(const profile* which, const std::wstri
 uint32_t ProfileManager::GetProfileConfig(const profile* which, std::wstring& out) {
     TRACE_SCOPE("ProfileManager::GetProfileConfig");
     CriticalSectionGuard guard(m_lock);
-    return m_profile ? m_profile->GetProfileConfig(which, out) : uint32_t{ERROR_GEN_FAILURE};
+    if (!m_profile) return ERROR_GEN_FAILURE;
+    return IsProfile(*which) ? m_profile->GetProfileConfig(which, out) : uint32_t{ERROR_INVALID_PARAMETER};
 }
 
 /// A module that is off starts nothing of the remembered profile, on this road as little as on any other.
@@ -263,8 +270,8 @@ bool ProfileManager::_GetModuleState() {
 void ProfileManager::_AdoptStoredModuleState() {
     const bool stored = _GetModuleState();
     if (stored == m_moduleState) return;
+    m_moduleState = stored;  // first: whoever is told may ask
     if (m_observer != nullptr) m_observer->OnModuleStateChanged(stored);
-    m_moduleState = stored;
 }
 
 IProfilesSettings* ProfileManager::_ProfilesSettings() const {

@@ -46,6 +46,7 @@ public:
     /// before Start, 87 for a number that is none, or the error of the store or the event queue.
     uint32_t SetProfile(const profile* wanted);
     uint32_t GetProfile(profile* active);
+    /// Also 87 for a number that is no profile.
     uint32_t SetProfileConfig(const profile* which, const std::wstring& text);
     uint32_t GetProfileConfig(const profile* which, std::wstring& out);
     /// Only 1 means on. 0 also when the state didn't change.

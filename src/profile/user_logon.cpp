@@ -102,6 +102,7 @@ uint32_t CUserLogon::_Start() {
         TRACE_LINE(trace::kError, L"Error getting plugin: %s", kSessionChangePlugin);
         return pluginError;
     }
+    if (plugin == nullptr) return ERROR_INVALID_HANDLE;  // some hosts answer 0 for what they haven't got
     m_sessionChange = static_cast<ISessionChange*>(plugin);
 
     m_queue = m_main->GetEventQueue();

@@ -9,6 +9,7 @@
 #include "border/boot_time.h"
 #include "border/optimizer.h"
 #include "frame/handles.h"
+#include "frame/text.h"
 #include "frame/vx_string.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_product_info.h"
@@ -112,6 +113,56 @@ TEST_F(Module, AHostDrivesItsComponentsByTheirSlots) {
     CallSlot<void>(settings, 2);
     EXPECT_EQ(CallSlot<void*>(settings, 5), nullptr);
     EXPECT_EQ(CallSlot<void*>(settings, 7, uint32_t{1}), settings) << "the deleting destructor frees it";
+}
+
+/// What a component says to a host that is half there, by its slots: none may fall over it, and each is as
+/// good as new afterwards.
+TEST_F(Module, EveryComponentBearsAHostThatIsHalfThere) {
+    test_support::FakeHost bare;
+    bare.hasManager = false;
+    test_support::FakeHost empty;  // whose manager has no plug-ins
+    const struct {
+        const wchar_t* name;
+        uint32_t withoutHost;
+        uint32_t withoutManager;
+        uint32_t withoutPlugins;
+    } components[] = {
+        {L"optimizeral", 6, 0, 0},
+        {L"optimizersettings", 6, 6, 1168},
+        {L"optimizeralcomm", 31, 31, 1168},
+        {L"optimizeragent", 6, 31, 1168},
+        {L"optimizeragentserver", 6, 31, 1168},
+        {L"boottime", ~0U, ~0U, 1168},
+        {L"boottimecomm", 31, 31, 1168},
+    };
+    for (const auto& component : components) {
+        SCOPED_TRACE(optimizer::Narrow(component.name));
+        for (int round = 0; round < 2; ++round) {
+            void* const object = Made(component.name);
+            EXPECT_EQ(CallSlot<void*>(object, 0, &kStrange), nullptr);
+            const std::pair<IServMain*, uint32_t> hosts[] = {{nullptr, component.withoutHost},
+                                                             {&bare, component.withoutManager},
+                                                             {&empty, component.withoutPlugins}};
+            for (const auto& [host, expected] : hosts) {
+                EXPECT_EQ(CallSlot<uint32_t>(object, 1, host), expected);
+                CallSlot<void>(object, 2);
+            }
+            m_destroy(component.name, object);
+        }
+    }
+    for (const wchar_t* const name : {L"optimizercommclient", L"boottimecommclient"}) {
+        void* const object = Made(name);
+        IServMain* const none = nullptr;
+        EXPECT_EQ(CallSlot<uint32_t>(object, 3), uint32_t{ERROR_NOT_ENOUGH_MEMORY}) << "before Init";
+        EXPECT_EQ(CallSlot<uint32_t>(object, 4), 0U);
+        CallSlot<void>(object, 2);
+        EXPECT_NE(CallSlot<uint32_t>(object, 1, none), 0U) << "no connector lies beside this program";
+        CallSlot<void>(object, 2);
+        m_destroy(name, object);
+    }
+    void* const inProcess = Made(L"optimizerinproc");
+    EXPECT_EQ(CallSlot<void*>(inProcess, 0, &kStrange), nullptr);
+    m_destroy(L"optimizerinproc", inProcess);
 }
 
 TEST_F(Module, TheAgentServerAnswersForTheAgentsPresence) {

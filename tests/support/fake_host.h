@@ -84,13 +84,14 @@ public:
 class FakeHost final : public IServMain {
 public:
     void* QueryInterface(const Identifier*) override { return nullptr; }
-    IComponentManager* GetComponentManager() override { return &manager; }
+    IComponentManager* GetComponentManager() override { return hasManager ? &manager : nullptr; }
     IPluginLoader* GetPluginLoader() override { return nullptr; }
     IEventQueue* GetEventQueue() override { return hasQueue ? &queue : nullptr; }
 
     FakeComponentManager manager;
     FakeEventQueue queue;
     bool hasQueue = true;
+    bool hasManager = true;
 };
 
 }  // namespace test_support

@@ -48,6 +48,9 @@ class Bench:
 
     def _await(self, picture):
         self._picture = self._machine("await", str(SETTLE_MS), text=picture)
+        if not self._picture:
+            # Nothing was looked at, which isn't a machine that differs: a prefix that is being closed ends its programs.
+            raise RuntimeError("no picture of the machine")
         return self._picture
 
     def _to_picture(self, picture):

@@ -16,6 +16,7 @@ from wine import ROOT, Prefix, Strike
 
 KINDS = [("service/", "services"), ("power/Update", "updates"), ("power/balanced/sleep/hibernate", "hibernation"),
          ("power/", "power plan"), ("user/toasts", "toasts"), ("user/balloons", "balloons"), ("user/", "effects")]
+FURTHER_SAMPLES = 5
 SHORT = {"Disabled-Game in-process": 12, "Game-Disabled in-process": 4, "Game-Battery in the console": 3,
          "start, Disabled stored over Game": 2}
 
@@ -149,6 +150,18 @@ def choose_roads(options):
     return [road for road in ROADS if not options.road or any(part in road.name for part in options.road)]
 
 
+def more_calls(road, options, results):
+    """In place of those that never came, since no two runs make quite as many calls: one after the other of a further
+    sample, until there are as many kills as there are to be."""
+    if options.call or options.every or options.short or options.full_disk:
+        return []
+    entries = [entry for (name, _, _), entry in results.attempts.items() if name == road.name]
+    missing = (options.sample or road.kills) - sum(entry["struck"] for entry in entries)
+    turn = 1 + max(entry["round"] for entry in entries)
+    source = random.Random(f"{options.seed} {road.name} {turn}")
+    return [(source.randint(1, results.calls[road.name]), turn + i) for i in range(missing)]
+
+
 def count_calls(bench, road):
     """Wine itself gives up now and then, here as at a strike."""
     try:
@@ -172,6 +185,15 @@ def plan(bench, roads, results, options):
     return jobs
 
 
+def strike_all(benches, jobs, results, options):
+    threads = [Worker(bench, jobs, results, options) for bench in benches]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    return threads
+
+
 def run(options):
     roads = choose_roads(options)
     if options.list or not roads:
@@ -191,11 +213,14 @@ def run(options):
             bench.prepare()
         results = Results(folder / f"{kept}.jsonl", options.fresh or options.short)
         jobs = plan(benches[0], roads, results, options)
-        threads = [Worker(bench, jobs, results, options) for bench in benches]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
+        threads = strike_all(benches, jobs, results, options)
+        for _ in range(FURTHER_SAMPLES):
+            for road in roads:
+                for call, turn in more_calls(road, options, results):
+                    jobs.put((road, call, turn))
+            if jobs.empty() or any(thread.problem for thread in threads):
+                break
+            threads = strike_all(benches, jobs, results, options)
     finally:
         # A worker that is in the middle of something when the run is broken off isn't to start its server again.
         for prefix in prefixes:

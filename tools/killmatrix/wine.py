@@ -183,5 +183,5 @@ def wait_until(condition, limit_s):
     while not condition():
         if time.monotonic() > end:
             return False
-        time.sleep(0.005)
+        time.sleep(0.02)
     return True
