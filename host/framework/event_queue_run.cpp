@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "frame/trace.h"
 #include "framework/event_queue.h"

@@ -1,6 +1,5 @@
 #include "comm/client_connection.h"
 
-#include <utility>
 
 #include <windows.h>
 

@@ -1,6 +1,7 @@
 #include "frame/sync_rw_lock.h"
 
 #include <new>
+#include <utility>
 
 #include "frame/fatal.h"
 
