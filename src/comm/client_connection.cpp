@@ -1,6 +1,5 @@
 #include "comm/client_connection.h"
 
-
 #include <windows.h>
 
 #include "comm/byte_stream.h"
