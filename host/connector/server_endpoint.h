@@ -60,12 +60,12 @@ private:
     void _Flush() noexcept NO_THREAD_SAFETY_ANALYSIS;
     void _Part() NO_THREAD_SAFETY_ANALYSIS;
     void _Admit(optimizer::FileHandle pipe);
-    void _StartClients();
-    void _EndClients();
-    Client _Find(uint32_t id);
+    void _StartClients() EXCLUDES(m_clientsLock);
+    void _EndClients() EXCLUDES(m_clientsLock);
+    Client _Find(uint32_t id) EXCLUDES(m_clientsLock);
     template <class Condition>
-    size_t _CountIf(Condition condition);
-    std::vector<Client> _Clients();
+    size_t _CountIf(Condition condition) EXCLUDES(m_clientsLock);
+    std::vector<Client> _Clients() EXCLUDES(m_clientsLock);
     template <class Condition>
     uint32_t _SendToAll(uint32_t id, const void* data, uint32_t sizeBytes, Condition condition);
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,

@@ -68,21 +68,21 @@ private:
 
     using PluginMap = std::map<std::wstring, Plugin, std::less<>>;
 
-    uint32_t _Acquire(const wchar_t* name, Plugin*& out);
+    uint32_t _Acquire(const wchar_t* name, Plugin*& out) EXCLUDES(m_tableLock);
     bool _TakeIfServed(Plugin& plugin) REQUIRES(m_tableLock);
     uint32_t _BringUp(Plugin& plugin);
     uint32_t _BeginCreation(Plugin& plugin) REQUIRES(m_creationLock);
     uint32_t _Create(Plugin& plugin) REQUIRES(m_creationLock);
     const wchar_t* _TryCreate(Plugin& plugin, uint32_t& error);
     uint32_t _Start(Plugin& plugin);
-    void _GiveUp(Plugin& plugin);
-    void _NoteFailure(const Plugin& plugin, uint32_t error, const wchar_t* trouble);
-    void _SetState(Plugin& plugin, PluginState state);
+    void _GiveUp(Plugin& plugin) EXCLUDES(m_tableLock);
+    void _NoteFailure(const Plugin& plugin, uint32_t error, const wchar_t* trouble) EXCLUDES(m_tableLock);
+    void _SetState(Plugin& plugin, PluginState state) EXCLUDES(m_tableLock);
 
-    uint32_t _BringUpAtLoad(Plugin& plugin);
-    std::wstring _FailureSentence(uint32_t error);
+    uint32_t _BringUpAtLoad(Plugin& plugin) EXCLUDES(m_tableLock);
+    std::wstring _FailureSentence(uint32_t error) EXCLUDES(m_tableLock);
     bool _IsCreatingHere() const REQUIRES(m_tableLock);
-    void _UnloadAll();
+    void _UnloadAll() EXCLUDES(m_tableLock);
     void _StopAll(const std::vector<Plugin*>& started);
     void _DestroyAll(const std::vector<Plugin*>& started);
     // Not checked for the lock: from its beginning Load adds nothing to the list and takes nothing away, nor
