@@ -11,6 +11,7 @@
 #include "comm/optimizer_al_comm.h"
 #include "comm/optimizer_comm_client.h"
 #include "frame/guarded.h"
+#include "frame/lock_guard.h"
 #include "frame/object_factory.h"
 #include "frame/uninstall_event.h"
 #include "profile/optimizer_in_proc.h"
@@ -24,9 +25,21 @@ using optimizer::COptimizerPlugin;
 
 constexpr const wchar_t* kPluginName = L"optimizeral";
 
-CRITICAL_SECTION g_lock;               // made at process attach; held only around the two fields below
-int32_t g_count = 0;                   // references to the plugin
-COptimizerPlugin* g_plugin = nullptr;  // the one plugin of the process
+/// The lock of the library's entry, which makes it and deletes it, as no static's constructor could.
+class CAPABILITY("lock") EntryLock {
+public:
+    void Make() { InitializeCriticalSection(&m_section); }
+    void Delete() { DeleteCriticalSection(&m_section); }
+    void lock() ACQUIRE() { EnterCriticalSection(&m_section); }
+    void unlock() RELEASE() { LeaveCriticalSection(&m_section); }
+
+private:
+    CRITICAL_SECTION m_section;
+};
+
+EntryLock g_lock;                                         // held only around the two fields below
+int32_t g_count GUARDED_BY(g_lock) = 0;                   // references to the plugin
+COptimizerPlugin* g_plugin GUARDED_BY(g_lock) = nullptr;  // the one plugin of the process
 
 constexpr optimizer::CreationTraces kBootTimeTraces = {L"Created pOptimizerBootTimer object",
                                                        L"Got pOptimizerBootTimer interface",
@@ -65,7 +78,7 @@ COptimizerPlugin* MakePlugin() {
 
 uint32_t CreatePlugin(const Identifier* iid, void** out) {
     const Identifier wanted = *iid;
-    EnterCriticalSection(&g_lock);
+    optimizer::LockGuard guard(g_lock);
     uint32_t error = ERROR_SUCCESS;
     if (g_count != 0) {
         // A destruction too many took the count below 0, and there is no plugin. That isn't mended here: the
@@ -81,7 +94,7 @@ uint32_t CreatePlugin(const Identifier* iid, void** out) {
         }
     }
     COptimizerPlugin* const plugin = g_plugin;
-    LeaveCriticalSection(&g_lock);
+    guard.unlock();
     if (error != ERROR_SUCCESS) return error;
     // The count stays raised when the object lacks the interface: only a balancing destruction takes it down.
     *out = plugin->QueryInterface(&wanted);
@@ -89,13 +102,12 @@ uint32_t CreatePlugin(const Identifier* iid, void** out) {
 }
 
 void DestroyPlugin() {
-    EnterCriticalSection(&g_lock);
+    const optimizer::LockGuard guard(g_lock);
     // Goes below 0 unchecked, as told above.
     if (g_count-- == 1) {
         if (g_plugin != nullptr) g_plugin->DeletingDestructor(1);
         g_plugin = nullptr;
     }
-    LeaveCriticalSection(&g_lock);
 }
 
 bool IsPlugin(const wchar_t* name) {
@@ -127,12 +139,13 @@ uint32_t VxNotifyUninstall() {
     return event && SetEvent(event.Get()) ? ERROR_SUCCESS : ERROR_GEN_FAILURE;
 }
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+// Not checked for the lock: the system runs this before and after all else that the library does.
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) NO_THREAD_SAFETY_ANALYSIS {
     if (reason == DLL_PROCESS_ATTACH) {
-        if (g_count == 0) InitializeCriticalSection(&g_lock);
+        if (g_count == 0) g_lock.Make();
     } else if (reason == DLL_PROCESS_DETACH) {
         // With references left at exit the section stays, since their owners may still come.
-        if (g_count == 0) DeleteCriticalSection(&g_lock);
+        if (g_count == 0) g_lock.Delete();
     }
     return TRUE;
 }

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -14,7 +13,7 @@
 
 namespace host {
 
-using Guard = std::lock_guard<optimizer::CSlimLock>;
+using optimizer::LockGuard;
 
 namespace {
 
@@ -38,7 +37,7 @@ OwnedResponse MakeResponse(const void* data, uint32_t sizeBytes) {
 CCallTable::Call::Call(CCallTable& table) : m_table(table), m_number(table._Begin(this)) {}
 
 CCallTable::Call::~Call() {
-    const Guard guard(m_table.m_lock);
+    const LockGuard guard(m_table.m_lock);
     std::erase(m_table.m_calls, this);
     if (m_response != nullptr) m_table.Free(m_response);  // came after the caller had given up
     if (m_table.m_calls.empty()) m_table.m_empty.WakeAll();
@@ -46,7 +45,7 @@ CCallTable::Call::~Call() {
 
 uint32_t CCallTable::Call::Wait(uint32_t timeoutMs, ConnectorResponse** response) {
     const CDeadline deadline(timeoutMs);
-    const Guard guard(m_table.m_lock);
+    const LockGuard guard(m_table.m_lock);
     while (m_response == nullptr) {
         if (m_table.m_broken) return ERROR_PIPE_NOT_CONNECTED;
         const DWORD leftMs = deadline.LeftMs();
@@ -60,7 +59,7 @@ uint32_t CCallTable::Call::Wait(uint32_t timeoutMs, ConnectorResponse** response
 void CCallTable::Complete(uint32_t number, uint32_t status, const void* data, uint32_t sizeBytes) {
     OwnedResponse response;
     if (status == 0) response = MakeResponse(data, sizeBytes);
-    const Guard guard(m_lock);
+    const LockGuard guard(m_lock);
     const auto call =
         std::find_if(m_calls.begin(), m_calls.end(), [&](Call* c) { return c->m_number == number; });
     if (call == m_calls.end() || (*call)->m_response != nullptr) return;
@@ -69,14 +68,14 @@ void CCallTable::Complete(uint32_t number, uint32_t status, const void* data, ui
 }
 
 void CCallTable::Break() {
-    const Guard guard(m_lock);
+    const LockGuard guard(m_lock);
     m_broken = true;
     for (Call* const call : m_calls)
         call->m_changed.WakeOne();
 }
 
 void CCallTable::WaitUntilEmpty() {
-    const Guard guard(m_lock);
+    const LockGuard guard(m_lock);
     while (!m_calls.empty())
         m_empty.Wait(m_lock);
 }
@@ -90,7 +89,7 @@ void CCallTable::Free(ConnectorResponse* response) const {
 }
 
 uint32_t CCallTable::_Begin(Call* call) {
-    const Guard guard(m_lock);
+    const LockGuard guard(m_lock);
     m_calls.push_back(call);
     if (++m_lastNumber == 0) ++m_lastNumber;  // 0 stands for no call
     return m_lastNumber;

@@ -31,7 +31,8 @@ public:
         friend class CCallTable;
 
         CCallTable& m_table;
-        ConnectorResponse* m_response = nullptr;
+        ConnectorResponse* m_response =
+            nullptr;  // touched under the table's lock; no check sees that all calls share it
         optimizer::CSignal m_changed;
         const uint32_t m_number;  // the last, for it comes from entering the table
     };
@@ -58,14 +59,14 @@ private:
     };
 
     uint32_t _Begin(Call* call);
-    ConnectorResponse* _MakeFailure(uint32_t status);
+    ConnectorResponse* _MakeFailure(uint32_t status) REQUIRES(m_lock);
 
-    optimizer::CSlimLock m_lock;  // guards everything below
-    std::vector<Call*> m_calls;
-    uint32_t m_lastNumber = 0;
-    bool m_broken = false;
+    optimizer::CSlimLock m_lock;
+    std::vector<Call*> m_calls GUARDED_BY(m_lock);
+    uint32_t m_lastNumber GUARDED_BY(m_lock) = 0;
+    bool m_broken GUARDED_BY(m_lock) = false;
     std::array<Failure, 256> m_failures = {};
-    size_t m_nextFailure = 0;
+    size_t m_nextFailure GUARDED_BY(m_lock) = 0;
     optimizer::CSignal m_empty;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -16,13 +15,13 @@ class CEndpointList {
 public:
     /// Throws std::bad_alloc.
     Endpoint* Add(std::unique_ptr<Endpoint> endpoint) {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         return m_endpoints.emplace_back(std::move(endpoint)).get();
     }
 
     /// The endpoint, for the caller to end outside the lock; null for one that isn't listed.
     std::unique_ptr<Endpoint> Remove(const void* endpoint) {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         const auto entry = std::find_if(m_endpoints.begin(), m_endpoints.end(),
                                         [&](const auto& listed) { return listed.get() == endpoint; });
         if (entry == m_endpoints.end()) return nullptr;
@@ -33,14 +32,14 @@ public:
 
     template <class Condition>
     size_t CountIf(Condition condition) {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         return static_cast<size_t>(std::count_if(m_endpoints.begin(), m_endpoints.end(),
                                                  [&](const auto& listed) { return condition(*listed); }));
     }
 
 private:
-    optimizer::CSlimLock m_lock;  // guards everything below
-    std::vector<std::unique_ptr<Endpoint>> m_endpoints;
+    optimizer::CSlimLock m_lock;
+    std::vector<std::unique_ptr<Endpoint>> m_endpoints GUARDED_BY(m_lock);
 };
 
 }  // namespace host

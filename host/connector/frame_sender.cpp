@@ -1,11 +1,10 @@
 #include "connector/frame_sender.h"
 
-#include <mutex>
 #include <utility>
 
 namespace host {
 
-using optimizer::CSlimLock;
+using optimizer::LockGuard;
 
 namespace {
 
@@ -20,14 +19,14 @@ size_t WeightOf(const Frame& frame) {
 }  // namespace
 
 uint32_t CFrameSender::Send(const Frame& frame) {
-    const std::lock_guard<CSlimLock> guard(m_lock);
+    const LockGuard guard(m_lock);
     if (m_closed) return ERROR_PIPE_NOT_CONNECTED;
     return m_writesOn ? _Enqueue(frame) : _Write(frame);
 }
 
 void CFrameSender::OnWritten(uint32_t error) {
     for (;;) {  // gives the lock up between two writes
-        const std::lock_guard<CSlimLock> guard(m_lock);
+        const LockGuard guard(m_lock);
         m_inFlight = {};
         if (error != ERROR_SUCCESS) _Close();
         if (m_queue.empty()) {
@@ -44,12 +43,12 @@ void CFrameSender::OnWritten(uint32_t error) {
 }
 
 void CFrameSender::Close() {
-    const std::lock_guard<CSlimLock> guard(m_lock);
+    const LockGuard guard(m_lock);
     _Close();
 }
 
 void CFrameSender::WaitUntilQuiet() {
-    const std::lock_guard<CSlimLock> guard(m_lock);
+    const LockGuard guard(m_lock);
     while (m_writesOn)
         m_quiet.Wait(m_lock);
 }

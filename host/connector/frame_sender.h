@@ -34,19 +34,20 @@ public:
     void WaitUntilQuiet();
 
 private:
-    uint32_t _Write(const Frame& frame);
-    uint32_t _Enqueue(const Frame& frame);
-    void _Close();
+    uint32_t _Write(const Frame& frame) REQUIRES(m_lock);
+    uint32_t _Enqueue(const Frame& frame) REQUIRES(m_lock);
+    void _Close() REQUIRES(m_lock);
 
     const HANDLE m_pipe;
     CFrameReader& m_reader;
-    optimizer::CSlimLock m_lock;  // guards everything below
-    OVERLAPPED m_overlapped = {};
-    Frame m_inFlight;
-    std::deque<Frame> m_queue;
-    size_t m_queuedBytes = 0;
-    bool m_writesOn = false;  // a write is in flight, or its completion is being dealt with
-    bool m_closed = false;
+    optimizer::CSlimLock m_lock;
+    OVERLAPPED m_overlapped GUARDED_BY(m_lock) = {};
+    Frame m_inFlight GUARDED_BY(m_lock);
+    std::deque<Frame> m_queue GUARDED_BY(m_lock);
+    size_t m_queuedBytes GUARDED_BY(m_lock) = 0;
+    bool m_writesOn GUARDED_BY(m_lock) =
+        false;  // a write is in flight, or its completion is being dealt with
+    bool m_closed GUARDED_BY(m_lock) = false;
     optimizer::CSignal m_quiet;  // nothing is in flight any more
 };
 

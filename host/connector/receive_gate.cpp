@@ -1,32 +1,30 @@
 #include "connector/receive_gate.h"
 
-#include <mutex>
-
 namespace host {
 
-using Lock = std::unique_lock<optimizer::CSlimLock>;
+using optimizer::LockGuard;
 
 void CReceiveGate::Open(ConnectorCallback* function, void* context) {
-    const Lock lock(m_lock);
+    const LockGuard lock(m_lock);
     m_function = function;
     m_context = context;
     m_wasOpened = true;
 }
 
 void CReceiveGate::Close() {
-    const Lock lock(m_lock);
+    const LockGuard lock(m_lock);
     m_function = nullptr;
     while (m_running > 0)
         m_idle.Wait(m_lock);
 }
 
 bool CReceiveGate::WasOpened() {
-    const Lock lock(m_lock);
+    const LockGuard lock(m_lock);
     return m_wasOpened;
 }
 
 void CReceiveGate::Deliver(const ConnectorMessage* message) {
-    Lock lock(m_lock);
+    LockGuard lock(m_lock);
     ConnectorCallback* const function = m_function;
     void* const context = m_context;
     if (function == nullptr) return;

@@ -23,11 +23,11 @@ public:
     void Deliver(const ConnectorMessage* message);
 
 private:
-    optimizer::CSlimLock m_lock;  // guards everything below; nothing is called under it
-    ConnectorCallback* m_function = nullptr;
-    void* m_context = nullptr;
-    bool m_wasOpened = false;
-    uint32_t m_running = 0;
+    optimizer::CSlimLock m_lock;  // nothing is called under it
+    ConnectorCallback* m_function GUARDED_BY(m_lock) = nullptr;
+    void* m_context GUARDED_BY(m_lock) = nullptr;
+    bool m_wasOpened GUARDED_BY(m_lock) = false;
+    uint32_t m_running GUARDED_BY(m_lock) = 0;
     optimizer::CSignal m_idle;
 };
 

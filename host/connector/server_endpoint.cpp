@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <mutex>
 #include <utility>
 
 #include <windows.h>
@@ -19,7 +18,7 @@ namespace trace = optimizer::trace;
 
 namespace {
 
-using Guard = std::lock_guard<optimizer::CSlimLock>;
+using optimizer::LockGuard;
 
 /// Clients that one process may have; the others' places are for others.
 constexpr size_t kMostOfOneProcess = 80;
@@ -180,7 +179,7 @@ void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
         return;
     }
     {
-        const Guard guard(m_clientsLock);
+        const LockGuard guard(m_clientsLock);
         m_clients.emplace(client->Id(), client);
     }
     m_admitted.push_back(client);
@@ -194,7 +193,7 @@ void CServerEndpoint::_StartClients() {
         TRACE_SCOPE("CServerEndpoint::_StartClients");
         TRACE_LINE(trace::kError, L"A client can't be served: 0x%x", error);
         client->End();
-        const Guard guard(m_clientsLock);
+        const LockGuard guard(m_clientsLock);
         m_clients.erase(client->Id());
     }
     m_admitted.clear();
@@ -204,7 +203,7 @@ void CServerEndpoint::_StartClients() {
 void CServerEndpoint::_EndClients() {
     std::vector<Client> over;
     {
-        const Guard guard(m_clientsLock);
+        const LockGuard guard(m_clientsLock);
         over.reserve(m_clients.size());
         std::erase_if(m_clients, [&](const auto& entry) {
             const bool isOver = entry.second->IsOver();
@@ -217,7 +216,7 @@ void CServerEndpoint::_EndClients() {
 }
 
 CServerEndpoint::Client CServerEndpoint::_Find(uint32_t id) {
-    const Guard guard(m_clientsLock);
+    const LockGuard guard(m_clientsLock);
     const auto client = m_clients.find(id);
     return client != m_clients.end() ? client->second : nullptr;
 }
@@ -225,7 +224,7 @@ CServerEndpoint::Client CServerEndpoint::_Find(uint32_t id) {
 /// Of the clients that are still connected.
 template <class Condition>
 size_t CServerEndpoint::_CountIf(Condition condition) {
-    const Guard guard(m_clientsLock);
+    const LockGuard guard(m_clientsLock);
     return static_cast<size_t>(std::count_if(m_clients.begin(), m_clients.end(), [&](const auto& entry) {
         return !entry.second->IsOver() && condition(*entry.second);
     }));
@@ -233,7 +232,7 @@ size_t CServerEndpoint::_CountIf(Condition condition) {
 
 std::vector<CServerEndpoint::Client> CServerEndpoint::_Clients() {
     std::vector<Client> clients;
-    const Guard guard(m_clientsLock);
+    const LockGuard guard(m_clientsLock);
     clients.reserve(m_clients.size());
     for (const auto& entry : m_clients)
         clients.push_back(entry.second);
@@ -247,7 +246,7 @@ uint32_t CServerEndpoint::_SendToAll(uint32_t id, const void* data, uint32_t siz
         const uint32_t error = CheckPayload(data, sizeBytes);
         if (error != ERROR_SUCCESS) return error;
         const Frame frame = MakeFrame({.id = id, .sizeBytes = sizeBytes}, data);
-        const Guard guard(m_broadcastLock);
+        const LockGuard guard(m_broadcastLock);
         for (const Client& client : _Clients()) {
             if (condition(*client)) (void)SendOrDrop(*client, frame);
         }

@@ -56,15 +56,16 @@ private:
     void OnOver() override;
 
     void _Run() noexcept;
-    void _Flush() noexcept;
-    void _Part();
+    // Not checked for the lock: with the accepting thread gone the list of clients stays as it is.
+    void _Flush() noexcept NO_THREAD_SAFETY_ANALYSIS;
+    void _Part() NO_THREAD_SAFETY_ANALYSIS;
     void _Admit(optimizer::FileHandle pipe);
-    void _StartClients();
-    void _EndClients();
-    Client _Find(uint32_t id);
+    void _StartClients() EXCLUDES(m_clientsLock);
+    void _EndClients() EXCLUDES(m_clientsLock);
+    Client _Find(uint32_t id) EXCLUDES(m_clientsLock);
     template <class Condition>
-    size_t _CountIf(Condition condition);
-    std::vector<Client> _Clients();
+    size_t _CountIf(Condition condition) EXCLUDES(m_clientsLock);
+    std::vector<Client> _Clients() EXCLUDES(m_clientsLock);
     template <class Condition>
     uint32_t _SendToAll(uint32_t id, const void* data, uint32_t sizeBytes, Condition condition);
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
@@ -80,11 +81,10 @@ private:
     uint32_t m_lastId = 0;
     std::vector<Client> m_admitted;  // not read from yet
 
-    // Held while one broadcast goes out, so that all clients see several in one order. Taken before
-    // m_clientsLock; sending doesn't block.
+    // Held while one broadcast goes out, so that all clients see several in one order; sending doesn't block.
     optimizer::CSlimLock m_broadcastLock;
-    optimizer::CSlimLock m_clientsLock;  // guards m_clients; nothing is called under it
-    std::map<uint32_t, Client> m_clients;
+    optimizer::CSlimLock m_clientsLock ACQUIRED_AFTER(m_broadcastLock);  // nothing is called under it
+    std::map<uint32_t, Client> m_clients GUARDED_BY(m_clientsLock);
 };
 
 }  // namespace host

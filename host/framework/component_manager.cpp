@@ -1,6 +1,5 @@
 #include "framework/component_manager.h"
 
-#include <mutex>
 #include <new>
 #include <string_view>
 
@@ -20,7 +19,7 @@ namespace trace = optimizer::trace;
 
 namespace {
 
-using TableGuard = std::lock_guard<CSlimLock>;
+using TableGuard = optimizer::LockGuard<CSlimLock>;
 
 std::wstring ResolveLibrary(const std::wstring& library) {
     return PathIsRelativeW(library.c_str()) ? optimizer::GetModuleFolder() + library : library;
@@ -71,7 +70,6 @@ uint32_t CComponentManager::_Acquire(const wchar_t* name, Plugin*& out) {
     return _TakeIfServed(*out) ? ERROR_SUCCESS : ERROR_NOT_READY;
 }
 
-/// Under the table lock.
 bool CComponentManager::_TakeIfServed(Plugin& plugin) {
     if (plugin.state != PluginState::Starting && plugin.state != PluginState::Running) return false;
     ++plugin.references;
@@ -235,7 +233,7 @@ uint32_t CComponentManager::Load(const std::vector<PluginListEntry>& list, std::
     uint32_t error = ERROR_SUCCESS;
     for (const PluginListEntry& entry : list) {
         if (entry.startup != PluginStartup::AtLoad) continue;
-        error = _BringUpAtLoad(m_plugins.find(entry.name)->second);
+        error = _BringUpAtLoad(_Listed().find(entry.name)->second);
         if (error != ERROR_SUCCESS) break;
     }
     {
@@ -252,7 +250,7 @@ uint32_t CComponentManager::Load(const std::vector<PluginListEntry>& list, std::
 uint32_t CComponentManager::_BringUpAtLoad(Plugin& plugin) {
     const uint32_t error = _BringUp(plugin);
     if (error != ERROR_SUCCESS) return error;
-    std::unique_lock<CSlimLock> lock(m_tableLock);
+    const TableGuard guard(m_tableLock);
     while (plugin.state == PluginState::Starting || plugin.state == PluginState::Ending)
         m_settled.Wait(m_tableLock);
     if (plugin.state == PluginState::Running) return ERROR_SUCCESS;
@@ -282,52 +280,53 @@ bool CComponentManager::_IsCreatingHere() const {
     return false;
 }
 
-/// From here on no creation begins, so that `m_started` stays as it is.
+/// From here on no creation begins, so that nothing more is started.
 void CComponentManager::_UnloadAll() {
+    std::vector<Plugin*> started;
     {
-        std::unique_lock<CSlimLock> lock(m_tableLock);
+        const TableGuard guard(m_tableLock);
         while (m_creations != 0)
             m_settled.Wait(m_tableLock);
+        started.swap(m_started);
     }
-    _StopAll();
+    _StopAll(started);
     {
-        std::unique_lock<CSlimLock> lock(m_tableLock);
+        const TableGuard guard(m_tableLock);
         while (m_queries != 0)
             m_settled.Wait(m_tableLock);
     }
-    _DestroyAll();
+    _DestroyAll(started);
 }
 
-void CComponentManager::_StopAll() {
+void CComponentManager::_StopAll(const std::vector<Plugin*>& started) {
     TRACE_SCOPE("CComponentManager::_StopAll");
-    for (Plugin* const plugin : m_started) {
+    for (Plugin* const plugin : started) {
         const uint32_t error = plugin->object.Get()->Stop();
         if (error == ERROR_SUCCESS) continue;
         TRACE_LINE(trace::kWarning, L"Plug-in %s can't be stopped. Error: %u", plugin->name.c_str(), error);
     }
-    for (Plugin* const plugin : m_started) {
+    for (Plugin* const plugin : started) {
         _SetState(*plugin, PluginState::Ending);
         plugin->object.Get()->UnInit();
     }
 }
 
-void CComponentManager::_DestroyAll() {
+void CComponentManager::_DestroyAll(const std::vector<Plugin*>& started) {
     TRACE_SCOPE("CComponentManager::_DestroyAll");
-    for (Plugin* const plugin : m_started)
+    for (Plugin* const plugin : started)
         plugin->object.Destroy();
-    for (auto& [name, plugin] : m_plugins) {
+    for (auto& [name, plugin] : _Listed()) {
         plugin.object.Destroy();  // those that others held when their Start failed
         if (plugin.references == 0) continue;
         TRACE_LINE(trace::kWarning, L"Plug-in %s has %u requests without a release", name.c_str(),
                    plugin.references);
     }
-    for (Plugin* const plugin : m_started)
+    for (Plugin* const plugin : started)
         plugin->object.FreeCode();
 
     PluginMap plugins;  // frees the libraries that are left, outside the lock
     TableGuard guard(m_tableLock);
     plugins.swap(m_plugins);
-    m_started.clear();
     m_phase = Phase::Empty;
 }
 

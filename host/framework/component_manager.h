@@ -68,34 +68,37 @@ private:
 
     using PluginMap = std::map<std::wstring, Plugin, std::less<>>;
 
-    uint32_t _Acquire(const wchar_t* name, Plugin*& out);
-    bool _TakeIfServed(Plugin& plugin);
+    uint32_t _Acquire(const wchar_t* name, Plugin*& out) EXCLUDES(m_tableLock);
+    bool _TakeIfServed(Plugin& plugin) REQUIRES(m_tableLock);
     uint32_t _BringUp(Plugin& plugin);
-    uint32_t _BeginCreation(Plugin& plugin);
-    uint32_t _Create(Plugin& plugin);
+    uint32_t _BeginCreation(Plugin& plugin) REQUIRES(m_creationLock);
+    uint32_t _Create(Plugin& plugin) REQUIRES(m_creationLock);
     const wchar_t* _TryCreate(Plugin& plugin, uint32_t& error);
     uint32_t _Start(Plugin& plugin);
-    void _GiveUp(Plugin& plugin);
-    void _NoteFailure(const Plugin& plugin, uint32_t error, const wchar_t* trouble);
-    void _SetState(Plugin& plugin, PluginState state);
+    void _GiveUp(Plugin& plugin) EXCLUDES(m_tableLock);
+    void _NoteFailure(const Plugin& plugin, uint32_t error, const wchar_t* trouble) EXCLUDES(m_tableLock);
+    void _SetState(Plugin& plugin, PluginState state) EXCLUDES(m_tableLock);
 
-    uint32_t _BringUpAtLoad(Plugin& plugin);
-    std::wstring _FailureSentence(uint32_t error);
-    bool _IsCreatingHere() const;
-    void _UnloadAll();
-    void _StopAll();
-    void _DestroyAll();
+    uint32_t _BringUpAtLoad(Plugin& plugin) EXCLUDES(m_tableLock);
+    std::wstring _FailureSentence(uint32_t error) EXCLUDES(m_tableLock);
+    bool _IsCreatingHere() const REQUIRES(m_tableLock);
+    void _UnloadAll() EXCLUDES(m_tableLock);
+    void _StopAll(const std::vector<Plugin*>& started);
+    void _DestroyAll(const std::vector<Plugin*>& started);
+    // Not checked for the lock: from its beginning Load adds nothing to the list and takes nothing away, nor
+    // does anyone before the end of Unload.
+    PluginMap& _Listed() NO_THREAD_SAFETY_ANALYSIS { return m_plugins; }
 
     IServMain& m_main;
-    optimizer::CCriticalSection m_creationLock;  // taken before m_tableLock
-    optimizer::CSlimLock m_tableLock;            // guards everything below; nothing is called under it
-    Phase m_phase = Phase::Empty;
-    PluginMap m_plugins;
-    std::vector<Plugin*> m_started;  // the one whose Start returned last comes first
-    uint32_t m_creations = 0;        // requests that may create
-    uint32_t m_queries = 0;          // requests that ask a live plug-in for an interface
-    optimizer::CSignal m_settled;    // one of the two went down, or a plug-in's state changed
-    Failure m_lastFailure;
+    optimizer::CCriticalSection m_creationLock;
+    optimizer::CSlimLock m_tableLock ACQUIRED_AFTER(m_creationLock);  // nothing is called under it
+    Phase m_phase GUARDED_BY(m_tableLock) = Phase::Empty;
+    PluginMap m_plugins GUARDED_BY(m_tableLock);
+    std::vector<Plugin*> m_started GUARDED_BY(m_tableLock);  // the one whose Start returned last comes first
+    uint32_t m_creations GUARDED_BY(m_tableLock) = 0;        // requests that may create
+    uint32_t m_queries GUARDED_BY(m_tableLock) = 0;  // requests that ask a live plug-in for an interface
+    optimizer::CSignal m_settled;                    // one of the two went down, or a plug-in's state changed
+    Failure m_lastFailure GUARDED_BY(m_tableLock);
 };
 
 }  // namespace host

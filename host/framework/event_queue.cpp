@@ -108,7 +108,7 @@ uint32_t CEventQueue::Cancel(QueueHandle handle) {
     if (found == nullptr) return ERROR_INVALID_HANDLE;
     const auto item = *found;
     item->firingsLeft = 0;
-    if (item->state != ItemState::Active && item->state != ItemState::Ended) _Drop(lock, item);
+    if (item->state != ItemState::Active && item->state != ItemState::Ended) _Drop(item);
     return ERROR_SUCCESS;
 }
 
@@ -148,9 +148,9 @@ void CEventQueue::DestroySerialExecution(ISerialExecution* serial) {
     found->ending = true;
     const auto turn = std::find_if(m_ready.begin(), m_ready.end(),
                                    [&](const QueueItem& item) { return item.serial == &*found; });
-    if (turn != m_ready.end()) _Drop(lock, turn);
+    if (turn != m_ready.end()) _Drop(turn);
     while (!found->behind.empty())
-        _Drop(lock, found->behind.begin());
+        _Drop(found->behind.begin());
 
     const uint32_t ownCount = _CountActiveHere(*found);
     while (found->activeCount > ownCount)

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <list>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -61,7 +60,7 @@ public:
 
 private:
     static constexpr uint32_t kMostThreads = 64;
-    using Lock = std::unique_lock<optimizer::CSlimLock>;
+    using Lock = optimizer::LockGuard<optimizer::CSlimLock>;
     enum class State { Fresh, Running, Stopped };
     struct Schedule {
         CSerialExecution* serial = nullptr;
@@ -70,45 +69,46 @@ private:
     };
 
     uint32_t _Submit(const wchar_t* name, QueueHandle* out, EqWorkItem* work, const Schedule& schedule);
-    optimizer::CSignal* _Enqueue(ItemList& fresh, ItemRef item);
-    bool _Arm(ItemList& from, ItemRef item);
+    optimizer::CSignal* _Enqueue(ItemList& fresh, ItemRef item) REQUIRES(m_lock);
+    bool _Arm(ItemList& from, ItemRef item) REQUIRES(m_lock);
 
-    uint32_t _StartThreads(uint32_t threadCount);
+    uint32_t _StartThreads(uint32_t threadCount) REQUIRES(m_lock);
     void _RunItems(optimizer::CSignal& work);
-    optimizer::CSignal* _TakeIdle();
-    void _WakeAll();
+    optimizer::CSignal* _TakeIdle() REQUIRES(m_lock);
+    void _WakeAll() REQUIRES(m_lock);
     void _RunTimers();
-    void _RunOne(Lock& lock, ItemRef item);
-    bool _FiresAgain(ItemRef item);
+    void _RunOne(ItemRef item) REQUIRES(m_lock);
+    bool _FiresAgain(ItemRef item) REQUIRES(m_lock);
 
-    ItemList& _ListOf(const QueueItem& item);
-    void _Move(ItemRef item, ItemState state);
-    void _Activate(ItemRef item);
-    void _End(ItemRef item);
-    void _Drop(Lock& lock, ItemRef item);
-    void _DropAll(Lock& lock);
-    bool _PassTurn(CSerialExecution& serial);
-    void _ForgetIfUnused(ItemRef item);
-    std::optional<ItemRef> _FirstWaiting();
-    uint32_t _CountActiveHere(const CSerialExecution& serial) const;
-    bool _WaitsForItself(const QueueItem& item) const;
+    ItemList& _ListOf(const QueueItem& item) REQUIRES(m_lock);
+    void _Move(ItemRef item, ItemState state) REQUIRES(m_lock);
+    void _Activate(ItemRef item) REQUIRES(m_lock);
+    void _End(ItemRef item) REQUIRES(m_lock);
+    void _Drop(ItemRef item) REQUIRES(m_lock);
+    void _DropAll() REQUIRES(m_lock);
+    bool _PassTurn(CSerialExecution& serial) REQUIRES(m_lock);
+    void _ForgetIfUnused(ItemRef item) REQUIRES(m_lock);
+    std::optional<ItemRef> _FirstWaiting() REQUIRES(m_lock);
+    uint32_t _CountActiveHere(const CSerialExecution& serial) const REQUIRES(m_lock);
+    bool _WaitsForItself(const QueueItem& item) const REQUIRES(m_lock);
 
-    // Taken before m_lock; held while threads start or are waited for.
-    optimizer::CCriticalSection m_lifeLock;
-    optimizer::CSlimLock m_lock;  // guards everything below
-    State m_state = State::Fresh;
+    optimizer::CCriticalSection m_lifeLock;  // held while threads start or are waited for
+    optimizer::CSlimLock m_lock ACQUIRED_AFTER(m_lifeLock);
+    State m_state GUARDED_BY(m_lock) = State::Fresh;
+    // Changed under both locks, and so read under either, which the check of the locks has no word for.
     uint64_t m_generation = 0;  // counts the starts
-    CQueueThreads m_threads;    // changed under both locks
-    std::list<CSerialExecution> m_serials;
-    ItemList m_ready;
-    ItemList m_armed;  // sorted by due time
-    ItemList m_active;
-    ItemList m_ended;
-    CHandleTable m_handles;
+    CQueueThreads m_threads;
+    std::list<CSerialExecution> m_serials GUARDED_BY(m_lock);
+    ItemList m_ready GUARDED_BY(m_lock);
+    ItemList m_armed GUARDED_BY(m_lock);  // sorted by due time
+    ItemList m_active GUARDED_BY(m_lock);
+    ItemList m_ended GUARDED_BY(m_lock);
+    CHandleTable m_handles GUARDED_BY(m_lock);
     // One for each thread: an item is ready, or the state changed.
     std::array<optimizer::CSignal, kMostThreads> m_work;
-    std::vector<optimizer::CSignal*> m_idle;  // of the threads that wait, the one that ran last at the end
-    optimizer::CSignal m_alarm;               // the first timer changed, or the state did
+    std::vector<optimizer::CSignal*> m_idle
+        GUARDED_BY(m_lock);      // of the threads that wait, the one that ran last at the end
+    optimizer::CSignal m_alarm;  // the first timer changed, or the state did
 };
 
 }  // namespace host

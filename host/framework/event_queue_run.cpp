@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "frame/trace.h"
 #include "framework/event_queue.h"
@@ -33,11 +34,11 @@ void CallGuarded(const QueueItem& item, Call call) {
     }
 }
 
-void ExecuteItem(const QueueItem& item) {
+void ExecuteItem(const QueueItem& item) noexcept {
     CallGuarded(item, [](EqWorkItem& work) { work.Execute(); });
 }
 
-void DisposeOfItem(const QueueItem& item) {
+void DisposeOfItem(const QueueItem& item) noexcept {
     CallGuarded(item, [](EqWorkItem& work) { work.Dispose(); });
 }
 
@@ -95,7 +96,7 @@ uint32_t CEventQueue::Stop() {
     const uint64_t generation = m_generation;
     m_state = State::Stopped;
     _WakeAll();
-    _DropAll(lock);
+    _DropAll();
     if (m_threads.IsOwn()) return ERROR_SUCCESS;
     lock.unlock();
 
@@ -111,11 +112,11 @@ uint32_t CEventQueue::Stop() {
     return ERROR_SUCCESS;
 }
 
-void CEventQueue::_DropAll(Lock& lock) {
+void CEventQueue::_DropAll() {
     while (m_state == State::Stopped) {
         const auto item = _FirstWaiting();
         if (!item) return;
-        _Drop(lock, *item);
+        _Drop(*item);
     }
 }
 
@@ -132,7 +133,7 @@ void CEventQueue::_RunItems(CSignal& work) {
     Lock lock(m_lock);
     while (m_state == State::Running) {
         if (!m_ready.empty()) {
-            _RunOne(lock, m_ready.begin());
+            _RunOne(m_ready.begin());
             continue;
         }
         m_idle.push_back(&work);
@@ -156,17 +157,18 @@ void CEventQueue::_WakeAll() {
     m_alarm.WakeAll();
 }
 
-void CEventQueue::_RunOne(Lock& lock, ItemRef item) {
+/// Gives the lock up while it runs the item.
+void CEventQueue::_RunOne(ItemRef item) {
     _Activate(item);
-    lock.unlock();
+    m_lock.unlock();
     ExecuteItem(*item);
     if (item->periodMs != 0) {
-        lock.lock();
+        m_lock.lock();
         if (_FiresAgain(item)) return;
-        lock.unlock();
+        m_lock.unlock();
     }
     DisposeOfItem(*item);
-    lock.lock();
+    m_lock.lock();
     // Nobody needs waking for the item that has its turn now: this thread looks for work next.
     if (item->serial != nullptr) _PassTurn(*item->serial);
     _End(item);
@@ -234,14 +236,14 @@ void CEventQueue::_Activate(ItemRef item) {
 }
 
 /// For an item that waits. Gives the lock up while it disposes of it.
-void CEventQueue::_Drop(Lock& lock, ItemRef item) {
+void CEventQueue::_Drop(ItemRef item) {
     const bool hadTurn = item->serial != nullptr && item->state == ItemState::Ready;
     _Activate(item);
     CSignal* const work = hadTurn && _PassTurn(*item->serial) ? _TakeIdle() : nullptr;
     if (work != nullptr) work->WakeOne();
-    lock.unlock();
+    m_lock.unlock();
     DisposeOfItem(*item);
-    lock.lock();
+    m_lock.lock();
     _End(item);
 }
 

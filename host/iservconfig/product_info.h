@@ -41,8 +41,9 @@ private:
 
     optimizer::trace::LogHolder m_log;
     optimizer::CCriticalSection m_lock;
-    bool m_read = false;                        // guarded by m_lock
-    std::map<ValueKey, std::wstring> m_values;  // guarded by m_lock until m_read, constant afterwards
+    bool m_read GUARDED_BY(m_lock) = false;
+    std::map<ValueKey, std::wstring>
+        m_values;  // written by the one _Read, before any other thread is through _ReadOnce
 };
 
 }  // namespace host

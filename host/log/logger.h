@@ -42,8 +42,8 @@ public:
 private:
     CLogger() = default;
     ~CLogger() = default;
-    void _ApplySettings();
-    void _SetThreshold();
+    void _ApplySettings() REQUIRES(m_lock);
+    void _SetThreshold() REQUIRES(m_lock);
 
     static constexpr int64_t kNothing = INT64_MIN;  // below every level
     static std::atomic<int64_t> s_threshold;        // the highest level that is written
@@ -52,11 +52,11 @@ private:
     std::atomic<uint32_t> m_generation = 0;  // counts the changes of the threshold
     std::atomic<uint32_t> m_depth = 16;
     optimizer::CCriticalSection m_lock;
-    std::wstring m_settingsFile;  // guarded by m_lock, like all that follows; empty: the default
-    int32_t m_initCount = 0;
-    bool m_enabled = true;
-    int32_t m_level = 8;
-    CLogFile m_file;
+    std::wstring m_settingsFile GUARDED_BY(m_lock);  // empty: the default
+    int32_t m_initCount GUARDED_BY(m_lock) = 0;
+    bool m_enabled GUARDED_BY(m_lock) = true;
+    int32_t m_level GUARDED_BY(m_lock) = 8;
+    CLogFile m_file GUARDED_BY(m_lock);
 };
 
 }  // namespace host

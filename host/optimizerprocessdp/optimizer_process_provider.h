@@ -64,7 +64,7 @@ private:
     optimizer::CallbackList<IOptimizerProcessDPDetailsEvents*> m_detailsObservers;
     optimizer::CallbackList<IOptimizerProcessDPEvents*> m_listObservers;
     optimizer::CCriticalSection m_lock;
-    ApplicationLists m_lists;  // guarded by m_lock
+    ApplicationLists m_lists GUARDED_BY(m_lock);
 };
 
 }  // namespace host

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -51,13 +50,13 @@ public:
 
     /// Before each step.
     void Expect() {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         m_done = false;
     }
 
     /// Waits for the end of the step: 0 with the number of bytes, or an error.
     DWORD Await(ULONGLONG deadline, DWORD& sizeBytes) {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         while (!m_done) {
             const ULONGLONG now = GetTickCount64();
             if (now >= deadline) return ERROR_WINHTTP_TIMEOUT;
@@ -95,7 +94,7 @@ private:
     }
 
     void _Finish(DWORD error, DWORD sizeBytes) {
-        const std::lock_guard guard(m_lock);
+        const optimizer::LockGuard guard(m_lock);
         m_done = true;
         m_error = error;
         m_sizeBytes = sizeBytes;
@@ -107,9 +106,9 @@ private:
 
     CSlimLock m_lock;
     CSignal m_changed;
-    bool m_done = false;    // guarded by m_lock
-    DWORD m_error = 0;      // guarded by m_lock
-    DWORD m_sizeBytes = 0;  // guarded by m_lock
+    bool m_done GUARDED_BY(m_lock) = false;
+    DWORD m_error GUARDED_BY(m_lock) = 0;
+    DWORD m_sizeBytes GUARDED_BY(m_lock) = 0;
     std::shared_ptr<Completion> m_self;
 };
 

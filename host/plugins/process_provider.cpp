@@ -119,7 +119,6 @@ bool CProcessProvider::UnregisterProcessNotifyCallback(ProcessNotifyFunction* fu
     return true;
 }
 
-/// Under the lock.
 std::vector<CProcessProvider::Registration>::iterator CProcessProvider::_Find(ProcessNotifyFunction* function,
                                                                               void* context) {
     return std::find_if(m_registrations.begin(), m_registrations.end(), [&](const Registration& one) {
@@ -143,7 +142,6 @@ void CProcessProvider::_Run() {
     }
 }
 
-/// Under the lock.
 void CProcessProvider::_Look() {
     TRACE_SCOPE("CProcessProvider::_Look");
     auto now = std::make_shared<ProcessList>();
@@ -155,7 +153,6 @@ void CProcessProvider::_Look() {
     }
 }
 
-/// Under the lock.
 void CProcessProvider::_Compare() {
     if (m_registrations.empty()) {
         m_last = std::make_shared<ProcessList>();  // lets go of the processes

@@ -53,10 +53,12 @@ private:
     };
 
     void _Run();
-    void _Compare();
-    void _Look();
-    void _Tell(const Registration& registration, const RunningProcess& running, uint32_t flags);
-    std::vector<Registration>::iterator _Find(ProcessNotifyFunction* function, void* context);
+    void _Compare() REQUIRES(m_lock);
+    void _Look() REQUIRES(m_lock);
+    void _Tell(const Registration& registration, const RunningProcess& running, uint32_t flags)
+        REQUIRES(m_lock);
+    std::vector<Registration>::iterator _Find(ProcessNotifyFunction* function, void* context)
+        REQUIRES(m_lock);
 
     optimizer::trace::LogHolder m_log;
     uint32_t m_periodMs;
@@ -64,8 +66,8 @@ private:
     optimizer::KernelHandle m_registered;  // wakes the thread when it has something to do
     std::thread m_thread;
     optimizer::CCriticalSection m_lock;
-    std::shared_ptr<const ProcessList> m_last;  // guarded by m_lock
-    std::vector<Registration> m_registrations;  // guarded by m_lock
+    std::shared_ptr<const ProcessList> m_last GUARDED_BY(m_lock);
+    std::vector<Registration> m_registrations GUARDED_BY(m_lock);
 };
 
 }  // namespace host

@@ -59,7 +59,7 @@ private:
     Callbacks m_statusCallbacks;
     Callbacks m_accountCallbacks;
     optimizer::CCriticalSection m_lock;
-    Registration m_registration;  // guarded by m_lock
+    Registration m_registration GUARDED_BY(m_lock);
     optimizer::KernelHandle m_stop;
     std::thread m_thread;
 };

@@ -43,7 +43,7 @@ private:
     PluginHost m_plugins;
     IOptimizer* m_engine = nullptr;
     optimizer::CCriticalSection m_sessionLock;
-    ISessionChange* m_sessions = nullptr;  // guarded by m_sessionLock
+    ISessionChange* m_sessions GUARDED_BY(m_sessionLock) = nullptr;
 };
 
 /// The plug-in list that ships beside this program.

@@ -43,7 +43,7 @@ private:
     IOptimizer& m_engine;
     optimizer::UniqueHandle<WorkTraits> m_work;
     optimizer::CCriticalSection m_lock;  // held over the question too, which takes the engine's locks
-    std::vector<std::wstring> m_told;    // of the last run; guarded by m_lock
+    std::vector<std::wstring> m_told GUARDED_BY(m_lock);  // of the last run
 };
 
 }  // namespace host

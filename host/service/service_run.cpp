@@ -1,4 +1,3 @@
-#include <mutex>
 
 #include <windows.h>
 
@@ -41,7 +40,7 @@ private:
     SERVICE_STATUS_HANDLE m_status = nullptr;
     optimizer::KernelHandle m_stop;
     optimizer::CSlimLock m_agentLock;  // held while agents are started, for which the plug-ins must be there
-    bool m_startsAgents = false;       // guarded by m_agentLock
+    bool m_startsAgents GUARDED_BY(m_agentLock) = false;
 };
 
 DWORD WINAPI HandleControl(DWORD control, DWORD event, void* data, void*) {
@@ -97,14 +96,14 @@ DWORD Service::OnControl(DWORD control, DWORD event, void* data) {
 }
 
 void Service::_BeginAgents() {
-    const std::lock_guard guard(m_agentLock);
+    const optimizer::LockGuard guard(m_agentLock);
     StartAgents(m_host.Components());
     m_startsAgents = true;
 }
 
 /// From here on a session change that comes late starts none.
 void Service::_EndAgents() {
-    const std::lock_guard guard(m_agentLock);
+    const optimizer::LockGuard guard(m_agentLock);
     m_startsAgents = false;
 }
 
@@ -112,7 +111,7 @@ void Service::_OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notif
     // The agent first: what the engine does at a logon, it does in that session, and it waits for no agent
     // that isn't expected.
     if (event == WTS_SESSION_LOGON && notification != nullptr) {
-        const std::lock_guard guard(m_agentLock);
+        const optimizer::LockGuard guard(m_agentLock);
         if (m_startsAgents) StartAgent(m_host.Components(), notification->dwSessionId);
     }
     m_host.OnSessionChange(event, notification);

@@ -2,23 +2,21 @@
 
 #include <windows.h>
 
-#include "frame/critical_section.h"
+#include "frame/slim_lock.h"
 #include "frame/text.h"
 
 namespace host {
 
 namespace {
 
-optimizer::CCriticalSection& WriteLock() {
-    static optimizer::CCriticalSection s_lock;
-    return s_lock;
-}
+optimizer::CSlimLock g_writeLock;
+size_t g_shownProgress GUARDED_BY(g_writeLock) = 0;
 
 bool WriteLine(DWORD which, const std::wstring& line) {
     const HANDLE output = GetStdHandle(which);
     DWORD mode = 0;
     DWORD written = 0;
-    const optimizer::CriticalSectionGuard guard(WriteLock());
+    const optimizer::LockGuard guard(g_writeLock);
     if (GetConsoleMode(output, &mode)) {
         const std::wstring text = line + L"\r\n";
         return WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != 0;
@@ -38,16 +36,15 @@ bool PrintErrorLine(const std::wstring& line) {
 }
 
 void ShowProgress(const std::wstring& text) {
-    static size_t s_shown = 0;  // guarded by the write lock
     const HANDLE output = GetStdHandle(STD_ERROR_HANDLE);
     DWORD mode = 0;
     DWORD written = 0;
-    const optimizer::CriticalSectionGuard guard(WriteLock());
+    const optimizer::LockGuard guard(g_writeLock);
     if (!GetConsoleMode(output, &mode)) return;
-    const std::wstring blank(s_shown, L' ');
+    const std::wstring blank(g_shownProgress, L' ');
     const std::wstring line = L"\r" + blank + L"\r" + text;
     WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-    s_shown = text.size();
+    g_shownProgress = text.size();
 }
 
 bool ReadInputLine(std::wstring& line) {

@@ -26,6 +26,8 @@ JOBS = max(2, os.cpu_count() or 2)
 # <windows.h> includes every vector intrinsic there is, a third of the text that clang would read. Nothing here uses one,
 # so their headers are taken for included already.
 NO_INTRINSICS = ("-D__X86INTRIN_H", "-D__IMMINTRIN_H")
+# What the sources say of their locks (frame/thread_safety.h) is proved; the order of locks is in the beta part.
+LOCKS = ("-Wthread-safety", "-Wthread-safety-beta")
 
 
 def run(*command):
@@ -50,7 +52,7 @@ def clang_command(entry):
         at = kept.index("-include")
         del kept[at:at + 2]
     headers = [flag for folder in library_headers(arguments[compiler]) for flag in ("-isystem", folder)]
-    return ["clang++", f"--target={TARGET}", "-nostdinc++", *NO_INTRINSICS, *headers, *kept]
+    return ["clang++", f"--target={TARGET}", "-nostdinc++", *NO_INTRINSICS, *headers, *kept, *LOCKS]
 
 
 def reached_files(source, folders):

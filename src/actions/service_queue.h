@@ -51,11 +51,11 @@ private:
     IWindowsService& m_service;
 
     CCriticalSection m_abortLock;  // one abort at a time
-    CCriticalSection m_lock;
-    std::deque<ServiceChange> m_changes;      // guarded by m_lock
-    std::optional<ServiceChange> m_inFlight;  // guarded by m_lock
-    uint64_t m_count = 0;                     // guarded by m_lock
-    uint64_t m_droppedCount = 0;              // changes up to this number are dropped; guarded by m_lock
+    CCriticalSection m_lock ACQUIRED_AFTER(m_abortLock);
+    std::deque<ServiceChange> m_changes GUARDED_BY(m_lock);
+    std::optional<ServiceChange> m_inFlight GUARDED_BY(m_lock);
+    uint64_t m_count GUARDED_BY(m_lock) = 0;
+    uint64_t m_droppedCount GUARDED_BY(m_lock) = 0;  // changes up to this number are dropped
 };
 
 }  // namespace optimizer

@@ -107,11 +107,11 @@ public:
     }
 
 private:
-    ServiceTrack* _Find(const std::wstring& name);
+    ServiceTrack* _Find(const std::wstring& name) REQUIRES(m_lock);
 
     mutable CCriticalSection m_lock;
-    bool m_hasBegun = false;             // guarded by m_lock
-    std::vector<ServiceTrack> m_tracks;  // guarded by m_lock
+    bool m_hasBegun GUARDED_BY(m_lock) = false;
+    std::vector<ServiceTrack> m_tracks GUARDED_BY(m_lock);
 };
 
 }  // namespace optimizer

@@ -95,11 +95,13 @@ uint32_t VisualFX::_Ask(const VisualFXParams& lacking) {
         const CriticalSectionGuard guard(m_lock);
         AddKeys(lacking, m_awaited);
     }
-    const auto isAwaited = [this](const auto& effect) { return m_awaited.contains(effect.first); };
+    const auto isAwaited = [this](const auto& effect)
+                               REQUIRES(m_lock) { return m_awaited.contains(effect.first); };
     const auto& effects = lacking.effects;
     uint32_t error = _Broadcast(VisualEffectsCommand::Read, lacking);
     if (error == ERROR_SUCCESS) {
-        error = _WaitUntil([&] { return std::none_of(effects.begin(), effects.end(), isAwaited); });
+        error = _WaitUntil(
+            [&]() REQUIRES(m_lock) { return std::none_of(effects.begin(), effects.end(), isAwaited); });
     }
     if (error == ERROR_SUCCESS) return error;
     // What comes later may be out of date when the next change asks.
@@ -167,9 +169,9 @@ uint32_t VisualFX::Revert() {
         const CriticalSectionGuard guard(m_lock);
         if (m_revertParameters == nullptr) return ERROR_SUCCESS;
         noted = *m_revertParameters;
-        std::copy_if(noted.effects.begin(), noted.effects.end(),
-                     std::inserter(unsure.effects, unsure.effects.end()),
-                     [this](const auto& effect) { return m_awaited.contains(effect.first); });
+        std::copy_if(
+            noted.effects.begin(), noted.effects.end(), std::inserter(unsure.effects, unsure.effects.end()),
+            [this](const auto& effect) REQUIRES(m_lock) { return m_awaited.contains(effect.first); });
         m_isRevertAnswered = false;
         m_unread.clear();
         AddKeys(noted, m_unread);
@@ -193,7 +195,7 @@ uint32_t VisualFX::FinishRevert() {
         if (m_revertParameters == nullptr || m_revertParameters->effects.empty()) return ERROR_SUCCESS;
     }
     if (m_answerError != ERROR_SUCCESS) return m_answerError;
-    return _WaitUntil([this] { return m_unread.empty(); });
+    return _WaitUntil([this]() REQUIRES(m_lock) { return m_unread.empty(); });
 }
 
 /// The new parameters aren't stored: the next update compares against those that the action was made with.
@@ -267,7 +269,7 @@ IOptimizerActionSettings* VisualFX::GetRevertParameters() {
     TRACE_SCOPE("VisualFX::GetRevertParameters");
     if (m_answerError == ERROR_SUCCESS) {
         // One wait for a report that doesn't come; it is still taken when it comes later.
-        m_answerError = _WaitUntil([this] {
+        m_answerError = _WaitUntil([this]() REQUIRES(m_lock) {
             return std::all_of(m_awaited.begin(), m_awaited.end(), [this](const std::string& key) {
                 return m_revertParameters != nullptr && m_revertParameters->effects.contains(key);
             });

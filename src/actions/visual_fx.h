@@ -82,10 +82,10 @@ private:
     KernelHandle m_stop;                       // ends the waits of the operation that runs
     KernelHandle m_reportCame;                 // signalled by each report, for one look
     CCriticalSection m_lock;                   // guards the values to return to as well
-    std::set<std::string> m_awaited;           // effects that reports are still to tell of; guarded by m_lock
-    bool m_isRevertAnswered = false;           // the last one; guarded by m_lock
-    std::set<std::string> m_unread;            // effects to be read behind that answer; guarded by m_lock
-    VisualFXParams m_handedOut;                // the copy that the engine reads while other reports may come
+    std::set<std::string> m_awaited GUARDED_BY(m_lock);  // effects that reports are still to tell of
+    bool m_isRevertAnswered GUARDED_BY(m_lock) = false;  // the last one
+    std::set<std::string> m_unread GUARDED_BY(m_lock);   // effects to be read behind that answer
+    VisualFXParams m_handedOut;  // the copy that the engine reads while other reports may come
 };
 
 }  // namespace optimizer

@@ -67,17 +67,25 @@ void BootTimeAnalyser::AnalyseData() {
         m_status = Status::Failed;
         return;
     }
-    m_data->WithSamples([this](const BootTimeData::Samples& samples) { _AddCpu(samples); });
-    m_data->WithSamples([this](const BootTimeData::Samples& samples) { _AddTransfers(samples); });
+    // Not under this object's lock, since the data take their own. Readers are kept out by the status
+    // meanwhile.
+    Impacts impacts;
+    {
+        const CriticalSectionGuard guard(m_lock);
+        impacts.swap(m_impact);
+    }
+    m_data->WithSamples([&](const BootTimeData::Samples& samples) { _AddCpu(samples, impacts); });
+    m_data->WithSamples([&](const BootTimeData::Samples& samples) { _AddTransfers(samples, impacts); });
     const CriticalSectionGuard guard(m_lock);
+    m_impact.swap(impacts);
     _AddTotal();
     m_status = Status::Ready;
 }
 
-void BootTimeAnalyser::_AddCpu(const BootTimeData::Samples& samples) {
+void BootTimeAnalyser::_AddCpu(const BootTimeData::Samples& samples, Impacts& impacts) {
     for (const auto& [process, taken] : samples) {
         if (taken.empty()) continue;
-        ProcessCounters& impact = m_impact[process];
+        ProcessCounters& impact = impacts[process];
         impact.cpuKernelTime = taken.front().counters.cpuKernelTime;
         impact.cpuUserTime = taken.front().counters.cpuUserTime;
         for (size_t i = 1; i < taken.size(); ++i)
@@ -85,10 +93,10 @@ void BootTimeAnalyser::_AddCpu(const BootTimeData::Samples& samples) {
     }
 }
 
-void BootTimeAnalyser::_AddTransfers(const BootTimeData::Samples& samples) {
+void BootTimeAnalyser::_AddTransfers(const BootTimeData::Samples& samples, Impacts& impacts) {
     for (const auto& [process, taken] : samples) {
         if (taken.empty()) continue;
-        ProcessCounters& impact = m_impact[process];
+        ProcessCounters& impact = impacts[process];
         impact.bytesRead = taken.front().counters.bytesRead;
         impact.bytesWritten = taken.front().counters.bytesWritten;
         impact.bytesOther = taken.front().counters.bytesOther;
@@ -97,7 +105,7 @@ void BootTimeAnalyser::_AddTransfers(const BootTimeData::Samples& samples) {
     }
 }
 
-/// With the lock held. From what the total holds, on purpose: it is never cleared.
+/// From what the total holds, on purpose: it is never cleared.
 void BootTimeAnalyser::_AddTotal() {
     for (const auto& [process, impact] : m_impact)
         AddCounters(impact, m_total);
@@ -166,7 +174,6 @@ void BootTimeAnalyser::LoadLastBootProcessImpactFromDisk(const std::wstring& fol
     TRACE_LINE(trace::kInformation, L"%s", Dump().c_str());
 }
 
-/// With the lock held.
 void BootTimeAnalyser::_ReadProcesses(const picojson::value& processes) {
     TRACE_SCOPE("BootTimeAnalyser::LoadLastBootProcessImpactFromDisk");
     if (!processes.is<picojson::array>()) {
@@ -190,7 +197,6 @@ void BootTimeAnalyser::StoreProcessImpactOnDisk(const std::wstring& folder) {
     }
 }
 
-/// With the lock held.
 picojson::value BootTimeAnalyser::_ToJson() {
     picojson::array processes;
     for (const auto& [process, impact] : m_impact) {

@@ -40,18 +40,19 @@ public:
     std::wstring Dump();
 
 private:
-    void _AddCpu(const BootTimeData::Samples& samples);
-    void _AddTransfers(const BootTimeData::Samples& samples);
-    void _AddTotal();
-    void _ReadProcesses(const picojson::value& processes);
-    picojson::value _ToJson();
+    using Impacts = std::map<ProcessId, ProcessCounters, ByPid>;
+
+    static void _AddCpu(const BootTimeData::Samples& samples, Impacts& impacts);
+    static void _AddTransfers(const BootTimeData::Samples& samples, Impacts& impacts);
+    void _AddTotal() REQUIRES(m_lock);
+    void _ReadProcesses(const picojson::value& processes) REQUIRES(m_lock);
+    picojson::value _ToJson() REQUIRES(m_lock);
 
     optimizer::CCriticalSection m_lock;
     BootTimeData* m_data = nullptr;
-    Status m_status = Status::Measuring;  // guarded by m_lock
-    // Guarded by m_lock, but for the analysis: readers are kept out by the status until it is over.
-    std::map<ProcessId, ProcessCounters, ByPid> m_impact;
-    ProcessCounters m_total = {};  // guarded by m_lock; never cleared, so that a second load adds to it
+    Status m_status GUARDED_BY(m_lock) = Status::Measuring;
+    Impacts m_impact GUARDED_BY(m_lock);
+    ProcessCounters m_total GUARDED_BY(m_lock) = {};  // never cleared, so that a second load adds to it
 };
 
 }  // namespace boottime

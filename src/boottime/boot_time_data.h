@@ -37,8 +37,8 @@ public:
 
 private:
     optimizer::CCriticalSection m_lock;
-    int32_t m_maxSamples = 0;  // guarded by m_lock
-    Samples m_samples;         // guarded by m_lock
+    int32_t m_maxSamples GUARDED_BY(m_lock) = 0;
+    Samples m_samples GUARDED_BY(m_lock);
 };
 
 }  // namespace boottime

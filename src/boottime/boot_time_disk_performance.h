@@ -33,8 +33,8 @@ private:
 
     ILoadUsage* m_loadUsage = nullptr;
     optimizer::CCriticalSection m_lock;
-    Status m_status = Status::Measuring;  // guarded by m_lock
-    DiskSpeed m_speed = {};               // guarded by m_lock
+    Status m_status GUARDED_BY(m_lock) = Status::Measuring;
+    DiskSpeed m_speed GUARDED_BY(m_lock) = {};
 };
 
 }  // namespace boottime

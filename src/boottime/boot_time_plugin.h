@@ -74,7 +74,7 @@ private:
     IComponentManager* m_components = nullptr;
     IProcessProvider* m_processDp = nullptr;
     ILoadUsage* m_loadUsage = nullptr;
-    uint32_t m_overallStatus = kStillMeasuring;  // guarded by m_statusLock
+    uint32_t m_overallStatus GUARDED_BY(m_statusLock) = kStillMeasuring;
     optimizer::CCriticalSection m_statusLock;
     // What this object took of the shared tracker and has to give back.
     bool m_tracksUsersInit = false;

@@ -34,8 +34,8 @@ private:
     void _OnProcessNotify(const _PROCESS_NOTIF& record);
 
     IProcessProvider* m_processDp;
-    List m_started;  // guarded by m_lock
-    List m_ended;    // guarded by m_lock
+    List m_started GUARDED_BY(m_lock);
+    List m_ended GUARDED_BY(m_lock);
     optimizer::CCriticalSection m_lock;
 };
 

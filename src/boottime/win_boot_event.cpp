@@ -34,7 +34,7 @@ uint32_t BootTimeMonitor::WinBootEvent::Start() {
     return 0;
 }
 
-/// With the lock held: the service's notification, which may come at once, waits for it.
+/// The service's notification, which may come at once, waits for the lock.
 bool BootTimeMonitor::WinBootEvent::_StartSources() {
     TRACE_SCOPE("WinBootEvent::Start");
     m_bootEvents = std::make_unique<CWinBootEvents>();

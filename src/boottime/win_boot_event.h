@@ -40,11 +40,11 @@ public:
 
 private:
     void _Finish(BootEventStatus status);
-    bool _StartSources();
+    bool _StartSources() REQUIRES(m_lock);
 
     optimizer::CCriticalSection m_lock;  // keeps the two alive while one of the threads uses them
-    std::unique_ptr<WinServiceStartMonitor> m_serviceMonitor;  // guarded by m_lock; null between runs
-    std::unique_ptr<CWinBootEvents> m_bootEvents;              // guarded by m_lock; null between runs
+    std::unique_ptr<WinServiceStartMonitor> m_serviceMonitor GUARDED_BY(m_lock);  // null between runs
+    std::unique_ptr<CWinBootEvents> m_bootEvents GUARDED_BY(m_lock);              // null between runs
     optimizer::KernelHandle m_doneEvent{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     std::atomic<bool> m_subscribed = false;
     std::atomic<int64_t> m_startTimeMs = 0;  // since 1601

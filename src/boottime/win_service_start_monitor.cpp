@@ -32,13 +32,14 @@ struct WinServiceStartMonitor::Worker {
     IWinServiceStartMonitorObserver* observer = nullptr;
     optimizer::CCriticalSection lock;
     ServiceHandle manager;
-    ServiceHandle service;  // guarded by lock once the thread runs; null after Stop
+    ServiceHandle service GUARDED_BY(lock);  // null after Stop
     KernelHandle thread;
     std::atomic<int32_t> stop = 0;
 };
 
 bool WinServiceStartMonitor::Worker::Start() {
     TRACE_SCOPE("WinServiceStartMonitor::Start");
+    const CriticalSectionGuard guard(lock);
     manager.Reset(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE));
     if (!manager) return false;
     service.Reset(OpenServiceW(manager.Get(), monitor->m_service.c_str(), SERVICE_QUERY_STATUS));

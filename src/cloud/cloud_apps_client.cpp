@@ -103,12 +103,11 @@ void CCloudAppsClient::UnInit() {
 
 void CCloudAppsClient::_ReadAuthentication() {
     CriticalSectionGuard guard(m_lock);
-    m_registration->Read(&_StoreAuthentication, this);
+    m_registration->Read(&_StoreAuthentication, &m_authentication);
 }
 
-/// Under the lock, which _ReadAuthentication holds.
 void CCloudAppsClient::_StoreAuthentication(void* context, const RegistrationFields* fields) {
-    AuthenticationData& mine = static_cast<CCloudAppsClient*>(context)->m_authentication;
+    AuthenticationData& mine = *static_cast<AuthenticationData*>(context);
     mine.authenticated = false;  // stays so when the memory is short
     static_cast<void>(Guarded([&] {
         mine = {fields->email, fields->token, fields->authenticated != 0, fields->partnerId};

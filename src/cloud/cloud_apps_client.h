@@ -56,7 +56,7 @@ private:
     IRegistrationStatus* m_registration = nullptr;
     std::unique_ptr<CCloudRequest> m_request;
     std::string m_path = "services/optimizer";
-    AuthenticationData m_authentication;  // guarded by m_lock
+    AuthenticationData m_authentication GUARDED_BY(m_lock);
     CCriticalSection m_lock;
 };
 

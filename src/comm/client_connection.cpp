@@ -1,9 +1,5 @@
 #include "comm/client_connection.h"
 
-#include <mutex>
-#include <shared_mutex>
-#include <utility>
-
 #include <windows.h>
 
 #include "comm/byte_stream.h"
@@ -28,9 +24,10 @@ CClientConnection::~CClientConnection() {
 }
 
 uint32_t CClientConnection::Init() {
-    const std::lock_guard guard(m_lock);
+    const LockGuard guard(m_lock);
     if (++m_initCount >= 2) return ERROR_SUCCESS;
-    const uint32_t error = Guarded([&] { return _Init(); });
+    // Not checked: what is held here isn't known to be held in a function that another one calls.
+    const uint32_t error = Guarded([&]() NO_THREAD_SAFETY_ANALYSIS { return _Init(); });
     if (error != ERROR_SUCCESS) _UnInit();
     return error;
 }
@@ -75,19 +72,23 @@ bool CClientConnection::_UnInit() {
 }
 
 void CClientConnection::_Disconnect() {
-    if (m_endpoint == nullptr) return;
-    m_endpoint->stopReceiving(1);
     ConnectorEndpoint* endpoint = nullptr;
     {
-        const std::lock_guard guard(m_endpointLock);  // waits for the requests in flight
-        endpoint = std::exchange(m_endpoint, nullptr);
+        const SharedGuard guard(m_endpointLock);
+        endpoint = m_endpoint;
+    }
+    if (endpoint == nullptr) return;
+    endpoint->stopReceiving(1);
+    {
+        const LockGuard guard(m_endpointLock);  // waits for the requests in flight
+        m_endpoint = nullptr;
     }
     m_connections->disconnectPipe(endpoint);
 }
 
 uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
     TRACE_SCOPE("CClientConnection::Start");
-    const std::lock_guard guard(m_lock);
+    const LockGuard guard(m_lock);
     // Raised and left so also when the connection fails; callers rely on it.
     if (++m_startCount >= 2) return ERROR_SUCCESS;
     ConnectorEndpoint* const endpoint =
@@ -98,7 +99,7 @@ uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     {
-        const std::lock_guard endpointGuard(m_endpointLock);
+        const LockGuard endpointGuard(m_endpointLock);
         m_endpoint = endpoint;
     }
     endpoint->setCallback(receive, context, 1);
@@ -106,13 +107,13 @@ uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
 }
 
 void CClientConnection::Stop() {
-    const std::lock_guard guard(m_lock);
+    const LockGuard guard(m_lock);
     if (m_startCount != 0 && --m_startCount == 0) _Disconnect();
 }
 
 CClientConnection::Outcome CClientConnection::Ask(uint32_t id, const void* data, uint32_t sizeBytes,
                                                   CByteStream& answer) {
-    const std::shared_lock guard(m_endpointLock);
+    const SharedGuard guard(m_endpointLock);
     if (m_endpoint == nullptr) return {ERROR_GEN_FAILURE, 0};
     ConnectorResponse* response = nullptr;
     const uint32_t code = m_endpoint->sendMessage(id, data, sizeBytes, &response, 0, kRequestTimeoutMs);
@@ -126,13 +127,14 @@ CClientConnection::Outcome CClientConnection::Ask(uint32_t id, const void* data,
 }
 
 uint32_t CClientConnection::Post(uint32_t id, const void* data, uint32_t sizeBytes) {
-    const std::shared_lock guard(m_endpointLock);
+    const SharedGuard guard(m_endpointLock);
     if (m_endpoint == nullptr) return ERROR_GEN_FAILURE;
     return m_endpoint->postMessage(id, data, sizeBytes, 0);
 }
 
 void CClientConnection::ReplyStatus(const ConnectorMessage* message, uint32_t status) {
-    if (SenderWaits(message)) m_endpoint->replyStatus(message, status);
+    const SharedGuard guard(m_endpointLock);
+    if (m_endpoint != nullptr && SenderWaits(message)) m_endpoint->replyStatus(message, status);
 }
 
 }  // namespace optimizer

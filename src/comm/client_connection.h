@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "border/connector.h"
 #include "frame/exported_object.h"
@@ -34,7 +33,7 @@ public:
     /// Has `last` called when it was the last: nothing is held any more then, and no Init comes in between.
     template <class Last>
     void UnInit(Last last) {
-        const std::lock_guard guard(m_lock);
+        const LockGuard guard(m_lock);
         if (_UnInit()) last();
     }
     /// Connects, waiting up to five seconds for the service, and has messages received from then on; 8 when
@@ -48,22 +47,23 @@ public:
     Outcome Ask(uint32_t id, const void* data, uint32_t sizeBytes, CByteStream& answer);
     /// Sends without waiting: the connector's code, or 31 without a connection.
     uint32_t Post(uint32_t id, const void* data, uint32_t sizeBytes);
-    /// From inside the receive function; does nothing for a sender that doesn't wait.
+    /// From inside the receive function; does nothing for a sender that doesn't wait, nor without a
+    /// connection.
     void ReplyStatus(const ConnectorMessage* message, uint32_t status);
 
 private:
-    uint32_t _Init();
-    bool _UnInit();
-    void _Disconnect();
+    uint32_t _Init() REQUIRES(m_lock);
+    bool _UnInit() REQUIRES(m_lock);
+    void _Disconnect() REQUIRES(m_lock);
 
     const wchar_t* const m_pipe;
     CSlimLock m_lock;
-    int32_t m_startCount = 0;                      // guarded by m_lock
-    int32_t m_initCount = 0;                       // guarded by m_lock
-    ExportedObject<IConnectorClient> m_connector;  // guarded by m_lock
-    IConnectorClient* m_connections = nullptr;     // guarded by m_lock
-    CSlimLock m_endpointLock;                 // innermost; shared for as long as a request uses the endpoint
-    ConnectorEndpoint* m_endpoint = nullptr;  // guarded by m_endpointLock
+    int32_t m_startCount GUARDED_BY(m_lock) = 0;
+    int32_t m_initCount GUARDED_BY(m_lock) = 0;
+    ExportedObject<IConnectorClient> m_connector GUARDED_BY(m_lock);
+    IConnectorClient* m_connections GUARDED_BY(m_lock) = nullptr;
+    CSlimLock m_endpointLock ACQUIRED_AFTER(m_lock);  // shared for as long as a request uses the endpoint
+    ConnectorEndpoint* m_endpoint GUARDED_BY(m_endpointLock) = nullptr;
     trace::LogHolder m_log;
 };
 

@@ -1,6 +1,5 @@
 #include "comm/optimizer_agent_server.h"
 
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -81,23 +80,23 @@ void COptimizerAgentServer::UnInit() {
     if (std::exchange(m_connector, nullptr) != nullptr) m_components->ReleasePlugin(kConnector);
     m_components = nullptr;
     {
-        const std::lock_guard guard(m_startLock);
+        const LockGuard guard(m_startLock);
         m_startCount = 0;
     }
-    const std::lock_guard guard(m_mapLock);
+    const LockGuard guard(m_mapLock);
     m_observers.clear();
 }
 
 uint32_t COptimizerAgentServer::Start() {
     TRACE_SCOPE("COptimizerAgentServer::Start");
-    const std::lock_guard guard(m_startLock);
+    const LockGuard guard(m_startLock);
     if (++m_startCount == 1 && m_endpoint != nullptr) m_endpoint->setCallback(&_Receive, this, 1);
     return ERROR_SUCCESS;
 }
 
 uint32_t COptimizerAgentServer::Stop() {
     TRACE_SCOPE("COptimizerAgentServer::Stop");
-    const std::lock_guard guard(m_startLock);
+    const LockGuard guard(m_startLock);
     if (m_startCount == 0) return ERROR_SUCCESS;
     if (--m_startCount == 0 && m_endpoint != nullptr) m_endpoint->stopReceiving(1);
     return ERROR_SUCCESS;
@@ -128,7 +127,7 @@ uint32_t COptimizerAgentServer::RegisterObserver(const int32_t* id, IOptimizerAg
 }
 
 uint32_t COptimizerAgentServer::_Register(int32_t id, IOptimizerAgentEvents* observer) {
-    const std::lock_guard guard(m_mapLock);
+    const LockGuard guard(m_mapLock);
     auto found = m_observers.find(id);
     if (found == m_observers.end()) found = m_observers.emplace(id, std::make_unique<Observers>()).first;
     return found->second->Add(observer);
@@ -137,7 +136,7 @@ uint32_t COptimizerAgentServer::_Register(int32_t id, IOptimizerAgentEvents* obs
 uint32_t COptimizerAgentServer::UnregisterObserver(const int32_t* id, IOptimizerAgentEvents* observer) {
     TRACE_SCOPE("COptimizerAgentServer::UnregisterObserver");
     if (id == nullptr) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard guard(m_mapLock);
+    const LockGuard guard(m_mapLock);
     const auto found = m_observers.find(*id);
     return found != m_observers.end() ? found->second->Remove(observer, 0) : uint32_t{ERROR_NOT_FOUND};
 }
@@ -163,7 +162,7 @@ void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
         return;
     }
     // Held over the calls: an observer that unregisters elsewhere waits until it isn't called any more.
-    const std::lock_guard guard(m_mapLock);
+    const LockGuard guard(m_mapLock);
     const auto found = m_observers.find(static_cast<int32_t>(message.id));
     if (found == m_observers.end()) return;
     found->second->ForEach([&](IOptimizerAgentEvents* observer) {

@@ -59,9 +59,9 @@ private:
     bool _IsAgentConnected();
     uint32_t _Await(const Arrival& arrival, uint32_t timeoutMs, void* stop);
 
-    std::map<int32_t, std::unique_ptr<Observers>> m_observers;  // guarded by m_mapLock
-    CSlimLock m_startLock;     // not taken by a callback, which Stop waits for
-    int32_t m_startCount = 0;  // guarded by m_startLock
+    std::map<int32_t, std::unique_ptr<Observers>> m_observers GUARDED_BY(m_mapLock);
+    CSlimLock m_startLock;  // not taken by a callback, which Stop waits for
+    int32_t m_startCount GUARDED_BY(m_startLock) = 0;
     CSlimLock m_mapLock;
     IConnectorServer* m_connector = nullptr;
     ConnectorEndpoint* m_endpoint = nullptr;

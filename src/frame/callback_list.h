@@ -76,7 +76,7 @@ private:
         uint8_t active = 1;
     };
 
-    std::vector<std::unique_ptr<Entry>> m_entries;  // guarded by m_lock
+    std::vector<std::unique_ptr<Entry>> m_entries GUARDED_BY(m_lock);
     CSyncRWLock m_lock;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 struct ConstructorTable {
     CCriticalSection lock;
-    std::vector<IObjectConstructor*> constructors;  // guarded by lock
+    std::vector<IObjectConstructor*> constructors GUARDED_BY(lock);
 };
 
 /// Made at first use, so that declarations in any translation unit may come before it.
@@ -31,9 +31,10 @@ void UnregisterConstructor(IObjectConstructor* constructor) {
 }
 
 bool IsConstructorRegistered(const IObjectConstructor* constructor) {
-    CriticalSectionGuard guard(Table().lock);
-    const auto& known = Table().constructors;
-    return std::find(known.begin(), known.end(), constructor) != known.end();
+    ConstructorTable& table = Table();
+    CriticalSectionGuard guard(table.lock);
+    return std::find(table.constructors.begin(), table.constructors.end(), constructor) !=
+           table.constructors.end();
 }
 
 }  // namespace optimizer

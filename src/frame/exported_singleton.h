@@ -53,13 +53,13 @@ public:
     const std::wstring& Name() const { return m_name; }
 
 private:
-    void _Destroy() {
+    void _Destroy() REQUIRES(m_lock) {
         if (T* const object = std::exchange(m_object, nullptr)) object->DeletingDestructor(1);
     }
 
     std::wstring m_name;
-    T* m_object = nullptr;  // guarded by m_lock
-    int32_t m_count = 0;    // guarded by m_lock
+    T* m_object GUARDED_BY(m_lock) = nullptr;
+    int32_t m_count GUARDED_BY(m_lock) = 0;
     CCriticalSection m_lock;
 };
 

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <new>
 
+#include "frame/lock_guard.h"
+
 namespace optimizer::trace {
 
 namespace internal {
@@ -21,38 +23,40 @@ constexpr const char* kLogExports[] = {
 constexpr size_t kLogWrite = 9;
 constexpr size_t kLogUninitDeskMetrics = 11;
 
-std::atomic<int32_t> g_spinFlag = 0;
-LogBinding* g_binding = nullptr;       // guarded by g_spinFlag
-bool g_exitHandlerRegistered = false;  // guarded by g_spinFlag
-
 /// Guards the binding pointer and the counters; never held during a write.
-class SpinGuard {
+class CAPABILITY("lock") SpinFlag {
 public:
-    SpinGuard() {
-        while (g_spinFlag.exchange(1) != 0)
+    void lock() ACQUIRE() {
+        while (!try_lock())
             Sleep(1);
     }
-    ~SpinGuard() { g_spinFlag.exchange(0); }
-    SpinGuard(const SpinGuard&) = delete;
-    SpinGuard& operator=(const SpinGuard&) = delete;
+    bool try_lock() TRY_ACQUIRE(true) { return m_flag.exchange(1) == 0; }
+    void unlock() RELEASE() { m_flag.exchange(0); }
+
+private:
+    std::atomic<int32_t> m_flag = 0;
 };
+
+constinit SpinFlag g_spinFlag;
+LogBinding* g_binding GUARDED_BY(g_spinFlag) = nullptr;
+bool g_exitHandlerRegistered GUARDED_BY(g_spinFlag) = false;
 
 int32_t WriteNothing(int32_t, const int32_t*, const char*, const wchar_t*, const wchar_t*, va_list) {
     return E_NOINTERFACE;
 }
 
-void TakeDown() {
+void TakeDown() REQUIRES(g_spinFlag) {
     delete std::exchange(g_binding, nullptr);
 }
 
 void AtExit() {
     // The other threads are gone by now. One that was ended while it held the flag will never let go of it:
     // then the binding is left as it is, since waiting would hang the process for ever.
-    if (g_spinFlag.exchange(1) != 0) return;
+    if (!g_spinFlag.try_lock()) return;
     internal::g_staticReferences = 0;
     internal::g_dynamicReferences = 0;
     TakeDown();
-    g_spinFlag.exchange(0);
+    g_spinFlag.unlock();
 }
 
 }  // namespace
@@ -80,7 +84,7 @@ LogWriteFunction* LogBinding::Write() const {
 }
 
 LogBinding* AcquireLog() {
-    SpinGuard guard;
+    const LockGuard guard(g_spinFlag);
     if (internal::g_staticReferences + internal::g_dynamicReferences == 0) {
         TakeDown();
         g_binding = new (std::nothrow) LogBinding;
@@ -91,7 +95,7 @@ LogBinding* AcquireLog() {
 }
 
 void ReleaseLog() {
-    SpinGuard guard;
+    const LockGuard guard(g_spinFlag);
     if (internal::g_dynamicReferences > 0) {
         --internal::g_dynamicReferences;
     } else if (internal::g_staticReferences > 0) {

@@ -3,20 +3,21 @@
 
 #include <windows.h>
 
+#include "frame/lock_guard.h"
+
 namespace optimizer {
 
-/// Held for moments; its thread can't take it again. Fits std::lock_guard and std::unique_lock.
-class CSlimLock {
+/// Held for moments; its thread can't take it again.
+class CAPABILITY("lock") CSlimLock {
 public:
     CSlimLock() = default;
     CSlimLock(const CSlimLock&) = delete;
     CSlimLock& operator=(const CSlimLock&) = delete;
 
-    void lock() { AcquireSRWLockExclusive(&m_lock); }
-    void unlock() { ReleaseSRWLockExclusive(&m_lock); }
-    // For std::shared_lock.
-    void lock_shared() { AcquireSRWLockShared(&m_lock); }
-    void unlock_shared() { ReleaseSRWLockShared(&m_lock); }
+    void lock() ACQUIRE() { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() RELEASE() { ReleaseSRWLockExclusive(&m_lock); }
+    void lock_shared() ACQUIRE_SHARED() { AcquireSRWLockShared(&m_lock); }
+    void unlock_shared() RELEASE_SHARED() { ReleaseSRWLockShared(&m_lock); }
 
 private:
     friend class CSignal;
@@ -32,7 +33,7 @@ public:
     CSignal& operator=(const CSignal&) = delete;
 
     /// Gives `lock` up while it waits. May return before its time, with nothing changed: callers look again.
-    void Wait(CSlimLock& lock, DWORD timeoutMs = INFINITE) {
+    void Wait(CSlimLock& lock, DWORD timeoutMs = INFINITE) REQUIRES(lock) {
         SleepConditionVariableSRW(&m_variable, &lock.m_lock, timeoutMs, 0);
     }
     void WakeOne() { WakeConditionVariable(&m_variable); }

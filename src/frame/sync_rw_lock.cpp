@@ -1,6 +1,7 @@
 #include "frame/sync_rw_lock.h"
 
 #include <new>
+#include <utility>
 
 #include "frame/fatal.h"
 
@@ -29,7 +30,7 @@ CSyncRWLock::CSyncRWLock()
 // A failed insertion after the wait would leave a reader counted for ever, so that it ends the process.
 void CSyncRWLock::LockRead(uint32_t threadId) noexcept {
     const uint32_t thread = ThreadOrCaller(threadId);
-    std::unique_lock guard(m_lock);
+    LockGuard guard(m_lock);
     if (m_activeReaders > 0) {
         const auto found = m_readDepths.find(thread);
         if (found != m_readDepths.end()) {
@@ -55,28 +56,30 @@ void CSyncRWLock::LockRead(uint32_t threadId) noexcept {
 }
 
 void CSyncRWLock::UnlockRead(uint32_t threadId) {
-    const uint32_t thread = ThreadOrCaller(threadId);
-    std::unique_lock guard(m_lock);
+    _Open(_EndReadSide(ThreadOrCaller(threadId)));
+}
+
+CSyncRWLock::Opening CSyncRWLock::_EndReadSide(uint32_t thread) {
+    const LockGuard guard(m_lock);
     if (m_activeReaders == 0) {
         Require(m_activeWriters > 0 && m_writingThread == thread && m_writerReadDepth > 0);
         --m_writerReadDepth;
-        if (m_writerReadDepth == 0 && m_writerWriteDepth == 0) _EndWriteSide(guard);
-        return;
+        return _EndWriteTurn();
     }
     const auto found = m_readDepths.find(thread);
     Require(found != m_readDepths.end());
     if (found->second > 1) {
         --found->second;
-        return;
+        return {};
     }
     m_readDepths.erase(found);
     --m_activeReaders;
-    if (m_activeReaders == 0 && m_waitingWriters > 0) _OpenWriterGate(guard);
+    return m_activeReaders == 0 && m_waitingWriters > 0 ? _NextWriter() : Opening{};
 }
 
 void CSyncRWLock::LockWrite(uint32_t threadId) {
     const uint32_t thread = ThreadOrCaller(threadId);
-    std::unique_lock guard(m_lock);
+    LockGuard guard(m_lock);
     Require(m_activeReaders == 0 || !m_readDepths.contains(thread));
     if (m_activeReaders == 0 && m_activeWriters == 0) {
         ++m_activeWriters;
@@ -96,11 +99,14 @@ void CSyncRWLock::LockWrite(uint32_t threadId) {
 }
 
 void CSyncRWLock::UnlockWrite(uint32_t threadId) {
-    const uint32_t thread = ThreadOrCaller(threadId);
-    std::unique_lock guard(m_lock);
+    _Open(_EndWriteSide(ThreadOrCaller(threadId)));
+}
+
+CSyncRWLock::Opening CSyncRWLock::_EndWriteSide(uint32_t thread) {
+    const LockGuard guard(m_lock);
     Require(m_activeWriters > 0 && m_writingThread == thread && m_writerWriteDepth > 0);
     --m_writerWriteDepth;
-    if (m_writerReadDepth == 0 && m_writerWriteDepth == 0) _EndWriteSide(guard);
+    return _EndWriteTurn();
 }
 
 void CSyncRWLock::_TakeWriteSide(uint32_t threadId) {
@@ -109,24 +115,24 @@ void CSyncRWLock::_TakeWriteSide(uint32_t threadId) {
     m_writerWriteDepth = 1;
 }
 
-void CSyncRWLock::_EndWriteSide(std::unique_lock<CCriticalSection>& guard) {
+/// The turn goes on until both depths are 0.
+CSyncRWLock::Opening CSyncRWLock::_EndWriteTurn() {
+    if (m_writerReadDepth != 0 || m_writerWriteDepth != 0) return {};
     --m_activeWriters;
     m_writingThread = 0;
-    if (m_waitingWriters > 0) {
-        _OpenWriterGate(guard);
-    } else if (m_waitingReaders > 0) {
-        const uint32_t readers = std::exchange(m_waitingReaders, 0);
-        m_activeReaders = readers;
-        guard.unlock();
-        ReleaseSemaphore(m_readerGate.Get(), static_cast<LONG>(readers), nullptr);
-    }
+    if (m_waitingWriters > 0) return _NextWriter();
+    m_activeReaders = std::exchange(m_waitingReaders, 0);
+    return {m_readerGate.Get(), static_cast<LONG>(m_activeReaders)};
 }
 
-void CSyncRWLock::_OpenWriterGate(std::unique_lock<CCriticalSection>& guard) {
+CSyncRWLock::Opening CSyncRWLock::_NextWriter() {
     --m_waitingWriters;
     ++m_activeWriters;
-    guard.unlock();
-    ReleaseSemaphore(m_writerGate.Get(), 1, nullptr);
+    return {m_writerGate.Get(), 1};
+}
+
+void CSyncRWLock::_Open(const Opening& opening) {
+    if (opening.count > 0) ReleaseSemaphore(opening.gate, opening.count, nullptr);
 }
 
 }  // namespace optimizer

@@ -68,12 +68,12 @@ public:
 
 private:
     VxUsersLibrary() = default;
-    void _Clear();
+    void _Clear() REQUIRES(m_lock);
 
     CSyncRWLock m_lock;
-    uint32_t m_bindings = 0;         // guarded by m_lock
-    Library m_library;               // guarded by m_lock
-    void* m_slots[kSlotCount] = {};  // guarded by m_lock
+    uint32_t m_bindings GUARDED_BY(m_lock) = 0;
+    Library m_library GUARDED_BY(m_lock);
+    void* m_slots[kSlotCount] GUARDED_BY(m_lock) = {};
 };
 
 /// The interactive user's name from a record: domain, back-slash, name; the bare name without a domain.

@@ -50,19 +50,18 @@ public:
                             OptimizerProcessList* removed) override;
 
 private:
-    // Under the lock.
-    const bool* _FindKnown(const std::wstring& name, const std::wstring& product) const;
-    bool _GetStatus(const std::wstring& name, const std::wstring& product);
+    const bool* _FindKnown(const std::wstring& name, const std::wstring& product) const REQUIRES(m_lock);
+    bool _GetStatus(const std::wstring& name, const std::wstring& product) REQUIRES(m_lock);
     void _Store(profile which, OptimizerProcessList* entries, bool included);
     void _Tell();
 
     IServMain* const m_main;
     IOptimizerProcessesObserver* const m_observer;
-    IOptimizerProcessDP* m_provider = nullptr;  // guarded by m_lock, as is all that follows
+    IOptimizerProcessDP* m_provider GUARDED_BY(m_lock) = nullptr;
     CCriticalSection m_lock;
-    profile m_profile = profile::Disabled;
-    ProcessListKind m_list = ProcessListKind::Work;
-    std::map<SnapshotKey, bool, SnapshotKeyLess> m_cache;
+    profile m_profile GUARDED_BY(m_lock) = profile::Disabled;
+    ProcessListKind m_list GUARDED_BY(m_lock) = ProcessListKind::Work;
+    std::map<SnapshotKey, bool, SnapshotKeyLess> m_cache GUARDED_BY(m_lock);
 };
 
 }  // namespace optimizer

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cwchar>
-#include <mutex>
 #include <new>
 #include <set>
 #include <utility>
@@ -36,7 +35,7 @@ ProcessNotification Copy(const _PROCESS_NOTIF& record) {
 /// back is the host's affair, and one that doesn't calls with the address of a feed that is gone.
 struct BoundFeeds {
     CSlimLock lock;  // held over a notification, so that whoever takes a feed out waits for it
-    std::set<const CProcessDP*> feeds;
+    std::set<const CProcessDP*> feeds GUARDED_BY(lock);
 };
 BoundFeeds g_bound;
 
@@ -52,7 +51,7 @@ bool CProcessDP::Init() {
     // Without a serial execution every notification would be dropped: better not to ask for them.
     if (m_serial != nullptr) {
         {
-            const std::lock_guard guard(g_bound.lock);
+            const LockGuard guard(g_bound.lock);
             g_bound.feeds.insert(this);
         }
         if (m_processDp->RegisterProcessNotifyCallback(&CProcessDP::OnProcessNotify, this, 0)) return true;
@@ -67,7 +66,7 @@ void CProcessDP::Uninit() {
     TRACE_SCOPE("CProcessDP::Uninit");
     {
         // Before anything goes that a notification uses, and not held over the provider's own wait.
-        const std::lock_guard guard(g_bound.lock);
+        const LockGuard guard(g_bound.lock);
         g_bound.feeds.erase(this);
     }
     if (m_processDp != nullptr &&
@@ -89,7 +88,7 @@ uint32_t CProcessDP::OnProcessNotify(const _PROCESS_NOTIF* record, void* context
     }
     static_cast<void>(Guarded([&] {
         auto* const feed = static_cast<CProcessDP*>(context);
-        const std::lock_guard guard(g_bound.lock);
+        const LockGuard guard(g_bound.lock);
         if (g_bound.feeds.contains(feed)) feed->_OnProcessNotify(record);
         return uint32_t{0};
     }));

@@ -64,7 +64,7 @@ private:
 
     ISnapshotObserver* const m_observer;
     std::unique_ptr<CProcessDP> m_processDp;
-    ProcessMap m_processes;  // guarded by m_lock
+    ProcessMap m_processes GUARDED_BY(m_lock);
     CCriticalSection m_lock;
 };
 

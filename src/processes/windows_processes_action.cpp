@@ -117,7 +117,7 @@ uint32_t CWindowsProcessesAction::Revert() {
     return 0;
 }
 
-/// Under the action lock. The pids stay in the set: they leave it with the process's end, or when an answer
+/// The pids stay in the set: they leave it with the process's end, or when an answer
 /// says that their application isn't included.
 void CWindowsProcessesAction::_RevertProcesses() {
     TRACE_SCOPE("CWindowsProcessesAction::RevertProcesses");

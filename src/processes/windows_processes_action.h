@@ -76,21 +76,22 @@ private:
     bool _TakeKey(SnapshotKey& key, profile& current);
     void _Raise(const SnapshotKey& key, profile answeredFor);
     void _PutBack(const SnapshotKey& key);
-    void _RevertProcesses();
+    void _RevertProcesses() REQUIRES(m_lock);
 
     WindowsProcessesParams m_parameters;
     CCriticalSection m_lock;  // the action lock
     IServMain* const m_main;
     IEventQueue* m_eventQueue = nullptr;
-    CCriticalSection m_serialLock;         // keeps the serial execution while work is posted; innermost
-    ISerialExecution* m_serial = nullptr;  // guarded by m_serialLock
+    CCriticalSection m_serialLock
+        ACQUIRED_AFTER(m_lock);  // keeps the serial execution while work is posted; innermost
+    ISerialExecution* m_serial GUARDED_BY(m_serialLock) = nullptr;
     std::unique_ptr<CSnapshot> m_snapshot;
     std::unique_ptr<COptimizerProcesses> m_optimizerProcesses;
     std::unique_ptr<CProfileMonitor> m_profileMonitor;
-    profile m_profile = profile::Disabled;  // guarded by m_lock
-    SnapshotKeys m_queue;                   // guarded by m_lock
-    std::set<uint32_t> m_raised;            // guarded by m_lock
-    KernelHandle m_running;                 // an event, the running mark
+    profile m_profile GUARDED_BY(m_lock) = profile::Disabled;
+    SnapshotKeys m_queue GUARDED_BY(m_lock);
+    std::set<uint32_t> m_raised GUARDED_BY(m_lock);
+    KernelHandle m_running;  // an event, the running mark
     std::atomic<int32_t> m_starting = 0;
 };
 

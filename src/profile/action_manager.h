@@ -55,19 +55,19 @@ private:
     class EndOfRun;
     using Names = std::set<std::wstring>;
 
-    void _RevertMissing(const ActionMap& newActions, Names& notBack);
+    void _RevertMissing(const ActionMap& newActions, Names& notBack) REQUIRES(m_setLock);
     bool _Revert(IOptimizerAction& action);
-    void _UpdateKept(const ActionMap& newActions);
-    void _StartNew(ActionMap& newActions, const Names& notBack);
+    void _UpdateKept(const ActionMap& newActions) REQUIRES(m_setLock);
+    void _StartNew(ActionMap& newActions, const Names& notBack) REQUIRES(m_setLock);
     bool _Note(IOptimizerAction& action, IOptimizerActionSettings* next);
-    void _SetCurrent(IOptimizerAction* action);
+    void _SetCurrent(IOptimizerAction* action) EXCLUDES(m_currentLock);
     void _Tell(IOptimizerAction& action, ActionState state);
 
     CCriticalSection m_setLock;
-    ActionMap m_active;  // guarded by m_setLock
+    ActionMap m_active GUARDED_BY(m_setLock);
 
-    CCriticalSection m_currentLock;
-    IOptimizerAction* m_current = nullptr;  // the action being worked on; guarded by m_currentLock
+    CCriticalSection m_currentLock ACQUIRED_AFTER(m_setLock);
+    IOptimizerAction* m_current GUARDED_BY(m_currentLock) = nullptr;  // the action being worked on
 
     std::atomic<int32_t> m_cancel = 0;
     IActionObserver* const m_observer;

@@ -60,11 +60,11 @@ private:
 
     IProfilesSettings* const m_settings;
     INotesStore* const m_store;  // the settings'
-    CCriticalSection m_askLock;  // held while a note is made; taken before m_lock and the store's
-    CCriticalSection m_lock;     // guards the fields below; never held over a call
-    std::wstring m_user;         // the key of the run's user
-    std::wstring m_account;      // "DOMAIN\name"
-    std::set<std::wstring> m_unread;
+    CCriticalSection m_askLock;  // held while a note is made; taken before the store's too
+    CCriticalSection m_lock ACQUIRED_AFTER(m_askLock);  // never held over a call
+    std::wstring m_user GUARDED_BY(m_lock);             // the key of the run's user
+    std::wstring m_account GUARDED_BY(m_lock);          // "DOMAIN\name"
+    std::set<std::wstring> m_unread GUARDED_BY(m_lock);
 };
 
 }  // namespace optimizer

@@ -160,7 +160,6 @@ uint32_t ProfileManager::GetProfileConfig(const profile* which, std::wstring& ou
 /// A module that is off starts nothing of the remembered profile, on this road as little as on any other.
 uint32_t ProfileManager::_RestoreLastProfile(bool moduleIsOn) {
     TRACE_SCOPE("ProfileManager::RestoreLastProfile");
-    CriticalSectionGuard guard(m_lock);
     profile last = profile::Disabled;
     const uint32_t error =
         m_profile ? m_profile->RestoreLastProfile(&last, moduleIsOn) : uint32_t{ERROR_GEN_FAILURE};

@@ -61,23 +61,23 @@ public:
     void OnAgentArrived() override;
 
 private:
-    uint32_t _Change(profile inForce);
+    uint32_t _Change(profile inForce) REQUIRES(m_lock);
     uint32_t _GoOff();
-    bool _Runs(profile which) const;
-    uint32_t _RestoreLastProfile(bool moduleIsOn);
-    bool _GetModuleState();
-    void _AdoptStoredModuleState();
-    IProfilesSettings* _ProfilesSettings() const;
+    bool _Runs(profile which) const REQUIRES(m_lock);
+    uint32_t _RestoreLastProfile(bool moduleIsOn) REQUIRES(m_lock);
+    bool _GetModuleState() REQUIRES(m_lock);
+    void _AdoptStoredModuleState() REQUIRES(m_lock);
+    IProfilesSettings* _ProfilesSettings() const REQUIRES(m_lock);
 
-    CCriticalSection m_lock;                      // the manager lock; taken again by its own thread
-    profile m_activeProfile = profile::Disabled;  // guarded by m_lock
+    CCriticalSection m_lock;  // the manager lock; taken again by its own thread
+    profile m_activeProfile GUARDED_BY(m_lock) = profile::Disabled;
     IProfileManagerObserver* const m_observer;
     IServMain* const m_main;
-    std::unique_ptr<OptimizerProfile> m_profile;  // from Start to Stop; guarded by m_lock
-    std::unique_ptr<AgentArrivals> m_arrivals;    // from Start to Stop; its calls take m_lock
-    bool m_moduleState = false;                   // guarded by m_lock
+    std::unique_ptr<OptimizerProfile> m_profile GUARDED_BY(m_lock);  // from Start to Stop
+    std::unique_ptr<AgentArrivals> m_arrivals;  // from Start to Stop; its calls take m_lock
+    bool m_moduleState GUARDED_BY(m_lock) = false;
     IComponentManager* m_components = nullptr;
-    IOptimizerSettings* m_settings = nullptr;
+    IOptimizerSettings* m_settings GUARDED_BY(m_lock) = nullptr;
     const ActionFactory m_factory;
 };
 

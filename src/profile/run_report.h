@@ -49,13 +49,13 @@ public:
     std::string ToJson() const;
 
 private:
-    mutable CCriticalSection m_lock;  // guards the fields
-    profile m_profile = profile::Disabled;
-    bool m_begun = false;
-    bool m_running = false;
-    bool m_stopped = false;
-    bool m_askedAgain = false;
-    std::vector<RunProblem> m_problems;
+    mutable CCriticalSection m_lock;
+    profile m_profile GUARDED_BY(m_lock) = profile::Disabled;
+    bool m_begun GUARDED_BY(m_lock) = false;
+    bool m_running GUARDED_BY(m_lock) = false;
+    bool m_stopped GUARDED_BY(m_lock) = false;
+    bool m_askedAgain GUARDED_BY(m_lock) = false;
+    std::vector<RunProblem> m_problems GUARDED_BY(m_lock);
 };
 
 }  // namespace optimizer

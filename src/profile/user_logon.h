@@ -66,11 +66,11 @@ private:
     static bool _QueryLogonUser(uint32_t sessionId, std::wstring& user);
 
     bool m_logonPending = false;  // a logon had no user yet; only touched on the serial execution
-    std::wstring m_user;          // guarded by m_lock
-    std::wstring m_appData;       // guarded by m_lock
+    std::wstring m_user GUARDED_BY(m_lock);
+    std::wstring m_appData GUARDED_BY(m_lock);
     IServMain* m_main = nullptr;
     IEventQueue* m_queue = nullptr;
-    ISerialExecution* m_serial = nullptr;  // guarded by m_serialLock
+    ISerialExecution* m_serial GUARDED_BY(m_serialLock) = nullptr;
     ISessionChange* m_sessionChange = nullptr;
     CCriticalSection m_lock;
     CCriticalSection m_serialLock;  // keeps the serial execution while a session change is posted

@@ -1,6 +1,5 @@
 #include "settings/guarded_file.h"
 
-#include <mutex>
 #include <set>
 #include <utility>
 
@@ -56,8 +55,8 @@ void KeepDamaged(const std::wstring& path, const std::wstring& name) {
 /// The files whose copies this process has looked at.
 bool IsFirstLook(const std::wstring& path) {
     static CSlimLock s_lock;
-    static std::set<std::wstring> s_seen;  // guarded by s_lock
-    const std::lock_guard guard(s_lock);
+    static std::set<std::wstring> s_seen GUARDED_BY(s_lock);
+    const LockGuard guard(s_lock);
     return s_seen.insert(path).second;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 
 #include <windows.h>
 
@@ -27,12 +26,12 @@ public:
         return instance;
     }
     bool WasHeldJustNow(const std::wstring& path) {
-        const std::lock_guard guard(m_lock);
+        const LockGuard guard(m_lock);
         const auto held = m_sinceMs.find(path);
         return held != m_sinceMs.end() && GetTickCount64() - held->second < kForgetMs;
     }
     void Remember(const std::wstring& path, bool isHeld) {
-        const std::lock_guard guard(m_lock);
+        const LockGuard guard(m_lock);
         if (isHeld) {
             m_sinceMs[path] = GetTickCount64();
         } else {
@@ -44,7 +43,7 @@ private:
     static constexpr ULONGLONG kForgetMs = 10000;
 
     CSlimLock m_lock;
-    std::map<std::wstring, ULONGLONG> m_sinceMs;  // guarded by m_lock
+    std::map<std::wstring, ULONGLONG> m_sinceMs GUARDED_BY(m_lock);
 };
 
 /// Opens a file. Scanners and backups hold files for a moment: a refusal for that is no reason to take the

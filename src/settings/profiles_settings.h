@@ -61,22 +61,24 @@ private:
         std::wstring folder;
     };
 
-    bool _LoadActiveProfile(const std::wstring& userFile);
-    bool _LoadSystemActions();
+    bool _LoadActiveProfile(const std::wstring& userFile) REQUIRES(m_lock);
+    bool _LoadSystemActions() REQUIRES(m_lock);
     void _GetActions(const profile* which, const std::wstring& restoreFile, std::wstring& out);
-    bool _SetRevertActions(const std::wstring& path, const std::wstring& text);
+    bool _SetRevertActions(const std::wstring& path, const std::wstring& text) REQUIRES(m_lock);
     std::wstring _RestoreFile(const std::wstring& key) const;
-    uint32_t _StoreNotes(const std::wstring& key, picojson::object& document, const RevertNotes& notes);
+    uint32_t _StoreNotes(const std::wstring& key, picojson::object& document, const RevertNotes& notes)
+        REQUIRES(m_lock);
 
     const std::wstring m_profilesFile;
     const Restore m_restore;
     const Config m_config;
-    CCriticalSection m_lock;                      // held over file access; guards the fields below
-    profile m_activeProfile = profile::Disabled;  // as last loaded or stored
-    std::wstring m_activeUserFile;                // whose that is
-    std::set<std::string> m_systemActions;
-    bool m_hasReadDefinitions = false;  // when the names were looked for
-    std::set<std::wstring> m_unsure;  // keys of the notes of which the disk may not have what the file holds
+    CCriticalSection m_lock;                                         // held over file access
+    profile m_activeProfile GUARDED_BY(m_lock) = profile::Disabled;  // as last loaded or stored
+    std::wstring m_activeUserFile GUARDED_BY(m_lock);                // whose that is
+    std::set<std::string> m_systemActions GUARDED_BY(m_lock);
+    bool m_hasReadDefinitions GUARDED_BY(m_lock) = false;  // when the names were looked for
+    std::set<std::wstring> m_unsure
+        GUARDED_BY(m_lock);  // keys of the notes of which the disk may not have what the file holds
 };
 
 }  // namespace optimizer

@@ -58,7 +58,7 @@ private:
     IOptimizer& m_engine;
     optimizer::KernelHandle m_signal;
     optimizer::CCriticalSection m_lock;
-    std::deque<Event> m_events;  // guarded by m_lock
+    std::deque<Event> m_events GUARDED_BY(m_lock);
 };
 
 }  // namespace ctl

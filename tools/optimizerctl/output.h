@@ -42,7 +42,7 @@ private:
     bool m_json = false;
     bool m_quiet = false;
     optimizer::CCriticalSection m_lock;
-    bool m_ended = false;  // guarded by m_lock
+    bool m_ended GUARDED_BY(m_lock) = false;
 };
 
 /// A text as the value of a document.

@@ -38,9 +38,9 @@ private:
     optimizer::FileHandle m_input;
     optimizer::FileHandle m_output;
     optimizer::CCriticalSection m_lock;
-    optimizer::KernelHandle m_news;    // signalled for each new line
-    std::vector<std::string> m_lines;  // guarded by m_lock
-    bool m_ended = false;              // guarded by m_lock
+    optimizer::KernelHandle m_news;  // signalled for each new line
+    std::vector<std::string> m_lines GUARDED_BY(m_lock);
+    bool m_ended GUARDED_BY(m_lock) = false;
     size_t m_seen = 0;
     std::thread m_reader;
 };

@@ -1,0 +1,25 @@
+# With GUARDED_HEAP every library and program has its memory from tools/guarded_heap.
+option(GUARDED_HEAP "Each allocation ends at a page that may not be touched" OFF)
+
+function(_take_guarded_heap folder)
+    get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target ${targets})
+        get_target_property(type ${target} TYPE)
+        if(type MATCHES "^(SHARED_LIBRARY|MODULE_LIBRARY|EXECUTABLE)$")
+            target_sources(${target} PRIVATE $<TARGET_OBJECTS:guarded_heap>)
+            target_link_options(${target} PRIVATE LINKER:--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
+        endif()
+    endforeach()
+    get_property(folders DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
+    foreach(inner ${folders})
+        _take_guarded_heap(${inner})
+    endforeach()
+endfunction()
+
+# Called when all targets are known.
+function(use_guarded_heap)
+    get_property(folders DIRECTORY ${PROJECT_SOURCE_DIR} PROPERTY SUBDIRECTORIES)
+    foreach(folder ${folders})
+        _take_guarded_heap(${folder})
+    endforeach()
+endfunction()
