@@ -8,11 +8,11 @@ using fuzz::Expect;
 using optimizer::CByteStream;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t sizeBytes) {
-    if (sizeBytes == 0) return 0;
+    if (sizeBytes == 0) return fuzz::Count(false);
     // Two bits for each read, and the payload behind them.
     const size_t steps = data[0];
     const size_t planBytes = 1 + (steps + 3) / 4;
-    if (sizeBytes < planBytes) return 0;
+    if (sizeBytes < planBytes) return fuzz::Count(false);
     CByteStream in(data + planBytes, sizeBytes - planBytes);
     CByteStream out;
     bool isSpoilt = false;
