@@ -1,6 +1,7 @@
 // What every reader of JSON in the module shares.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,10 +13,15 @@ namespace optimizer::json {
 /// No settings file is read that is larger: far above any of them, far below harm.
 inline constexpr int64_t kLargestFileBytes = int64_t{64} * 1024 * 1024;
 
+/// How deep arrays and objects may lie in one another. Settings need five levels; each one costs stack, to
+/// parse and to free.
+inline constexpr size_t kMostLevels = 32;
+
 /// Parses a text, with or without the byte order mark of UTF-8. On a syntax error the result is false and
 /// `error` tells the line and what begins there, 80 characters at most; so it does for a number that no
-/// double can hold.
-bool Parse(const std::string& text, picojson::value& out, std::string& error);
+/// double can hold, and for a text that is nested too deeply. `levelsAround` is how many levels will lie
+/// around the text where it is stored: what is accepted can be read again from there.
+bool Parse(const std::string& text, picojson::value& out, std::string& error, size_t levelsAround = 0);
 
 /// The member of an object; null when the value isn't an object or has no such key.
 const picojson::value* Find(const picojson::value& value, const std::string& key);

@@ -197,7 +197,7 @@ bool CProfilesSettings::SetConfig(const profile* which, const std::wstring& text
     if (ProfileName(*which).empty() || !m_config.GetUserFile(userFile)) return false;
     picojson::value config;
     std::string error;
-    if (!json::Parse(Narrow(text), config, error)) {
+    if (!json::Parse(Narrow(text), config, error, 1)) {
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }
@@ -274,7 +274,7 @@ bool CProfilesSettings::_SetRevertActions(const std::wstring& path, const std::w
     TRACE_SCOPE("CProfilesSettings::_SetRevertActions");
     picojson::value actions;
     std::string error;
-    if (!json::Parse(Narrow(text), actions, error) || !actions.is<picojson::object>()) {
+    if (!json::Parse(Narrow(text), actions, error, 1) || !actions.is<picojson::object>()) {
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }

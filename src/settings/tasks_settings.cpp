@@ -64,7 +64,7 @@ bool CTasksSettings::_Write(const std::string& name, const std::string& text) {
     if (name.empty()) return false;
     picojson::value settings;
     std::string error;
-    if (!json::Parse(text, settings, error)) {
+    if (!json::Parse(text, settings, error, 1)) {
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
         return false;
     }

@@ -40,6 +40,9 @@ TEST_F(AgentPipe, TheAgentCarriesOutWhatItKnowsAndAnswersWhoWaits) {
         std::string answer;  // of message 2
     };
     const std::string number(3, '\0');
+    std::string deep;
+    while (deep.size() < size_t{60000} * 5)
+        deep += "{\"a\":";
     g_session.effects[4158] = 1;
     const Case kCases[] = {
         {1, "", 0, ""},
@@ -49,6 +52,7 @@ TEST_F(AgentPipe, TheAgentCarriesOutWhatItKnowsAndAnswersWhoWaits) {
         {2, "\x03" + number + Packed(R"([{"name":"aero","action":0}])"), 0,
          R"([{"action":1,"name":"aero"}])"},  // asked for and left as it is
         {2, "\x03" + number, 0, "[]"},
+        {2, "\x03" + number + Packed(deep), 0, "[]"},
         {2, "\x02" + number + Packed("[]"), 0, "[]"},                              // texts are missing
         {2, std::string(4, '\0') + std::string("\xFF\xFF\xFF\xFF[", 5), 0, "[]"},  // more counted than sent
         {3, "", 31, ""},

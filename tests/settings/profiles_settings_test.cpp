@@ -203,6 +203,32 @@ TEST_F(ProfilesSettings, EachWriteChangesItsKeyAndKeepsTheRest) {
     EXPECT_EQ(Read(kUserConfig), R"({"Game":{"A":{"active":false}},"Work":{"B":{"active":true}}})");
 }
 
+TEST_F(ProfilesSettings, WhatIsAcceptedCanBeReadAgain) {
+    Write(kUserConfig, R"({"Game":{"A":{}}})");
+    std::wstring text = L"1";
+    for (int levels = 1; levels <= 33; ++levels) {
+        text = L"{\"a\":" + text + L"}";
+        const bool isAccepted = levels <= 31;  // the file's own level is one more
+        EXPECT_EQ(m_store.SetConfig(&kWork, text), isAccepted) << levels;
+        EXPECT_EQ(m_store.SetUserRevertActions(text), isAccepted) << levels;
+        EXPECT_EQ(m_store.SetSystemRevertActions(text), isAccepted) << levels;
+        if (isAccepted) {
+            std::wstring config;
+            EXPECT_TRUE(m_store.GetConfig(&kWork, config));
+            EXPECT_EQ(config, text);
+            EXPECT_EQ(Text(kUserActions, kDisabled), text);
+            EXPECT_EQ(Text(kSystemActions, kDisabled), text);
+        }
+    }
+    text.clear();
+    for (int levels = 0; levels < 60000; ++levels)
+        text += L"{\"a\":";
+    EXPECT_FALSE(m_store.SetConfig(&kWork, text));
+    std::wstring config;
+    EXPECT_TRUE(m_store.GetConfig(&kGame, config));
+    EXPECT_EQ(config, LR"({"A":{}})") << "the other settings are still there";
+}
+
 TEST_F(ProfilesSettings, WithoutAUserOnlyTheMachinesFilesAreTouched) {
     for (const uint32_t result : {1U, 0U}) {
         SetSimulatedUser(L"HOME", result != 0 ? L"" : L"ann", result);

@@ -23,6 +23,8 @@ TEST(TasksSettings, CurrentValuesComeBeforeShippedOnesAndCanBeReset) {
         {"", L"[ 1, \"\u00e9\" ]", "{\"DiskCleaner\":[1,\"\xc3\xa9\"]}", L"[1,\"\u00e9\"]"},
         {R"({"Other":1})", L"5", R"({"DiskCleaner":5,"Other":1})", L"5"},
         {R"({"Other":1})", LR"({"x":)", R"({"Other":1})", LR"({"a":2,"b":1})"},
+        {"{}", L"[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]", "{}",
+         LR"({"a":2,"b":1})"},
         {R"({"broken)", L"null", R"({"DiskCleaner":null})", LR"({"a":2,"b":1})"},
         {R"({"DiskCleaner":0,"Z":1})", nullptr, R"({"DiskCleaner":{"a":2,"b":1},"Z":1})",
          LR"({"a":2,"b":1})"},

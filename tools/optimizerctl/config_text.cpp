@@ -31,7 +31,8 @@ std::wstring MistakeOf(const std::string& action, const picojson::value& value) 
 picojson::object ParseConfig(const std::string& text) {
     picojson::value config;
     std::string error;
-    if (!optimizer::json::Parse(text, config, error))
+    // As deep as the engine takes it, which stores it under the profile's name.
+    if (!optimizer::json::Parse(text, config, error, 1))
         throw WrongUse(L"The config is not JSON (" + Widen(error) + L"); " + kShape);
     if (!config.is<picojson::object>())
         throw WrongUse(std::wstring(L"The config is not a JSON object; ") + kShape);
