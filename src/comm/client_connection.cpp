@@ -95,6 +95,7 @@ uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
         m_connections != nullptr ? m_connections->connectPipe(m_pipe, 0, kCommonPipeName, kConnectTimeoutMs)
                                  : nullptr;
     if (endpoint == nullptr) {
+        // The misspelling is the text that readers of the log look for.
         TRACE_LINE(trace::kError, L"Coould not connect comm server: %s", m_pipe);
         return ERROR_NOT_ENOUGH_MEMORY;
     }

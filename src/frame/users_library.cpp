@@ -25,7 +25,7 @@ constexpr const char* kExports[VxUsersLibrary::kSlotCount] = {
     "SrvImpersonateCurrentUser",
     "SrvImpersonateUser",
     "SrvRevertToSelf",
-    "RetriveLocalUsersIconsToVXCache",
+    "RetriveLocalUsersIconsToVXCache",  // as the library exports it
 };
 
 }  // namespace
