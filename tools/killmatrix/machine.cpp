@@ -98,8 +98,8 @@ void LogOn() {
     if (!event || !SetEvent(event.Get())) throw std::runtime_error("no host waits for a logon");
 }
 
-/// Keeps the session's desktop, as a shell does. Without it each program that needs one brings up its own, which
-/// costs more than all the rest, and one that comes while another's ends gets none.
+/// Keeps the session's desktop, as a shell does. Without it each program that needs one brings up its own,
+/// which costs more than all the rest, and one that comes while another's ends gets none.
 [[noreturn]] void BeSession() {
     GetDesktopWindow();
     for (;;)
