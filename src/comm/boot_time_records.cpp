@@ -11,6 +11,8 @@ namespace {
 
 using optimizer::CByteStream;
 
+constexpr size_t kMostTold = 1000;  // processes in a trace
+
 struct CounterField {
     int32_t ProcessCounters::*member;
     const wchar_t* name;
@@ -111,12 +113,16 @@ std::wstring TextOf(const DiskSpeed& speed) {
     return NamedValues(speed, kSpeeds);
 }
 
+/// A list may claim more processes than any machine has, and its text costs more than all the rest.
 std::wstring TextOf(ImpactList& list) {
     std::wstring text;
+    size_t told = 0;
     vx::ForEach(list, [&](const ProcessImpact& impact) {
+        if (++told > kMostTold) return;
         text += L"ppid=" + std::to_wstring(impact.ppid) + L" pid=" + std::to_wstring(impact.pid) + L" name=" +
                 impact.name.Text() + L' ' + TextOf(impact.counters) + L", ";
     });
+    if (told > kMostTold) text += L"...";
     return text;
 }
 
