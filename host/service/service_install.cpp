@@ -41,6 +41,9 @@ void Describe(SC_HANDLE service) {
     actions.cActions = 1;
     actions.lpsaActions = &restart;
     ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &actions);
+    // So does one that ends by itself, as when another process has the name of one of its pipes.
+    SERVICE_FAILURE_ACTIONS_FLAG flag = {TRUE};
+    ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, &flag);
 }
 
 bool IsStopped(SC_HANDLE service) {

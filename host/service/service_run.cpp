@@ -7,6 +7,7 @@
 #include "frame/trace.h"
 #include "host/service/agent_starter.h"
 #include "host/service/engine_host.h"
+#include "host/service/pipe_names.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
 
@@ -16,6 +17,24 @@ namespace {
 
 constexpr DWORD kStartHintMs = 30000;
 constexpr DWORD kStopHintMs = 60000;
+
+/// The service's own exit codes.
+constexpr DWORD kDoesNotStart = 1;
+constexpr DWORD kPipeIsTaken = 2;
+
+struct EventSourceTraits {
+    using Type = HANDLE;
+    static Type Invalid() noexcept { return nullptr; }
+    static void Close(Type source) { DeregisterEventSource(source); }
+};
+
+/// To the system's application log, where people look for why a service ended.
+void WriteEvent(const std::wstring& sentence) {
+    const optimizer::UniqueHandle<EventSourceTraits> source(RegisterEventSourceW(nullptr, kServiceName));
+    const wchar_t* texts[] = {sentence.c_str()};
+    if (source)
+        ReportEventW(source.Get(), EVENTLOG_ERROR_TYPE, 0, kDoesNotStart, nullptr, 1, 0, texts, nullptr);
+}
 
 /// The one service of this process. The dispatcher calls without a context at first, hence the static object.
 class Service {
@@ -38,6 +57,7 @@ private:
     std::wstring m_pluginList;
     EngineHost m_host;
     SERVICE_STATUS_HANDLE m_status = nullptr;
+    DWORD m_failure = 0;
     optimizer::KernelHandle m_stop;
     optimizer::CSlimLock m_agentLock;  // held while agents are started, for which the plug-ins must be there
     bool m_startsAgents GUARDED_BY(m_agentLock) = false;
@@ -65,6 +85,8 @@ void Service::Main() {
     std::wstring problem;
     if (!m_host.Start(m_pluginList, problem)) {
         TRACE_LINE(optimizer::trace::kError, L"%s", problem.c_str());
+        WriteEvent(problem);
+        m_failure = HeldPipesSentence().empty() ? kDoesNotStart : kPipeIsTaken;
         _Report(SERVICE_STOPPED, 0, ERROR_SERVICE_SPECIFIC_ERROR);
         return;
     }
@@ -122,7 +144,7 @@ void Service::_Report(DWORD state, DWORD hintMs, DWORD error) {
     status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     status.dwCurrentState = state;
     status.dwWin32ExitCode = error;
-    status.dwServiceSpecificExitCode = error == ERROR_SERVICE_SPECIFIC_ERROR ? 1 : 0;
+    status.dwServiceSpecificExitCode = error == ERROR_SERVICE_SPECIFIC_ERROR ? m_failure : 0;
     status.dwWaitHint = hintMs;
     if (state == SERVICE_RUNNING) {
         status.dwControlsAccepted =
