@@ -23,8 +23,12 @@ constexpr const wchar_t* kSessionChange = L"sessionchange";
 
 }  // namespace
 
+std::wstring ShippedSettingsFolder() {
+    return GetModuleFolder() + L"settings\\";
+}
+
 std::wstring DefaultPluginList() {
-    return GetModuleFolder() + L"settings\\service_plugins.xml";
+    return ShippedSettingsFolder() + L"service_plugins.xml";
 }
 
 bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {

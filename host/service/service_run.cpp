@@ -1,3 +1,4 @@
+#include <string>
 
 #include <windows.h>
 
@@ -10,6 +11,7 @@
 #include "host/service/pipe_names.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
@@ -81,6 +83,10 @@ void Service::Main() {
     log.Get();
     for (const SettingsFinding& finding : CheckSettings(FindSettingsFolder())) {
         TRACE_LINE(optimizer::trace::kError, L"%s", finding.sentence.c_str());
+    }
+    for (const std::wstring& folder : {FindSettingsFolder(), ShippedSettingsFolder()}) {
+        for (const std::wstring& sentence : optimizer::UnusedIn(folder))
+            TRACE_LINE(optimizer::trace::kError, L"%s", sentence.c_str());
     }
     std::wstring problem;
     if (!m_host.Start(m_pluginList, problem)) {
