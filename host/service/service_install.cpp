@@ -55,6 +55,16 @@ void Configure(SC_HANDLE service, std::vector<std::wstring>& told) {
     // So does one that ends by itself, as when another process has the name of one of its pipes.
     Set(service, SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, SERVICE_FAILURE_ACTIONS_FLAG{TRUE},
         L"a restart after a start that failed", told);
+    // Names, each with its NUL, and one more. docs/host.md says which call needs which; SYSTEM's others, as
+    // the one that opens any process for debugging, aren't there to be abused.
+    wchar_t privileges[] =
+        L"SeAssignPrimaryTokenPrivilege\0SeBackupPrivilege\0SeChangeNotifyPrivilege\0"
+        L"SeImpersonatePrivilege\0SeIncreaseQuotaPrivilege\0SeLoadDriverPrivilege\0SeRestorePrivilege\0"
+        L"SeTcbPrivilege\0";
+    Set(service, SERVICE_CONFIG_REQUIRED_PRIVILEGES_INFO, SERVICE_REQUIRED_PRIVILEGES_INFOW{privileges},
+        L"a bound on its privileges", told);
+    Set(service, SERVICE_CONFIG_SERVICE_SID_INFO, SERVICE_SID_INFO{SERVICE_SID_TYPE_UNRESTRICTED},
+        L"an identifier of its own", told);
 }
 
 }  // namespace

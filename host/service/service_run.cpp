@@ -1,3 +1,4 @@
+#include <map>
 #include <string>
 
 #include <windows.h>
@@ -8,6 +9,7 @@
 #include "frame/trace.h"
 #include "host/service/agent_starter.h"
 #include "host/service/engine_host.h"
+#include "host/service/logged_on.h"
 #include "host/service/pipe_names.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
@@ -53,6 +55,7 @@ public:
 private:
     void _BeginAgents();
     void _EndAgents();
+    void _TellNewLogons(const std::map<uint32_t, std::wstring>& before);
     void _OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification);
     void _Report(DWORD state, DWORD hintMs, DWORD error);
 
@@ -88,6 +91,7 @@ void Service::Main() {
         for (const std::wstring& sentence : optimizer::UnusedIn(folder))
             TRACE_LINE(optimizer::trace::kError, L"%s", sentence.c_str());
     }
+    const auto before = LoggedOn();
     std::wstring problem;
     if (!m_host.Start(m_pluginList, problem)) {
         TRACE_LINE(optimizer::trace::kError, L"%s", problem.c_str());
@@ -100,6 +104,7 @@ void Service::Main() {
     // expected.
     _BeginAgents();
     _Report(SERVICE_RUNNING, 0, NO_ERROR);
+    _TellNewLogons(before);
     WaitForSingleObject(m_stop.Get(), INFINITE);
     _Report(SERVICE_STOP_PENDING, kStopHintMs, NO_ERROR);
     _EndAgents();
@@ -133,6 +138,15 @@ void Service::_BeginAgents() {
 void Service::_EndAgents() {
     const optimizer::LockGuard guard(m_agentLock);
     m_startsAgents = false;
+}
+
+/// The system tells of session changes once the service runs. Whoever logged on while it started may have
+/// come after the engine looked whom to restore for; to tell of a logon twice does nothing the second time.
+void Service::_TellNewLogons(const std::map<uint32_t, std::wstring>& before) {
+    for (const uint32_t session : NewLogons(before, LoggedOn())) {
+        const WTSSESSION_NOTIFICATION notification = {sizeof(notification), session};
+        _OnSessionChange(WTS_SESSION_LOGON, &notification);
+    }
 }
 
 void Service::_OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification) {

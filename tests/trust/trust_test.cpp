@@ -12,6 +12,7 @@
 
 #include "frame/handles.h"
 #include "frame/text.h"
+#include "host/service/logged_on.h"
 #include "settings/guarded_file.h"
 #include "settings/json_file.h"
 #include "tools/rig/temporary_folder.h"
@@ -174,6 +175,16 @@ TEST_F(UntrustedFiles, FilesWithASecondNameAreNotUsed) {
     EXPECT_EQ(ReadJsonFile(m_path, value), JsonFileState::Unreadable);
     EXPECT_EQ(WriteJsonFile(m_path, picojson::value(1.0)), kErrorNotTrusted);
     EXPECT_EQ(ReadFileText(m_folder.File(L"second")), kNotes);
+}
+
+TEST(Logons, ThoseOfTheStartAreFoundAfterwards) {
+    using Users = std::map<uint32_t, std::wstring>;
+    EXPECT_THAT(host::NewLogons({}, {}), testing::IsEmpty());
+    EXPECT_THAT(host::NewLogons(Users{{1, L"D\\ann"}}, Users{{1, L"D\\ann"}}), testing::IsEmpty());
+    EXPECT_THAT(host::NewLogons(Users{{1, L"D\\ann"}, {2, L"D\\bob"}}, Users{{2, L"D\\bob"}}),
+                testing::IsEmpty());
+    EXPECT_THAT(host::NewLogons(Users{{1, L"D\\ann"}}, Users{{1, L"D\\bob"}, {3, L"D\\ann"}}),
+                testing::ElementsAre(1, 3));
 }
 
 }  // namespace
