@@ -90,6 +90,11 @@ bool CClientEndpoint::OnFrame(CPipeConnection&, const FrameHeader& header, uint8
     }
 }
 
+void CClientEndpoint::OnUnsound(CPipeConnection&) {
+    TRACE_SCOPE("CClientEndpoint::OnUnsound");
+    TRACE_LINE(trace::kError, L"The server sent an unsound frame; the connection ends");
+}
+
 void CClientEndpoint::_Keep(const ConnectorMessage* message) {
     const size_t sizeBytes = sizeof(*message) + message->sizeBytes;
     if (m_keptBytes + sizeBytes > kMostKeptBytes) {

@@ -46,6 +46,7 @@ public:
 
 private:
     bool OnFrame(CPipeConnection& connection, const FrameHeader& header, uint8_t* bytes) override;
+    void OnUnsound(CPipeConnection& connection) override;
     void OnWoken() override { _DeliverKept(); }
     void OnOver() override { m_calls.Break(); }
 

@@ -12,6 +12,7 @@
 #include "frame/guarded.h"
 #include "frame/object_factory.h"
 #include "frame/trace.h"
+#include "host/pipe_holder/pipe_holder.h"
 
 namespace host {
 
@@ -43,6 +44,20 @@ uint32_t OpenPipe(const std::wstring& path, const CDeadline& deadline, FileHandl
     }
 }
 
+/// A process that took the name before the service did could answer anything, and hear what is asked. Nothing
+/// is sent to it. 1307 (ERROR_INVALID_OWNER) then.
+uint32_t CheckServer(HANDLE pipe, const std::wstring& path) {
+    PipeHolder holder = {PipeOwner(pipe)};
+    if (MayServe(holder.owner)) return ERROR_SUCCESS;
+    if (!GetNamedPipeServerProcessId(pipe, &holder.process)) holder.process = 0;
+    TRACE_SCOPE("CConnClient::CheckServer");
+    TRACE_LINE(trace::kError,
+               L"Nothing is said to %s: it is served by %s, and that is neither SYSTEM nor an administrator "
+               L"nor this process's account",
+               path.c_str(), HolderText(holder).c_str());
+    return ERROR_INVALID_OWNER;
+}
+
 uint32_t Connect(const wchar_t* pipeName, uint32_t timeoutMs, std::unique_ptr<CClientEndpoint>& out) {
     const CDeadline deadline(timeoutMs);
     const std::wstring path = PipePath(pipeName);
@@ -50,6 +65,7 @@ uint32_t Connect(const wchar_t* pipeName, uint32_t timeoutMs, std::unique_ptr<CC
     for (;;) {
         FileHandle pipe;
         uint32_t error = OpenPipe(path, deadline, pipe);
+        if (error == ERROR_SUCCESS) error = CheckServer(pipe.Get(), path);
         if (error != ERROR_SUCCESS) return error;
         DWORD mode = PIPE_READMODE_MESSAGE;
         if (SetNamedPipeHandleState(pipe.Get(), &mode, nullptr, nullptr)) {

@@ -23,7 +23,9 @@ public:
     uint32_t Start() override { return 0; }
     uint32_t Stop() override { return 0; }
     void reserved5() override {}
-    /// Blocks until the server has admitted the client: its events are heard from then on.
+    /// Blocks until the server has admitted the client: its events are heard from then on. Null leaves the
+    /// reason as the thread's last error: 1307 (ERROR_INVALID_OWNER) for a pipe that neither SYSTEM nor an
+    /// administrator nor this process's account serves, to which nothing is sent.
     ConnectorEndpoint* connectPipe(const wchar_t* pipeName, uint64_t reserved, const wchar_t* commonPipeName,
                                    uint32_t timeoutMs) override;
     /// Blocks until no receive function runs and no call waits.

@@ -2,11 +2,7 @@
 
 #include <cstring>
 
-#include "frame/trace.h"
-
 namespace host {
-
-namespace trace = optimizer::trace;
 
 namespace {
 
@@ -35,7 +31,7 @@ CFrameReader::Event CFrameReader::Next() {
     const bool arrived = _Await(true);
     if (m_stopped) return Event::End;
     if (!arrived) return Event::Woken;
-    return _TakeFrame() ? Event::Frame : Event::End;
+    return _TakeFrame();
 }
 
 void CFrameReader::Abandon() {
@@ -77,10 +73,10 @@ bool CFrameReader::_Await(bool untilWoken) {
     }
 }
 
-bool CFrameReader::_TakeFrame() {
+CFrameReader::Event CFrameReader::_TakeFrame() {
     DWORD gotBytes = 0;
     const bool whole = GetOverlappedResult(m_pipe, &m_overlapped, &gotBytes, FALSE) != FALSE;
-    if (!whole && GetLastError() != ERROR_MORE_DATA) return false;  // the usual end of a pipe
+    if (!whole && GetLastError() != ERROR_MORE_DATA) return Event::End;  // the usual end of a pipe
 
     bool sound = gotBytes >= sizeof(m_header);
     if (sound) {
@@ -90,11 +86,8 @@ bool CFrameReader::_TakeFrame() {
     if (sound) {
         sound = whole ? gotBytes - sizeof(m_header) == m_header.sizeBytes : _ReadRest(gotBytes);
     }
-    if (!sound && !m_stopped) {
-        TRACE_SCOPE("CFrameReader::_TakeFrame");
-        TRACE_LINE(trace::kError, L"Unsound frame: %u bytes", gotBytes);
-    }
-    return sound;
+    if (sound) return Event::Frame;
+    return m_stopped ? Event::End : Event::Unsound;
 }
 
 bool CFrameReader::_ReadRest(uint32_t gotBytes) {

@@ -20,7 +20,8 @@ public:
     enum class Event {
         Frame,  // Header and Bytes tell it
         Woken,
-        End,  // the pipe ended, Stop was called, or a frame was unsound; final
+        Unsound,  // something came that isn't a frame; final
+        End,      // the pipe ended, or Stop was called; final
     };
 
     CFrameReader() = default;
@@ -46,7 +47,7 @@ public:
 private:
     bool _Begin(uint8_t* to, uint32_t roomBytes);
     bool _Await(bool untilWoken);
-    bool _TakeFrame();
+    Event _TakeFrame();
     bool _ReadRest(uint32_t gotBytes);
 
     HANDLE m_pipe = nullptr;

@@ -21,12 +21,14 @@ size_t WeightOf(const Frame& frame) {
 uint32_t CFrameSender::Send(const Frame& frame) {
     const LockGuard guard(m_lock);
     if (m_closed) return ERROR_PIPE_NOT_CONNECTED;
-    return m_writesOn ? _Enqueue(frame) : _Write(frame);
+    if (m_writesOn) return _Enqueue(frame);
+    return _Take(frame) ? _Write(frame) : uint32_t{ERROR_NOT_ENOUGH_QUOTA};
 }
 
 void CFrameSender::OnWritten(uint32_t error) {
     for (;;) {  // gives the lock up between two writes
         const LockGuard guard(m_lock);
+        if (m_inFlight.bytes) _GiveBack(WeightOf(m_inFlight));
         m_inFlight = {};
         if (error != ERROR_SUCCESS) _Close();
         if (m_queue.empty()) {
@@ -53,10 +55,13 @@ void CFrameSender::WaitUntilQuiet() {
         m_quiet.Wait(m_lock);
 }
 
+/// Of a frame that the budget has been asked for.
 uint32_t CFrameSender::_Write(const Frame& frame) {
     m_overlapped = {};
-    if (WriteFile(m_pipe, frame.bytes.get(), frame.sizeBytes, nullptr, &m_overlapped)) return ERROR_SUCCESS;
-    const DWORD error = GetLastError();
+    const bool isDone = WriteFile(m_pipe, frame.bytes.get(), frame.sizeBytes, nullptr, &m_overlapped);
+    const DWORD error = isDone ? DWORD{ERROR_SUCCESS} : GetLastError();
+    if (error != ERROR_IO_PENDING) _GiveBack(WeightOf(frame));
+    if (isDone) return ERROR_SUCCESS;
     if (error != ERROR_IO_PENDING) {
         _Close();
         return error;
@@ -69,15 +74,27 @@ uint32_t CFrameSender::_Write(const Frame& frame) {
 uint32_t CFrameSender::_Enqueue(const Frame& frame) {
     if (!m_queue.empty() && m_queuedBytes + WeightOf(frame) > kMostQueuedBytes) return ERROR_NOT_ENOUGH_QUOTA;
     m_queue.push_back(frame);
+    if (!_Take(frame)) {
+        m_queue.pop_back();
+        return ERROR_NOT_ENOUGH_QUOTA;
+    }
     m_queuedBytes += WeightOf(frame);
     return ERROR_SUCCESS;
+}
+
+bool CFrameSender::_Take(const Frame& frame) {
+    return m_budget == nullptr || m_budget->TryTake(WeightOf(frame));
+}
+
+void CFrameSender::_GiveBack(size_t bytes) {
+    if (m_budget != nullptr) m_budget->GiveBack(bytes);
 }
 
 void CFrameSender::_Close() {
     m_closed = true;
     m_reader.Stop();
     m_queue.clear();
-    m_queuedBytes = 0;
+    _GiveBack(std::exchange(m_queuedBytes, 0));
     if (m_inFlight.bytes) CancelIoEx(m_pipe, &m_overlapped);
 }
 

@@ -2,10 +2,13 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
+#include <utility>
 
 #include <windows.h>
 
 #include "connector/frame_reader.h"
+#include "connector/send_budget.h"
 #include "frame/slim_lock.h"
 
 namespace host {
@@ -23,8 +26,11 @@ public:
     CFrameSender(const CFrameSender&) = delete;
     CFrameSender& operator=(const CFrameSender&) = delete;
 
-    /// Any thread. 0; 1816 (ERROR_NOT_ENOUGH_QUOTA) when the queue is full and the frame isn't sent; 233
-    /// (ERROR_PIPE_NOT_CONNECTED) when closed; or the system's error, which closes. Throws std::bad_alloc.
+    /// What waits for the reader counts there from now on. Before the first Send.
+    void LimitBy(std::shared_ptr<CSendBudget> budget) { m_budget = std::move(budget); }
+    /// Any thread. 0; 1816 (ERROR_NOT_ENOUGH_QUOTA) when the queue is full, or the budget spent, and the
+    /// frame isn't sent; 233 (ERROR_PIPE_NOT_CONNECTED) when closed; or the system's error, which closes.
+    /// Throws std::bad_alloc.
     [[nodiscard]] uint32_t Send(const Frame& frame);
     /// On the completions' thread: the write in flight is done, with 0 or the system's error.
     void OnWritten(uint32_t error);
@@ -36,10 +42,13 @@ public:
 private:
     uint32_t _Write(const Frame& frame) REQUIRES(m_lock);
     uint32_t _Enqueue(const Frame& frame) REQUIRES(m_lock);
+    bool _Take(const Frame& frame);
+    void _GiveBack(size_t bytes);
     void _Close() REQUIRES(m_lock);
 
     const HANDLE m_pipe;
     CFrameReader& m_reader;
+    std::shared_ptr<CSendBudget> m_budget;  // null: no other bound than the queue's
     optimizer::CSlimLock m_lock;
     OVERLAPPED m_overlapped GUARDED_BY(m_lock) = {};
     Frame m_inFlight GUARDED_BY(m_lock);

@@ -17,8 +17,9 @@ std::wstring PipePath(const wchar_t* pipeName);
 /// for FILE_CREATE_PIPE_INSTANCE too, which clients aren't granted.
 inline constexpr DWORD kClientAccess = GENERIC_READ | FILE_WRITE_DATA | FILE_WRITE_ATTRIBUTES;
 
-/// The access list of a pipe: the system, administrators and the account of this process do everything,
-/// whoever is logged on at the machine connects. Null with the thread's last error on failure. Throws
+/// The owner and the access list of a pipe: it belongs to the administrators or, where this process isn't one
+/// of them, to its account; the system, administrators and the account of this process do everything, whoever
+/// is logged on at the machine connects. Null with the thread's last error on failure. Throws
 /// std::bad_alloc.
 optimizer::LocalMemory MakePipeSecurity();
 

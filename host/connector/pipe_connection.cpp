@@ -24,7 +24,7 @@ CPipeConnection::CPipeConnection(optimizer::FileHandle pipe, Side side, uint32_t
     : m_pipe(std::move(pipe)), m_side(side), m_id(id), m_events(events), m_sender(m_pipe.Get(), m_reader) {
     if (side != Side::Server) return;
     GetNamedPipeClientProcessId(m_pipe.Get(), &m_clientProcess);
-    m_clientSession = SessionOfClient(m_pipe.Get(), m_clientProcess);
+    m_origin = OriginOf(m_pipe.Get(), SessionOfClient(m_pipe.Get(), m_clientProcess));
 }
 
 uint32_t CPipeConnection::Open(CWriteCompletions& completions) {
@@ -73,7 +73,9 @@ void CPipeConnection::_Read() {
         if (event == CFrameReader::Event::End) return;
         if (event == CFrameReader::Event::Woken) {
             m_events.OnWoken();
-        } else if (!m_events.OnFrame(*this, m_reader.Header(), m_reader.Bytes())) {
+        } else if (event == CFrameReader::Event::Unsound ||
+                   !m_events.OnFrame(*this, m_reader.Header(), m_reader.Bytes())) {
+            m_events.OnUnsound(*this);
             return;
         }
     }

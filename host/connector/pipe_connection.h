@@ -2,10 +2,14 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <utility>
 
 #include "border/client_watch.h"
+#include "connector/client_origin.h"
 #include "connector/frame_reader.h"
 #include "connector/frame_sender.h"
+#include "connector/send_budget.h"
 #include "connector/worker_thread.h"
 #include "connector/write_completions.h"
 #include "frame/handles.h"
@@ -16,8 +20,11 @@ class CPipeConnection;
 
 /// What a connection tells the endpoint that owns it, on the connection's thread.
 struct IConnectionEvents {
-    /// `bytes` is the frame from its header on, for the endpoint to use up. False ends the connection.
+    /// `bytes` is the frame from its header on, for the endpoint to use up. False for one that isn't for this
+    /// end; it then counts as unsound.
     virtual bool OnFrame(CPipeConnection& connection, const FrameHeader& header, uint8_t* bytes) = 0;
+    /// What came isn't a frame; the connection ends. May throw std::bad_alloc.
+    virtual void OnUnsound(CPipeConnection& connection) = 0;
     /// Wake was called.
     virtual void OnWoken() = 0;
     /// Nothing follows.
@@ -41,6 +48,13 @@ public:
 
     /// Makes it ready for Send. 0 or the system's error. Throws std::bad_alloc.
     [[nodiscard]] uint32_t Open(CWriteCompletions& completions);
+    /// What waits to be read by the client counts there from now on. Before Open, and of a server's
+    /// connection.
+    void LimitBy(std::shared_ptr<CSendBudget> budget) {
+        m_budget = budget;
+        m_sender.LimitBy(std::move(budget));
+    }
+    const std::shared_ptr<CSendBudget>& Budget() const { return m_budget; }
     /// After Open: begins to read. 0 or the system's error.
     [[nodiscard]] uint32_t Start();
     /// As CFrameSender::Send.
@@ -56,10 +70,11 @@ public:
     void End();
 
     uint32_t Id() const { return m_id; }
-    /// This and the next of a server's connection.
+    /// This and the next two of a server's connection. The process is for people to read.
     DWORD ClientProcess() const { return m_clientProcess; }
+    const ClientOrigin& Origin() const { return m_origin; }
     /// IClientWatch::kNoSession when the system doesn't tell.
-    uint32_t ClientSession() const { return m_clientSession; }
+    uint32_t ClientSession() const { return m_origin.session; }
     bool IsOver() const { return m_over; }
 
     /// The request that the receive function is given, 0 for none: the one that may be answered.
@@ -75,7 +90,8 @@ private:
     const Side m_side;
     const uint32_t m_id;
     DWORD m_clientProcess = 0;
-    uint32_t m_clientSession = IClientWatch::kNoSession;
+    ClientOrigin m_origin = {L"", IClientWatch::kNoSession, false};
+    std::shared_ptr<CSendBudget> m_budget;
     IConnectionEvents& m_events;
     std::atomic<uint32_t> m_unanswered = 0;
     std::atomic<bool> m_over = false;

@@ -1,9 +1,13 @@
 #include "connector/pipe_listener.h"
 
+#include <algorithm>
+#include <optional>
 #include <utility>
 
+#include "connector/deadline.h"
 #include "connector/pipe_access.h"
 #include "frame/trace.h"
+#include "host/pipe_holder/pipe_holder.h"
 
 namespace host {
 
@@ -17,6 +21,9 @@ namespace {
 constexpr DWORD kBufferBytes = 64 * 1024;
 /// Between two attempts at an instance while all clients' places are taken or memory is short.
 constexpr DWORD kRetryMs = 500;
+/// For a name that another process serves: its own host may be on its way out.
+constexpr DWORD kNamePatienceMs = 10000;
+constexpr DWORD kNameRetryMs = 200;
 
 }  // namespace
 
@@ -33,6 +40,25 @@ uint32_t CPipeListener::Open(const wchar_t* pipeName) {
     if (!m_security) return GetLastError();
     m_connected.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!m_connected) return GetLastError();
+    const CDeadline deadline(kNamePatienceMs);
+    for (bool told = false;; told = true) {
+        const uint32_t error = _TakeName();
+        if (error != ERROR_ACCESS_DENIED) return error;
+        const std::optional<PipeHolder> holder = FindPipeHolder(m_path);
+        if (holder && !told) {
+            TRACE_SCOPE("CPipeListener::Open");
+            TRACE_LINE(trace::kError, L"The name %s is taken by %s", m_path.c_str(),
+                       HolderText(*holder).c_str());
+        }
+        // What this process serves itself isn't given back while it waits here.
+        if (holder && holder->process == GetCurrentProcessId()) return error;
+        if (deadline.LeftMs() == 0) return error;
+        Sleep(std::min(deadline.LeftMs(), kNameRetryMs));
+    }
+}
+
+/// 5 (ERROR_ACCESS_DENIED) when another has it.
+uint32_t CPipeListener::_TakeName() {
     const uint32_t error = _MakeInstance(FILE_FLAG_FIRST_PIPE_INSTANCE, m_instance);
     if (error != ERROR_SUCCESS) return error;
     // Wine lets a second process pass in spite of the flag.
@@ -40,7 +66,9 @@ uint32_t CPipeListener::Open(const wchar_t* pipeName) {
     if (!GetNamedPipeHandleStateW(m_instance.Get(), nullptr, &instances, nullptr, nullptr, nullptr, 0)) {
         return GetLastError();
     }
-    return instances == 1 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+    if (instances == 1) return ERROR_SUCCESS;
+    m_instance.Reset();
+    return ERROR_ACCESS_DENIED;
 }
 
 FileHandle CPipeListener::Accept(HANDLE roused) {

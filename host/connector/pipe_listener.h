@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include "connector/client_origin.h"
 #include "frame/handles.h"
 
 namespace host {
@@ -14,7 +15,7 @@ namespace host {
 class CPipeListener {
 public:
     /// One of them is never given away: with it the name would go, and another process could take it.
-    static constexpr DWORD kMostInstances = 201;
+    static constexpr DWORD kMostInstances = kMostClients + 1;
 
     CPipeListener() = default;
     CPipeListener(const CPipeListener&) = delete;
@@ -22,13 +23,15 @@ public:
     ~CPipeListener();
 
     /// 0, 87 (ERROR_INVALID_PARAMETER) for a name that is null or empty, 5 (ERROR_ACCESS_DENIED) when the
-    /// name is taken, or the system's error. Throws std::bad_alloc.
+    /// name is taken, or the system's error. Traces who took it, and waits up to ten seconds for another
+    /// process to give it back. Throws std::bad_alloc.
     [[nodiscard]] uint32_t Open(const wchar_t* pipeName);
     /// Blocks for a client and gives its pipe; none when the event `roused` was signalled first, or now and
     /// then while no instance can be had. A client that comes before the first Accept waits for it.
     optimizer::FileHandle Accept(HANDLE roused);
 
 private:
+    uint32_t _TakeName();
     uint32_t _MakeInstance(DWORD firstFlag, optimizer::FileHandle& out);
     bool _Listen();
     uint32_t _BeginConnect();

@@ -20,9 +20,6 @@ namespace {
 
 using optimizer::LockGuard;
 
-/// Clients that one process may have; the others' places are for others.
-constexpr size_t kMostOfOneProcess = 80;
-
 constexpr uint32_t kPartingMs = 2000;
 
 /// A client that doesn't read is dropped, and so is one that there is no memory for; neither is anybody
@@ -136,6 +133,18 @@ bool CServerEndpoint::OnFrame(CPipeConnection& client, const FrameHeader& header
     return true;
 }
 
+void CServerEndpoint::OnUnsound(CPipeConnection& client) {
+    TRACE_SCOPE("CServerEndpoint::OnUnsound");
+    const ClientOrigin& origin = client.Origin();
+    uint32_t leftOut = 0;
+    if (!m_unsoundFrames.MayWrite(origin, GetTickCount64(), leftOut)) return;
+    TRACE_LINE(
+        trace::kError,
+        L"Process %u of account %s in session %u sent an unsound frame and is dropped; dropped without "
+        L"a line since the last one: %u",
+        client.ClientProcess(), origin.account.c_str(), origin.session, leftOut);
+}
+
 void CServerEndpoint::OnOver() {
     SetEvent(m_roused.Get());
 }
@@ -161,14 +170,11 @@ void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
     IConnectionEvents& events = *this;
     const auto client =
         std::make_shared<CPipeConnection>(std::move(pipe), CPipeConnection::Side::Server, m_lastId, events);
-    const DWORD process = client->ClientProcess();
-    const auto isOfProcess = [=](const CPipeConnection& other) { return other.ClientProcess() == process; };
-    if (_CountIf(isOfProcess) >= kMostOfOneProcess) {
-        TRACE_SCOPE("CServerEndpoint::_Admit");
-        TRACE_LINE(trace::kWarning, L"Process %u has too many clients", process);
+    if (!_HasPlace(*client)) {
         client->End();
         return;
     }
+    client->LimitBy(_BudgetFor(client->Origin()));
     const Frame welcome = MakeFrame({.kind = FrameKind::Reply, .call = kWelcomeCall}, nullptr);
     m_admitted.reserve(m_admitted.size() + 1);
     const uint32_t error = client->Open(m_completions);
@@ -184,6 +190,33 @@ void CServerEndpoint::_Admit(optimizer::FileHandle pipe) {
     }
     m_admitted.push_back(client);
     (void)client->Send(welcome);  // a client that has gone is noticed by its thread
+}
+
+bool CServerEndpoint::_HasPlace(const CPipeConnection& comer) {
+    TRACE_SCOPE("CServerEndpoint::_HasPlace");
+    std::vector<ClientOrigin> present;
+    for (const Client& client : _Clients()) {
+        if (!client->IsOver()) present.push_back(client->Origin());
+    }
+    const ClientOrigin& origin = comer.Origin();
+    if (HasPlace(origin, present)) return true;
+    uint32_t leftOut = 0;
+    if (m_refusals.MayWrite(origin, GetTickCount64(), leftOut)) {
+        TRACE_LINE(trace::kWarning,
+                   L"No place for process %u of account %s in session %u, %u clients are connected; refused "
+                   L"without a line since the last one: %u",
+                   comer.ClientProcess(), origin.account.c_str(), origin.session,
+                   static_cast<uint32_t>(present.size()), leftOut);
+    }
+    return false;
+}
+
+/// That of the account's other clients, or a new one.
+std::shared_ptr<CSendBudget> CServerEndpoint::_BudgetFor(const ClientOrigin& origin) {
+    for (const Client& client : _Clients()) {
+        if (client->Origin().account == origin.account) return client->Budget();
+    }
+    return std::make_shared<CSendBudget>(kMostWaitingBytes / 4, &m_budget);
 }
 
 void CServerEndpoint::_StartClients() {

@@ -8,6 +8,8 @@
 #include "connector/endpoint.h"
 #include "connector/pipe_connection.h"
 #include "connector/pipe_listener.h"
+#include "connector/rare_lines.h"
+#include "connector/send_budget.h"
 #include "connector/worker_thread.h"
 #include "connector/write_completions.h"
 #include "frame/slim_lock.h"
@@ -49,9 +51,13 @@ public:
     uint32_t PostToSession(uint32_t session, uint32_t id, const void* data, uint32_t sizeBytes);
 
 private:
+    /// For readers, of all clients together; one account's may have a quarter of it.
+    static constexpr size_t kMostWaitingBytes = size_t{64} * 1024 * 1024;
+
     using Client = std::shared_ptr<CPipeConnection>;
 
     bool OnFrame(CPipeConnection& client, const FrameHeader& header, uint8_t* bytes) override;
+    void OnUnsound(CPipeConnection& client) override;
     void OnWoken() override {}
     void OnOver() override;
 
@@ -60,6 +66,8 @@ private:
     void _Flush() noexcept NO_THREAD_SAFETY_ANALYSIS;
     void _Part() NO_THREAD_SAFETY_ANALYSIS;
     void _Admit(optimizer::FileHandle pipe);
+    bool _HasPlace(const CPipeConnection& comer) EXCLUDES(m_clientsLock);
+    std::shared_ptr<CSendBudget> _BudgetFor(const ClientOrigin& origin) EXCLUDES(m_clientsLock);
     void _StartClients() EXCLUDES(m_clientsLock);
     void _EndClients() EXCLUDES(m_clientsLock);
     Client _Find(uint32_t id) EXCLUDES(m_clientsLock);
@@ -71,6 +79,8 @@ private:
     uint32_t _Reply(const ConnectorMessage* message, uint32_t id, uint32_t status, const void* data,
                     uint32_t sizeBytes);
 
+    CRareLines m_unsoundFrames;
+    CSendBudget m_budget{kMostWaitingBytes};
     CWriteCompletions m_completions;
     optimizer::KernelHandle m_roused;  // there is work for the accepting thread
     std::atomic<bool> m_ending = false;
@@ -78,6 +88,7 @@ private:
 
     // The accepting thread's, once that runs.
     CPipeListener m_listener;
+    CRareLines m_refusals;
     uint32_t m_lastId = 0;
     std::vector<Client> m_admitted;  // not read from yet
 

@@ -11,6 +11,7 @@
 
 #include "frame/handles.h"
 #include "frame/text.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
@@ -166,6 +167,11 @@ private:
 
 uint32_t CPluginList::Read(const std::wstring& path, std::wstring& failure) {
     m_entries.clear();
+    // Held over the reading, so that it is the file that was judged which is read.
+    const optimizer::FileHandle held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                                 OPEN_EXISTING, optimizer::FlagsAgainstLinks(), nullptr));
+    if (held) failure = optimizer::WhyUnused(held.Get(), path);
+    if (held && !failure.empty()) return ERROR_INVALID_OWNER;
     XmlFile file;
     const uint32_t error = file.Open(path);
     if (error != ERROR_SUCCESS) {

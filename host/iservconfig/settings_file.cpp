@@ -3,6 +3,7 @@
 #include "frame/handles.h"
 #include "frame/json.h"
 #include "frame/text.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
@@ -25,10 +26,12 @@ DWORD ReadWhole(HANDLE file, std::string& text) {
 }  // namespace
 
 SettingsFileState ReadSettingsFile(const std::wstring& path, picojson::value& out, std::wstring& failure) {
-    const optimizer::FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                                 nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const optimizer::FileHandle file(
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | optimizer::FlagsAgainstLinks(), nullptr));
     const DWORD error = GetLastError();
+    if (file) failure = optimizer::WhyUnused(file.Get(), path);
+    if (file && !failure.empty()) return SettingsFileState::Unreadable;
     if (file) return ReadOpenedSettings(file.Get(), path, out, failure);
     failure = path + L": " + optimizer::SystemErrorText(error);
     const bool absent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;

@@ -11,7 +11,8 @@ namespace host {
 enum class SettingsFileState {
     Ok,
     Absent,
-    Unreadable,  // there, but can't be opened or read, or far too large for a settings file
+    Unreadable,  // there, but can't be opened or read, far too large for a settings file, or not to be
+                 // trusted
     Broken,      // not JSON
 };
 

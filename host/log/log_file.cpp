@@ -1,5 +1,7 @@
 #include "log/log_file.h"
 
+#include "trust/file_trust.h"
+
 namespace host {
 
 namespace {
@@ -59,9 +61,12 @@ uint32_t CLogFile::_OpenHandle(DWORD disposition) {
     // With the right to append only, the system puts each write at the end, whoever else writes.
     m_file.Reset(CreateFileW(m_path.c_str(), FILE_APPEND_DATA,
                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, disposition,
-                             FILE_ATTRIBUTE_NORMAL, nullptr));
+                             FILE_ATTRIBUTE_NORMAL | optimizer::FlagsAgainstLinks(), nullptr));
+    const DWORD openError = GetLastError();
+    const bool isLink = m_file && !optimizer::WhyNotWritten(m_file.Get(), m_path).empty();
+    if (isLink) m_file.Reset();
     if (!m_file) {
-        const DWORD error = GetLastError();
+        const DWORD error = isLink ? DWORD{ERROR_CANT_ACCESS_FILE} : openError;
         m_nextAttemptMs = GetTickCount64() + kRetryMs;
         return error;
     }

@@ -1,6 +1,5 @@
 #include "plugins/registration_file.h"
 
-#include <array>
 #include <vector>
 
 #include <windows.h>
@@ -11,6 +10,8 @@
 #include "frame/json.h"
 #include "frame/text.h"
 #include "iservconfig/settings_file.h"
+#include "trust/accounts.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
@@ -18,31 +19,10 @@ namespace json = optimizer::json;
 
 namespace {
 
-/// The account that this process runs as.
-class OwnAccount {
-public:
-    OwnAccount() {
-        optimizer::KernelHandle token;
-        DWORD size = 0;
-        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Receive()) ||
-            !GetTokenInformation(token.Get(), TokenUser, m_user.data(), static_cast<DWORD>(m_user.size()),
-                                 &size)) {
-            m_user[0] = 0;
-        }
-    }
-    bool Is(PSID sid) {
-        const PSID own = reinterpret_cast<TOKEN_USER*>(m_user.data())->User.Sid;
-        return own != nullptr && EqualSid(own, sid);
-    }
-
-private:
-    alignas(TOKEN_USER) std::array<uint8_t, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> m_user = {};
-};
-
 /// The service runs as SYSTEM; a console in the hands of an administrator runs as that administrator.
 bool IsTrusted(PSID sid) {
     return IsWellKnownSid(sid, WinLocalSystemSid) || IsWellKnownSid(sid, WinBuiltinAdministratorsSid) ||
-           OwnAccount().Is(sid);
+           optimizer::SidText(sid) == optimizer::OwnAccount();
 }
 
 bool GrantsOnlyToTrusted(ACL* list) {
@@ -95,9 +75,9 @@ RegistrationFileState ReadOpened(HANDLE file, const std::wstring& path, Registra
 
 RegistrationFileState ReadRegistration(const std::wstring& path, Registration& out, std::wstring& problem) {
     out = {};
-    const optimizer::FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                                 nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const optimizer::FileHandle file(
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | optimizer::FlagsAgainstLinks(), nullptr));
     const DWORD error = GetLastError();
     if (file) return ReadOpened(file.Get(), path, out, problem);
     problem = path + L": " + optimizer::SystemErrorText(error);

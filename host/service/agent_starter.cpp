@@ -1,6 +1,5 @@
 #include "host/service/agent_starter.h"
 
-#include <set>
 #include <string>
 
 #include <windows.h>
@@ -12,6 +11,7 @@
 #include "frame/trace.h"
 #include "frame/wts_memory.h"
 #include "host/service/agent_arrival.h"
+#include "host/service/logged_on.h"
 
 namespace host {
 
@@ -19,29 +19,12 @@ namespace {
 
 namespace trace = optimizer::trace;
 
-constexpr DWORD kNoSession = 0xFFFFFFFF;
-
 struct EnvironmentTraits {
     using Type = void*;
     static Type Invalid() { return nullptr; }
     static void Close(Type environment) { DestroyEnvironmentBlock(environment); }
 };
 using Environment = optimizer::UniqueHandle<EnvironmentTraits>;
-
-/// Services live in a session of their own, where nobody is logged on; such sessions give no token later.
-std::set<DWORD> Sessions() {
-    std::set<DWORD> sessions;
-    optimizer::WtsSessions found;
-    DWORD count = 0;
-    if (WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, found.Receive(), &count)) {
-        for (DWORD i = 0; i < count; ++i)
-            sessions.insert(found.Get()[i].SessionId);
-    }
-    // Wine lists no sessions; it knows the console's.
-    const DWORD console = WTSGetActiveConsoleSessionId();
-    if (console != kNoSession) sessions.insert(console);
-    return sessions;
-}
 
 /// 0 or the system's error.
 uint32_t StartAs(HANDLE token) {
@@ -69,7 +52,9 @@ uint32_t StartAs(HANDLE token) {
 void StartAgents(IComponentManager* components) {
     TRACE_SCOPE("StartAgents");
     const uint32_t error = optimizer::Guarded([&] {
-        for (const DWORD session : Sessions())
+        // Services live in a session of their own, where nobody is logged on; such sessions give no token
+        // later.
+        for (const uint32_t session : Sessions())
             StartAgent(components, session);
         return uint32_t{ERROR_SUCCESS};
     });

@@ -6,6 +6,7 @@
 #include "frame/plugin_request.h"
 #include "frame/text.h"
 #include "frame/trace.h"
+#include "host/service/pipe_names.h"
 #include "host/settings_check/settings_check.h"
 
 namespace host {
@@ -22,8 +23,12 @@ constexpr const wchar_t* kSessionChange = L"sessionchange";
 
 }  // namespace
 
+std::wstring ShippedSettingsFolder() {
+    return GetModuleFolder() + L"settings\\";
+}
+
 std::wstring DefaultPluginList() {
-    return GetModuleFolder() + L"settings\\service_plugins.xml";
+    return ShippedSettingsFolder() + L"service_plugins.xml";
 }
 
 bool EngineHost::Start(const std::wstring& pluginList, std::wstring& problem) {
@@ -61,7 +66,10 @@ bool EngineHost::_TakeSettings(std::wstring& problem) {
 }
 
 bool EngineHost::_LoadPlugins(const std::wstring& pluginList, std::wstring& problem) {
-    if (!m_plugins.Load(pluginList, problem)) return false;
+    if (!m_plugins.Load(pluginList, problem)) {
+        if (const std::wstring held = HeldPipesSentence(); !held.empty()) problem += L" " + held;
+        return false;
+    }
     IComponentManager* const components = m_plugins.Main()->GetComponentManager();
     m_engine = optimizer::RequestPlugin<IOptimizer>(components, kEngine);
     if (m_engine == nullptr) {

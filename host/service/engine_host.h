@@ -46,7 +46,9 @@ private:
     ISessionChange* m_sessions GUARDED_BY(m_sessionLock) = nullptr;
 };
 
-/// The plug-in list that ships beside this program.
+/// The folder "settings" beside this program, with the last back-slash, and the plug-in list that ships in
+/// it.
+std::wstring ShippedSettingsFolder();
 std::wstring DefaultPluginList();
 
 /// Tells the engine, in whatever process it runs, that it is being uninstalled and has to put the machine

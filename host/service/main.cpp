@@ -45,6 +45,15 @@ int Uninstall(const std::wstring& pluginList, bool force) {
     return kDone;
 }
 
+int Install(bool forTrial) {
+    std::vector<std::wstring> told;
+    const bool installed = host::InstallService(forTrial, told);
+    for (const std::wstring& sentence : told)
+        host::PrintErrorLine(sentence);
+    if (installed) host::PrintLine(L"The service is installed.");
+    return installed ? kDone : kFailed;
+}
+
 int Report(bool done, const std::wstring& sentence, const std::wstring& problem) {
     if (!done) {
         host::PrintErrorLine(problem);
@@ -60,7 +69,11 @@ int Run(const std::vector<std::wstring>& arguments) {
     std::string listOption;
     app.add_option("--plugins", listOption, "plug-in list to load instead of settings\\service_plugins.xml");
     const auto* const console = app.add_subcommand("console", "run here until the input ends or Ctrl+C");
-    const auto* const install = app.add_subcommand("install", "register the service");
+    auto* const install = app.add_subcommand("install", "register the service");
+    bool forTrial = false;
+    install->add_flag(
+        "--allow-writable-folder", forTrial,
+        "also from a folder that users may write, for trials: they could take over this machine");
     auto* const uninstall = app.add_subcommand("uninstall", "put the machine back and remove the service");
     bool force = false;
     uninstall->add_flag("--force", force, "remove the service also when something can't be put back");
@@ -75,8 +88,7 @@ int Run(const std::vector<std::wstring>& arguments) {
         listOption.empty() ? host::DefaultPluginList() : optimizer::Widen(listOption);
     std::wstring problem;
     if (console->parsed()) return Console(pluginList);
-    if (install->parsed())
-        return Report(host::InstallService(problem), L"The service is installed.", problem);
+    if (install->parsed()) return Install(forTrial);
     if (uninstall->parsed()) return Uninstall(pluginList, force);
     return run->parsed() ? Report(host::RunService(pluginList, problem), L"", problem) : kUsage;
 }

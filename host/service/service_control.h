@@ -7,8 +7,11 @@ namespace host {
 
 inline constexpr const wchar_t* kServiceName = L"OptimizerHost";
 
-/// Registers this program as a service that starts with the system. False with a sentence in `problem`.
-bool InstallService(std::wstring& problem);
+/// Registers this program as a service that starts with the system. Refused while others than administrators
+/// and this account could change what lies in its folder, since the service would do what they like, unless
+/// `forTrial`. Gives the settings folder an access list of its own, but for a trial. False with a sentence in
+/// `told`; with true, `told` receives what the system didn't take and the service does without.
+bool InstallService(bool forTrial, std::vector<std::wstring>& told);
 
 /// Puts the machine back and removes the service: tells a running one of the uninstall and stops it, then
 /// runs the engine once here, for what a stopped or killed service left behind, and looks what is still

@@ -1,28 +1,20 @@
 #include <windows.h>
 
 #include "frame/handles.h"
-#include "frame/text.h"
-#include "frame/uninstall_event.h"
-#include "host/service/agent_arrival.h"
-#include "host/service/engine_host.h"
+#include "frame/module_path.h"
+#include "host/service/refusal.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
 namespace {
 
 using optimizer::ServiceHandle;
-using optimizer::SystemErrorText;
 
-constexpr DWORD kStopPatienceMs = 60000;
-constexpr DWORD kPollMs = 50;
-
-std::wstring Refused(const std::wstring& what, DWORD error) {
-    std::wstring sentence = what + L": " + SystemErrorText(error) + L".";
-    if (error == ERROR_ACCESS_DENIED) sentence += L" Run this as an administrator.";
-    return sentence;
-}
+/// What users may read in the settings folder: files that they would have got with the program.
+const std::vector<std::wstring> kReadable = {L"profiles.json", L"tasks.json", L"applications.json"};
 
 std::wstring ProgramPath() {
     std::wstring path(32768, L'\0');
@@ -30,94 +22,69 @@ std::wstring ProgramPath() {
     return path;
 }
 
-void Describe(SC_HANDLE service) {
+/// Whoever can change a file beside the program, or its settings, has the service do what it likes.
+bool IsSafe(const std::wstring& folder, std::vector<std::wstring>& told) {
+    const auto found = optimizer::FindFolderStranger(folder);
+    if (!found) return true;
+    told.push_back(L"The service isn't installed, since it would run as SYSTEM from " + folder + L": " +
+                   optimizer::StrangerSentence(found->folder, found->place, found->stranger) +
+                   L" (or install with --allow-writable-folder, for a trial)");
+    return false;
+}
+
+/// One setting of the service, with what it is good for. The service works without it, so a refusal is told
+/// and no more: systems of before, and Wine, don't know all of them.
+template <class Information>
+void Set(SC_HANDLE service, DWORD which, Information information, const wchar_t* what,
+         std::vector<std::wstring>& told) {
+    if (ChangeServiceConfig2W(service, which, &information)) return;
+    const DWORD error = GetLastError();
+    told.push_back(Refused(std::wstring(L"The service is installed without ") + what, error));
+}
+
+void Configure(SC_HANDLE service, std::vector<std::wstring>& told) {
     std::wstring text = L"Switches this machine between its profiles and puts it back.";
-    SERVICE_DESCRIPTIONW description = {text.data()};
-    ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description);
+    Set(service, SERVICE_CONFIG_DESCRIPTION, SERVICE_DESCRIPTIONW{text.data()}, L"a description", told);
     // A service that died comes back, since only a running engine puts the machine back when asked.
     SC_ACTION restart = {SC_ACTION_RESTART, 5000};
     SERVICE_FAILURE_ACTIONSW actions = {};
     actions.dwResetPeriod = 3600;
     actions.cActions = 1;
     actions.lpsaActions = &restart;
-    ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &actions);
-}
-
-bool IsStopped(SC_HANDLE service) {
-    SERVICE_STATUS status = {};
-    return !QueryServiceStatus(service, &status) || status.dwCurrentState == SERVICE_STOPPED;
-}
-
-/// Takes the word of an uninstall back at the end, where no engine has heard it: one that is stopped much
-/// later would put the machine back for nobody, and forget the profile that was chosen.
-class UninstallWord {
-public:
-    UninstallWord() = default;
-    ~UninstallWord() {
-        if (m_event) ResetEvent(m_event.Get());
-    }
-    UninstallWord(const UninstallWord&) = delete;
-    UninstallWord& operator=(const UninstallWord&) = delete;
-
-private:
-    const optimizer::KernelHandle m_event = optimizer::OpenUninstallEvent();
-};
-
-/// Tells a running engine of the uninstall and stops its service.
-bool StopForUninstall(SC_HANDLE service, std::wstring& problem) {
-    if (IsStopped(service)) return true;
-    if (!NotifyUninstall(problem)) return false;
-    SERVICE_STATUS status = {};
-    if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
-        const DWORD error = GetLastError();
-        if (error != ERROR_SERVICE_NOT_ACTIVE) {
-            problem = Refused(L"The service can't be stopped", error);
-            return false;
-        }
-    }
-    for (DWORD waitedMs = 0; !IsStopped(service); waitedMs += kPollMs) {
-        if (waitedMs >= kStopPatienceMs) {
-            problem = L"The service did not stop within a minute; end it and uninstall again.";
-            return false;
-        }
-        Sleep(kPollMs);
-    }
-    return true;
-}
-
-/// Runs the engine for the one purpose of putting the machine back.
-bool PutMachineBack(const std::wstring& pluginList, std::wstring& problem) {
-    EngineHost host;
-    if (!host.Start(pluginList, problem)) return false;
-    WaitForSessionAgent(host.Components());
-    const bool notified = NotifyUninstall(problem);
-    host.Stop();
-    return notified;
-}
-
-/// Null with a sentence in `problem`.
-ServiceHandle OpenForUninstall(std::wstring& problem) {
-    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    if (!manager) {
-        const DWORD error = GetLastError();
-        problem = Refused(L"The service manager can't be opened", error);
-        return {};
-    }
-    constexpr DWORD kAccess = SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE;
-    ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, kAccess));
-    const DWORD error = GetLastError();
-    if (!service) problem = Refused(L"The service can't be opened", error);
-    return service;
+    Set(service, SERVICE_CONFIG_FAILURE_ACTIONS, actions, L"a restart after a crash", told);
+    // So does one that ends by itself, as when another process has the name of one of its pipes.
+    Set(service, SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, SERVICE_FAILURE_ACTIONS_FLAG{TRUE},
+        L"a restart after a start that failed", told);
+    // Names, each with its NUL, and one more. docs/host.md says which call needs which; SYSTEM's others, as
+    // the one that opens any process for debugging, aren't there to be abused.
+    wchar_t privileges[] =
+        L"SeAssignPrimaryTokenPrivilege\0SeBackupPrivilege\0SeChangeNotifyPrivilege\0"
+        L"SeImpersonatePrivilege\0SeIncreaseQuotaPrivilege\0SeLoadDriverPrivilege\0SeRestorePrivilege\0"
+        L"SeTcbPrivilege\0";
+    Set(service, SERVICE_CONFIG_REQUIRED_PRIVILEGES_INFO, SERVICE_REQUIRED_PRIVILEGES_INFOW{privileges},
+        L"a bound on its privileges", told);
+    Set(service, SERVICE_CONFIG_SERVICE_SID_INFO, SERVICE_SID_INFO{SERVICE_SID_TYPE_UNRESTRICTED},
+        L"an identifier of its own", told);
 }
 
 }  // namespace
 
-bool InstallService(std::wstring& problem) {
+bool InstallService(bool forTrial, std::vector<std::wstring>& told) {
+    const std::wstring settings = FindSettingsFolder();
+    const std::wstring program = optimizer::GetModuleFolder();
+    if (!forTrial && (!IsSafe(program, told) || !IsSafe(program + L"settings\\", told))) return false;
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
     if (!manager) {
         const DWORD error = GetLastError();
-        problem = Refused(L"The service manager can't be opened", error);
+        told.push_back(Refused(L"The service manager can't be opened", error));
         return false;
+    }
+    if (!forTrial) {
+        const uint32_t error = optimizer::ProtectSettings(settings, kReadable);
+        const bool isThere = error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+        if (error != ERROR_SUCCESS && isThere)
+            told.push_back(Refused(L"The settings folder " + settings + L" can't be closed to users", error));
+        if (isThere && !IsSafe(settings, told)) return false;
     }
     const std::wstring command = L"\"" + ProgramPath() + L"\" run";
     const ServiceHandle service(CreateServiceW(manager.Get(), kServiceName, L"Optimizer host",
@@ -126,40 +93,11 @@ bool InstallService(std::wstring& problem) {
                                                nullptr, nullptr, nullptr, nullptr, nullptr));
     if (!service) {
         const DWORD error = GetLastError();
-        problem = Refused(L"The service can't be registered", error);
+        told.push_back(Refused(L"The service can't be registered", error));
         return false;
     }
-    Describe(service.Get());
+    Configure(service.Get(), told);
     return true;
-}
-
-bool UninstallService(const std::wstring& pluginList, bool force, std::vector<std::wstring>& told) {
-    std::wstring problem;
-    const ServiceHandle service = OpenForUninstall(problem);
-    const UninstallWord word;
-    if (!service) {
-        told.push_back(problem);
-        return false;
-    }
-    if (!StopForUninstall(service.Get(), problem)) {
-        told.push_back(problem + L" The service stays registered; uninstall again when that is mended.");
-        return false;
-    }
-    if (!PutMachineBack(pluginList, problem)) told.push_back(problem);
-    const std::wstring folder = FindSettingsFolder();
-    for (const std::wstring& sentence : StillNoted(folder))
-        told.push_back(sentence);
-    if (!told.empty() && !force) {
-        told.emplace_back(
-            L"The service stays registered; uninstall again when that is mended, or give it up with "
-            L"\"optimizerhost uninstall --force\".");
-        return false;
-    }
-    if (!told.empty()) told.push_back(L"What is noted stays in " + folder + L".");
-    if (DeleteService(service.Get())) return true;
-    const DWORD error = GetLastError();
-    told.push_back(Refused(L"The service can't be removed", error));
-    return false;
 }
 
 }  // namespace host

@@ -1,3 +1,5 @@
+#include <map>
+#include <string>
 
 #include <windows.h>
 
@@ -7,8 +9,11 @@
 #include "frame/trace.h"
 #include "host/service/agent_starter.h"
 #include "host/service/engine_host.h"
+#include "host/service/logged_on.h"
+#include "host/service/pipe_names.h"
 #include "host/service/service_control.h"
 #include "host/settings_check/settings_check.h"
+#include "trust/file_trust.h"
 
 namespace host {
 
@@ -16,6 +21,24 @@ namespace {
 
 constexpr DWORD kStartHintMs = 30000;
 constexpr DWORD kStopHintMs = 60000;
+
+/// The service's own exit codes.
+constexpr DWORD kDoesNotStart = 1;
+constexpr DWORD kPipeIsTaken = 2;
+
+struct EventSourceTraits {
+    using Type = HANDLE;
+    static Type Invalid() noexcept { return nullptr; }
+    static void Close(Type source) { DeregisterEventSource(source); }
+};
+
+/// To the system's application log, where people look for why a service ended.
+void WriteEvent(const std::wstring& sentence) {
+    const optimizer::UniqueHandle<EventSourceTraits> source(RegisterEventSourceW(nullptr, kServiceName));
+    const wchar_t* texts[] = {sentence.c_str()};
+    if (source)
+        ReportEventW(source.Get(), EVENTLOG_ERROR_TYPE, 0, kDoesNotStart, nullptr, 1, 0, texts, nullptr);
+}
 
 /// The one service of this process. The dispatcher calls without a context at first, hence the static object.
 class Service {
@@ -32,12 +55,14 @@ public:
 private:
     void _BeginAgents();
     void _EndAgents();
+    void _TellNewLogons(const std::map<uint32_t, std::wstring>& before);
     void _OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification);
     void _Report(DWORD state, DWORD hintMs, DWORD error);
 
     std::wstring m_pluginList;
     EngineHost m_host;
     SERVICE_STATUS_HANDLE m_status = nullptr;
+    DWORD m_failure = 0;
     optimizer::KernelHandle m_stop;
     optimizer::CSlimLock m_agentLock;  // held while agents are started, for which the plug-ins must be there
     bool m_startsAgents GUARDED_BY(m_agentLock) = false;
@@ -62,9 +87,16 @@ void Service::Main() {
     for (const SettingsFinding& finding : CheckSettings(FindSettingsFolder())) {
         TRACE_LINE(optimizer::trace::kError, L"%s", finding.sentence.c_str());
     }
+    for (const std::wstring& folder : {FindSettingsFolder(), ShippedSettingsFolder()}) {
+        for (const std::wstring& sentence : optimizer::UnusedIn(folder))
+            TRACE_LINE(optimizer::trace::kError, L"%s", sentence.c_str());
+    }
+    const auto before = LoggedOn();
     std::wstring problem;
     if (!m_host.Start(m_pluginList, problem)) {
         TRACE_LINE(optimizer::trace::kError, L"%s", problem.c_str());
+        WriteEvent(problem);
+        m_failure = HeldPipesSentence().empty() ? kDoesNotStart : kPipeIsTaken;
         _Report(SERVICE_STOPPED, 0, ERROR_SERVICE_SPECIFIC_ERROR);
         return;
     }
@@ -72,6 +104,7 @@ void Service::Main() {
     // expected.
     _BeginAgents();
     _Report(SERVICE_RUNNING, 0, NO_ERROR);
+    _TellNewLogons(before);
     WaitForSingleObject(m_stop.Get(), INFINITE);
     _Report(SERVICE_STOP_PENDING, kStopHintMs, NO_ERROR);
     _EndAgents();
@@ -107,6 +140,15 @@ void Service::_EndAgents() {
     m_startsAgents = false;
 }
 
+/// The system tells of session changes once the service runs. Whoever logged on while it started may have
+/// come after the engine looked whom to restore for; to tell of a logon twice does nothing the second time.
+void Service::_TellNewLogons(const std::map<uint32_t, std::wstring>& before) {
+    for (const uint32_t session : NewLogons(before, LoggedOn())) {
+        const WTSSESSION_NOTIFICATION notification = {sizeof(notification), session};
+        _OnSessionChange(WTS_SESSION_LOGON, &notification);
+    }
+}
+
 void Service::_OnSessionChange(DWORD event, const WTSSESSION_NOTIFICATION* notification) {
     // The agent first: what the engine does at a logon, it does in that session, and it waits for no agent
     // that isn't expected.
@@ -122,7 +164,7 @@ void Service::_Report(DWORD state, DWORD hintMs, DWORD error) {
     status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     status.dwCurrentState = state;
     status.dwWin32ExitCode = error;
-    status.dwServiceSpecificExitCode = error == ERROR_SERVICE_SPECIFIC_ERROR ? 1 : 0;
+    status.dwServiceSpecificExitCode = error == ERROR_SERVICE_SPECIFIC_ERROR ? m_failure : 0;
     status.dwWaitHint = hintMs;
     if (state == SERVICE_RUNNING) {
         status.dwControlsAccepted =

@@ -165,6 +165,7 @@ std::wstring RestoreFileName(const std::wstring& key) {
 }
 
 std::vector<RevertEntry> RevertEntries(const SettingsFile& file) {
+    if (file.told) return *file.told;
     std::vector<RevertEntry> entries;
     if (!file.document.is<picojson::object>()) return entries;
     const auto notes = optimizer::RevertNotes::FromDocument(file.document.get<picojson::object>());

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "trust/file_trust.h"
+
 namespace host {
 
 namespace {
@@ -15,8 +17,9 @@ uint32_t SettingsLock::Take(const std::wstring& folder, uint32_t patienceMs) {
     const std::wstring path = folder + kFileName;
     const ULONGLONG deadline = GetTickCount64() + patienceMs;
     for (;;) {
-        m_file.Reset(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
-                                 FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        m_file.Reset(CreateFileW(
+            path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+            FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE | optimizer::FlagsAgainstLinks(), nullptr));
         const DWORD error = GetLastError();
         if (m_file) return ERROR_SUCCESS;
         const DWORD attributes = GetFileAttributesW(path.c_str());

@@ -36,6 +36,7 @@ const COptimizerALComm::Request COptimizerALComm::kRequests[] = {
     {NpcMsg::OptimizerStartTask, true, &COptimizerALComm::_StartTask},
     {NpcMsg::OptimizerCancelTask, true, &COptimizerALComm::_CancelTask},
     {NpcMsg::OptimizerGetLastRun, false, &COptimizerALComm::_GetLastRun},
+    {NpcMsg::OptimizerGetNotes, false, &COptimizerALComm::_GetNotes},
 };
 
 void* COptimizerALComm::QueryInterface(const Identifier* iid) {
@@ -145,12 +146,25 @@ void COptimizerALComm::_GetLastRun(const ConnectorMessage* message) {
     void* const engine = m_engine->QueryInterface(&IRunReport::kIdentifier);
     const uint32_t error =
         engine != nullptr ? static_cast<IRunReport*>(engine)->GetLastRun(&report) : kErrorNoInterface;
+    _AnswerText(message, error, report);
+}
+
+void COptimizerALComm::_GetNotes(const ConnectorMessage* message) {
+    TRACE_SCOPE("COptimizerALComm::NpcCallback");
+    vx::String report;
+    void* const engine = m_engine->QueryInterface(&INotesReport::kIdentifier);
+    const uint32_t error =
+        engine != nullptr ? static_cast<INotesReport*>(engine)->GetNotes(&report) : kErrorNoInterface;
+    _AnswerText(message, error, report);
+}
+
+void COptimizerALComm::_AnswerText(const ConnectorMessage* message, uint32_t error, const vx::String& text) {
     if (error != ERROR_SUCCESS) {
         m_server.ReplyStatus(message, error);
         return;
     }
     CByteStream answer;
-    answer.WriteString(report.Text());
+    answer.WriteString(text.Text());
     m_server.Answer(message, answer.Data(), answer.SizeBytes());
 }
 

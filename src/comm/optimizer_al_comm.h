@@ -58,6 +58,8 @@ private:
     void _StartTask(const ConnectorMessage* message);
     void _CancelTask(const ConnectorMessage* message);
     void _GetLastRun(const ConnectorMessage* message);
+    void _GetNotes(const ConnectorMessage* message);
+    void _AnswerText(const ConnectorMessage* message, uint32_t error, const vx::String& text);
 
     /// Sends one event: the text, then the numbers.
     template <class... Numbers>

@@ -25,7 +25,7 @@ struct COptimizerCommClient::Request {
     const wchar_t* postFailed;
 
     static const Request kStartTask, kCancelTask, kSetProfile, kGetProfile, kSetProfileConfig,
-        kGetProfileConfig, kSetModuleEnable, kGetModuleEnable, kGetLastRun;
+        kGetProfileConfig, kSetModuleEnable, kGetModuleEnable, kGetLastRun, kGetNotes;
 };
 
 const COptimizerCommClient::Request COptimizerCommClient::Request::kStartTask = {
@@ -58,6 +58,10 @@ const COptimizerCommClient::Request COptimizerCommClient::Request::kGetLastRun =
     NpcMsg::OptimizerGetLastRun, L"sendMessage NpcMsgOptimizerGetLastRun failed 0x%x",
     L"postMessage NpcMsgOptimizerGetLastRun failed 0x%x"};
 
+const COptimizerCommClient::Request COptimizerCommClient::Request::kGetNotes = {
+    NpcMsg::OptimizerGetNotes, L"sendMessage NpcMsgOptimizerGetNotes failed 0x%x",
+    L"postMessage NpcMsgOptimizerGetNotes failed 0x%x"};
+
 void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
     if (iid == nullptr) return nullptr;
     if (*iid == IVxBaseInterface::kIdentifier || *iid == IServPlugin::kIdentifier ||
@@ -66,6 +70,7 @@ void* COptimizerCommClient::QueryInterface(const Identifier* iid) {
     }
     if (*iid == IOptimizerALCommClientAsync::kIdentifier)
         return static_cast<IOptimizerALCommClientAsync*>(this);
+    if (*iid == INotesReport::kIdentifier) return static_cast<INotesReport*>(this);
     return *iid == IRunReport::kIdentifier ? static_cast<IRunReport*>(this) : nullptr;
 }
 
@@ -168,6 +173,14 @@ uint32_t COptimizerCommClient::SetModuleEnable(bool enable) {
 uint32_t COptimizerCommClient::GetLastRun(vx::String* report) {
     TRACE_SCOPE("COptimizerCommClient::GetLastRun");
     return _Ask(traceScope, Request::kGetLastRun, nullptr, 0, [&](CByteStream& answer) {
+        report->Assign(answer.ReadString().c_str());
+        return uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerCommClient::GetNotes(vx::String* report) {
+    TRACE_SCOPE("COptimizerCommClient::GetNotes");
+    return _Ask(traceScope, Request::kGetNotes, nullptr, 0, [&](CByteStream& answer) {
         report->Assign(answer.ReadString().c_str());
         return uint32_t{ERROR_SUCCESS};
     });

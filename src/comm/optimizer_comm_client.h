@@ -26,7 +26,8 @@ class CByteStream;
 class COptimizerCommClient final
     : public WithDeletingDestructor<COptimizerCommClient, IOptimizerALCommClient>,
       public IOptimizerALCommClientAsync,
-      public IRunReport {
+      public IRunReport,
+      public INotesReport {
 public:
     using profile = profiles::profile;
 
@@ -51,6 +52,7 @@ public:
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
     uint32_t GetLastRun(vx::String* report) override;
+    uint32_t GetNotes(vx::String* report) override;
 
     uint32_t StartTaskAsync(const int32_t* task) override;
     uint32_t CancelTaskAsync(const int32_t* task) override;

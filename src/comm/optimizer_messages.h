@@ -21,6 +21,7 @@ enum class NpcMsg : uint32_t {
     OptimizerCancelTask = 22,
     OptimizerCancelTaskAnswer = 23,
     OptimizerGetLastRun = 64,  // far from the numbers that older ends know
+    OptimizerGetNotes = 65,
     // Events, sent to every client.
     OnProfileChanged = 3,
     OnActionsExecuted = 4,

@@ -1,14 +1,29 @@
 #include "frame/whole_file.h"
 
+#include <cstddef>
+#include <utility>
+#include <vector>
+
 #include "frame/handles.h"
 
 namespace optimizer {
 
 namespace {
 
-DWORD Write(const std::wstring& path, const std::string& content) {
-    const FileHandle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+/// Who may read the file that is replaced; nothing when there is none.
+std::vector<std::byte> AccessOf(const std::wstring& path) {
+    DWORD sizeBytes = 0;
+    GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &sizeBytes);
+    std::vector<std::byte> descriptor(sizeBytes);
+    const bool isTold = sizeBytes != 0 && GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION,
+                                                           descriptor.data(), sizeBytes, &sizeBytes);
+    return isTold ? std::move(descriptor) : std::vector<std::byte>();
+}
+
+DWORD Write(const std::wstring& path, const std::string& content, std::vector<std::byte> access) {
+    SECURITY_ATTRIBUTES security = {sizeof(security), access.data(), FALSE};
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, access.empty() ? nullptr : &security,
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     const bool succeeded =
         file &&
@@ -23,7 +38,7 @@ DWORD Write(const std::wstring& path, const std::string& content) {
 
 uint32_t WriteWholeFile(const std::wstring& path, const std::string& content) {
     const std::wstring fresh = path + L".new";
-    DWORD error = Write(fresh, content);
+    DWORD error = Write(fresh, content, AccessOf(path));
     if (error == ERROR_SUCCESS &&
         !MoveFileExW(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         error = GetLastError();

@@ -76,6 +76,7 @@ bool WriteOwnList(const wchar_t* path) {
 
 void* COptimizerInProc::QueryInterface(const Identifier* iid) {
     if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
+    if (iid != nullptr && *iid == INotesReport::kIdentifier) return static_cast<INotesReport*>(this);
     return AnswerFor<IOptimizer>(this, iid);
 }
 
@@ -174,6 +175,12 @@ uint32_t COptimizerInProc::RemoveEventsObserver(IOptimizerEvents* observer) {
 uint32_t COptimizerInProc::GetLastRun(vx::String* report) {
     void* const engine = m_engine != nullptr ? m_engine->QueryInterface(&IRunReport::kIdentifier) : nullptr;
     return engine != nullptr ? static_cast<IRunReport*>(engine)->GetLastRun(report)
+                             : uint32_t{ERROR_GEN_FAILURE};
+}
+
+uint32_t COptimizerInProc::GetNotes(vx::String* report) {
+    void* const engine = m_engine != nullptr ? m_engine->QueryInterface(&INotesReport::kIdentifier) : nullptr;
+    return engine != nullptr ? static_cast<INotesReport*>(engine)->GetNotes(report)
                              : uint32_t{ERROR_GEN_FAILURE};
 }
 

@@ -17,7 +17,8 @@ namespace optimizer {
 /// until running work has ended, which the host's queue gives a while before it is cancelled; what waits for
 /// its turn is dropped.
 class COptimizerInProc final : public WithDeletingDestructor<COptimizerInProc, IOptimizer>,
-                               public IRunReport {
+                               public IRunReport,
+                               public INotesReport {
 public:
     COptimizerInProc() = default;
     COptimizerInProc(const COptimizerInProc&) = delete;
@@ -42,6 +43,7 @@ public:
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
     uint32_t GetLastRun(vx::String* report) override;
+    uint32_t GetNotes(vx::String* report) override;
 
 private:
     uint32_t _Init();

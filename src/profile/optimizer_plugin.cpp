@@ -48,6 +48,7 @@ void COptimizerPlugin::_End() {
 
 void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
     if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
+    if (iid != nullptr && *iid == INotesReport::kIdentifier) return static_cast<INotesReport*>(this);
     return AnswerFor<IOptimizer>(this, iid);
 }
 
@@ -222,6 +223,16 @@ uint32_t COptimizerPlugin::GetLastRun(vx::String* report) {
     if (report == nullptr) return ERROR_INVALID_PARAMETER;
     return Guarded([&] {
         const std::wstring text = m_manager ? Widen(m_manager->LastRun()) : L"";
+        report->Assign(text.c_str());
+        return text.empty() ? uint32_t{ERROR_GEN_FAILURE} : uint32_t{ERROR_SUCCESS};
+    });
+}
+
+uint32_t COptimizerPlugin::GetNotes(vx::String* report) {
+    TRACE_SCOPE("COptimizerPlugin::GetNotes");
+    if (report == nullptr) return ERROR_INVALID_PARAMETER;
+    return Guarded([&] {
+        const std::wstring text = m_manager ? Widen(m_manager->Notes()) : L"";
         report->Assign(text.c_str());
         return text.empty() ? uint32_t{ERROR_GEN_FAILURE} : uint32_t{ERROR_SUCCESS};
     });

@@ -25,6 +25,7 @@ namespace optimizer {
 /// profile.
 class COptimizerPlugin final : public WithDeletingDestructor<COptimizerPlugin, IOptimizer>,
                                public IRunReport,
+                               public INotesReport,
                                public IProfileManagerObserver,
                                public IOptimizedProcessesObserver {
 public:
@@ -52,6 +53,7 @@ public:
     uint32_t AddEventsObserver(IOptimizerEvents* observer) override;
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
     uint32_t GetLastRun(vx::String* report) override;
+    uint32_t GetNotes(vx::String* report) override;
 
     void OnProfileApplied(const profile* applied) override;
     void OnActionsExecuted(const profile* executed) override;

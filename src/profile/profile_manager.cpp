@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "frame/module_path.h"
 #include "frame/plugin_request.h"
+#include "frame/settings_folder.h"
 #include "frame/trace.h"
+#include "profile/notes_report.h"
 #include "settings/iprofiles_settings.h"
 
 namespace optimizer {
@@ -127,6 +130,13 @@ bool ProfileManager::_Runs(profile which) const {
 std::string ProfileManager::LastRun() {
     CriticalSectionGuard guard(m_lock);
     return m_profile ? m_profile->Report().ToJson() : std::string();
+}
+
+std::string ProfileManager::Notes() {
+    CriticalSectionGuard guard(m_lock);
+    IProfilesSettings* const settings = _ProfilesSettings();
+    if (settings == nullptr) return {};
+    return NotesToJson(settings->Notes(), {SettingsFolder(m_components), GetModuleFolder() + L"settings\\"});
 }
 
 uint32_t ProfileManager::GetProfile(profile* active) {

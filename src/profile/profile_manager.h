@@ -54,6 +54,8 @@ public:
     bool GetModuleState();
     /// What became of the last run, as RunReport writes it; empty before Start.
     std::string LastRun();
+    /// What is noted, as INotesReport tells it; empty before Start. Blocks for the files.
+    std::string Notes();
 
     void OnActionsExecuted(const profile* executed) override;
     void OnLogon(uint32_t time, const wchar_t* user) override;

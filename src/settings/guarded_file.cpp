@@ -106,6 +106,8 @@ uint32_t GuardedFile::_WriteCopy(const picojson::value& document) const {
     const uint32_t error = WriteJsonFile(m_copyPath, document);
     if (error == ERROR_SUCCESS) return ERROR_SUCCESS;
     TRACE_LINE(trace::kWarning, L"%s has no copy of what it holds now: 0x%x", m_path.c_str(), error);
+    // A copy that isn't trusted isn't read either, and may hold what a person wants to see.
+    if (error == kErrorNotTrusted) return error;
     const bool isGone = DeleteFileW(m_copyPath.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND;
     return isGone ? uint32_t{ERROR_SUCCESS} : error;
 }

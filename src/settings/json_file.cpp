@@ -10,6 +10,7 @@
 #include "frame/slim_lock.h"
 #include "frame/text.h"
 #include "frame/trace.h"
+#include "trust/file_trust.h"
 
 namespace optimizer {
 
@@ -53,7 +54,7 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD disposition) {
     for (int attempt = 0;; ++attempt) {
         // Nobody writes while it is read, or a reader could meet it emptied and not yet written.
         FileHandle file(CreateFileW(path.c_str(), access, FILE_SHARE_READ, nullptr, disposition,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+                                    FILE_ATTRIBUTE_NORMAL | FlagsAgainstLinks(), nullptr));
         const DWORD error = GetLastError();
         const bool held = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
         if (file || !held || attempt == attempts) {
@@ -63,6 +64,14 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD disposition) {
         }
         Sleep(kOpenRetryMs);
     }
+}
+
+/// False for a file that this process doesn't go by; it stays as it is.
+bool IsTrusted(HANDLE file, const std::wstring& path) {
+    TRACE_SCOPE("IsTrusted");
+    const std::wstring why = WhyUnused(file, path);
+    if (!why.empty()) TRACE_LINE(trace::kError, L"%s", why.c_str());
+    return why.empty();
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -81,6 +90,8 @@ JsonFileState ReadText(const std::wstring& path, std::string& text, std::string&
         problem = "it is a folder";
         return JsonFileState::Broken;
     }
+    // Unreadable, and not broken: what may be noted there is neither taken for an order nor replaced.
+    if (file && !IsTrusted(file.Get(), path)) return JsonFileState::Unreadable;
     LARGE_INTEGER size = {};
     DWORD read = 0;
     bool succeeded = file && GetFileSizeEx(file.Get(), &size);
@@ -169,7 +180,7 @@ uint32_t WriteJsonFile(const std::wstring& path, const picojson::value& value) {
     TRACE_SCOPE("WriteJsonFile");
     const FileHandle file = Open(path, GENERIC_WRITE, OPEN_ALWAYS);
     uint32_t error = GetLastError();
-    if (file) error = Replace(file.Get(), value.serialize());
+    if (file) error = IsTrusted(file.Get(), path) ? Replace(file.Get(), value.serialize()) : kErrorNotTrusted;
     if (error != ERROR_SUCCESS) TRACE_LINE(trace::kWarning, L"Write %s failed 0x%x", path.c_str(), error);
     return error;
 }

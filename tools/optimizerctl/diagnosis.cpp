@@ -126,11 +126,33 @@ picojson::value LastRunDocument(const host::LastRun& run, const std::wstring& fo
                                             {"running", picojson::value(run.running)}});
 }
 
+/// Users may read no restore file of the service's; what they could hold, they could keep from being noted.
+void TakeFromEngine(Diagnosis& diagnosis) {
+    if (!diagnosis.notes) return;
+    for (const host::NotedList& list : diagnosis.notes->lists) {
+        const auto known = std::find_if(diagnosis.files.begin(), diagnosis.files.end(),
+                                        [&](const SettingsFile& file) { return file.Name() == list.file; });
+        const bool isHidden = known != diagnosis.files.end() && known->state == SettingsFileState::Unreadable;
+        if (known != diagnosis.files.end() && !isHidden) continue;
+        if (!isHidden && list.entries.empty() && list.state == SettingsFileState::Ok) continue;
+        SettingsFile file;
+        file.path = diagnosis.folder + list.file;
+        file.state = list.state;
+        file.told = list.entries;
+        if (isHidden) {
+            *known = file;
+        } else {
+            diagnosis.files.push_back(file);
+        }
+    }
+}
+
 }  // namespace
 
 void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis) {
     diagnosis.folder = folder;
     diagnosis.files = host::ReadSettingsFiles(folder);
+    TakeFromEngine(diagnosis);
     std::vector<SettingsFile> mine = diagnosis.files;
     // What belongs to another user is no fault when this account can't read it.
     std::erase_if(mine, [&](const SettingsFile& file) {
@@ -138,6 +160,9 @@ void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis) {
     });
     for (const host::SettingsFinding& finding : host::CheckFiles(mine))
         diagnosis.problems.push_back(finding.sentence);
+    if (diagnosis.notes)
+        diagnosis.problems.insert(diagnosis.problems.end(), diagnosis.notes->unused.begin(),
+                                  diagnosis.notes->unused.end());
     diagnosis.isToBeMended = !diagnosis.problems.empty();
 }
 

@@ -7,6 +7,7 @@
 
 #include <picojson.h>
 
+#include "host/run_problems/engine_notes.h"
 #include "host/run_problems/run_problems.h"
 #include "host/settings_check/settings_check.h"
 #include "tools/optimizerctl/failure.h"
@@ -31,15 +32,17 @@ struct BootState {
 struct Diagnosis {
     ServiceState service;
     EngineState engine;
-    std::optional<BootState> boot;         // not asked for without a service that answers
-    std::optional<host::LastRun> lastRun;  // nothing where the engine doesn't tell
+    std::optional<BootState> boot;           // not asked for without a service that answers
+    std::optional<host::LastRun> lastRun;    // nothing where the engine doesn't tell
+    std::optional<host::EngineNotes> notes;  // likewise
     std::wstring folder;
     std::vector<host::SettingsFile> files;
     std::vector<std::wstring> problems;  // of the settings, then of the last run, a sentence each
     bool isToBeMended = false;           // one of them is more than told
 };
 
-/// Reads the settings of a folder into the diagnosis.
+/// Reads the settings of a folder into the diagnosis, and takes from the engine's notes, where they are
+/// there, what this account may not read.
 void DiagnoseSettings(const std::wstring& folder, Diagnosis& diagnosis);
 /// Adds what the last run didn't get done; after the settings, which tell some of it already.
 void DiagnoseLastRun(Diagnosis& diagnosis);

@@ -36,6 +36,7 @@ void AskRun(Context& context, Clock::time_point start, Diagnosis& diagnosis) {
         } else {
             diagnosis.lastRun = AskLastRun(engine);
         }
+        diagnosis.notes = host::AskNotes(engine);
     } catch (const Failure& failure) {
         diagnosis.engine.failure = failure;
     }

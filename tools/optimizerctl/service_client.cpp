@@ -4,6 +4,7 @@
 
 #include "frame/module_path.h"
 #include "frame/text.h"
+#include "host/pipe_holder/pipe_holder.h"
 #include "tools/optimizerctl/failure.h"
 
 namespace ctl {
@@ -23,6 +24,7 @@ IServPlugin& ServiceClient::Open(std::optional<uint32_t> timeoutMs) {
         error = _Connect();
     }
     if (error == ERROR_SUCCESS) return *m_client.Get();
+    _RefuseStranger();
     // The component gives 8 for every connection that it doesn't get, whose text would mislead.
     throw Unreachable(error, error == ERROR_NOT_ENOUGH_MEMORY ? L"nothing answers on its pipe"
                                                               : optimizer::SystemErrorText(error));
@@ -46,6 +48,16 @@ void ServiceClient::_Create() {
                           optimizer::SystemErrorText(initError) + again);
     }
     m_initialised = true;
+}
+
+/// Throws Failure when the connector said nothing to the pipe for whose it is.
+void ServiceClient::_RefuseStranger() {
+    const auto holder = host::FindPipeHolder(std::wstring(L"\\\\.\\pipe\\") + m_pipe);
+    if (!holder || holder->owner.empty() || host::MayServe(holder->owner)) return;
+    throw Failure(ExitCode::NoService, ERROR_INVALID_OWNER,
+                  L"The service isn't asked: its pipe is served by " + host::HolderText(*holder) +
+                      L", and that is neither SYSTEM nor an administrator nor your account; end that process "
+                      L"and start the service.");
 }
 
 /// A new object for each attempt: one whose Start has failed says 0 to the next without being connected.

@@ -12,8 +12,9 @@ namespace ctl {
 /// thread.
 class ServiceClient final {
 public:
-    /// The client component's name and its interface, whose first base is IServPlugin.
-    ServiceClient(const wchar_t* component, const Identifier& iid) : m_component(component), m_iid(iid) {}
+    /// The client component's name, its interface, whose first base is IServPlugin, and its pipe.
+    ServiceClient(const wchar_t* component, const Identifier& iid, const wchar_t* pipe)
+        : m_component(component), m_iid(iid), m_pipe(pipe) {}
     ~ServiceClient() { _Close(); }
     ServiceClient(const ServiceClient&) = delete;
     ServiceClient& operator=(const ServiceClient&) = delete;
@@ -25,10 +26,12 @@ public:
 private:
     void _Create();
     uint32_t _Connect();
+    void _RefuseStranger();
     void _Close();
 
     const wchar_t* const m_component;
     const Identifier m_iid;
+    const wchar_t* const m_pipe;
     optimizer::ExportedObject<IServPlugin> m_client;
     bool m_initialised = false;
     bool m_started = false;
@@ -42,7 +45,7 @@ public:
     }
 
 private:
-    ServiceClient m_client{L"optimizercommclient", IOptimizerALCommClient::kIdentifier};
+    ServiceClient m_client{L"optimizercommclient", IOptimizerALCommClient::kIdentifier, L"optimizerpipe"};
 };
 
 /// The running service's measurement of the boot.
@@ -53,7 +56,8 @@ public:
     }
 
 private:
-    ServiceClient m_client{L"boottimecommclient", boottime::IBootTimeCommClient::kIdentifier};
+    ServiceClient m_client{L"boottimecommclient", boottime::IBootTimeCommClient::kIdentifier,
+                           boottime::kBootTimePipe};
 };
 
 }  // namespace ctl

@@ -1,8 +1,16 @@
 // What goes wrong on a pipe: bad frames, clients that don't read, ends that go away, names that are taken.
+#include <algorithm>
 #include <atomic>
+#include <memory>
 #include <random>
 #include <thread>
 
+#include <sddl.h>
+
+#include "connector/client_origin.h"
+#include "connector/rare_lines.h"
+#include "connector/send_budget.h"
+#include "frame/text.h"
 #include "tests/host/connector/connector_rig.h"
 
 namespace connector_test {
@@ -109,6 +117,109 @@ TEST(ConnectorFaults, NameIsServedOnceAndFreeAfterwards) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(rig.servers.Get()->registerPipe(L"", kCommonPipeName), nullptr);
     EXPECT_EQ(rig.servers.Get()->registerPipe(nullptr, nullptr), nullptr);
+}
+
+TEST(ConnectorFaults, ClientsSayNothingToAPipeOfAnotherAccount) {
+    const Rig rig;
+    const std::wstring path = LR"(\\.\pipe\)" + rig.name + L"_squatted";
+    const std::wstring name = rig.name + L"_squatted";
+    // Each owner is told with the access list that lets everybody in.
+    const std::pair<const wchar_t*, DWORD> owners[] = {{L"O:BA", ERROR_SUCCESS},
+                                                       {L"O:SY", ERROR_SUCCESS},
+                                                       {L"O:WD", ERROR_INVALID_OWNER},
+                                                       {L"O:S-1-5-21-1-2-3-1001", ERROR_INVALID_OWNER}};
+    for (const auto& [owner, expected] : owners) {
+        SCOPED_TRACE(optimizer::Narrow(owner));
+        optimizer::LocalMemory descriptor;
+        ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            (owner + std::wstring(L"D:(A;;GA;;;WD)")).c_str(), SDDL_REVISION_1, descriptor.Receive(),
+            nullptr));
+        SECURITY_ATTRIBUTES security = {sizeof(security), descriptor.Get(), FALSE};
+        const optimizer::FileHandle pipe(CreateNamedPipeW(path.c_str(), PIPE_ACCESS_DUPLEX,
+                                                          PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 4096,
+                                                          4096, 0, &security));
+        ASSERT_TRUE(pipe);
+        EXPECT_EQ(rig.clients.Get()->connectPipe(name.c_str(), 0, kCommonPipeName, 50), nullptr);
+        EXPECT_EQ(GetLastError(), expected == ERROR_SUCCESS ? DWORD{WAIT_TIMEOUT} : expected);
+    }
+}
+
+TEST(ConnectorFaults, PlacesAreForAccountsAndSessionsAndSomeAreKept) {
+    using host::ClientOrigin;
+    const auto filled = [](std::initializer_list<std::pair<ClientOrigin, size_t>> groups) {
+        std::vector<ClientOrigin> present;
+        for (const auto& [origin, count] : groups)
+            present.insert(present.end(), count, origin);
+        return present;
+    };
+    const ClientOrigin ann = {L"ann", 1, false};
+    const ClientOrigin annElsewhere = {L"ann", 2, false};
+    const ClientOrigin bob = {L"bob", 1, false};
+    const ClientOrigin carl = {L"carl", 3, false};
+    const ClientOrigin root = {L"root", 1, true};
+    const auto has = [](const ClientOrigin& comer, const std::vector<ClientOrigin>& present) {
+        return host::HasPlace(comer, present);
+    };
+    EXPECT_TRUE(has(ann, filled({{ann, 79}})));
+    EXPECT_FALSE(has(ann, filled({{ann, 80}})));
+    EXPECT_FALSE(has(ann, filled({{ann, 1}, {annElsewhere, 79}}))) << "one account in two sessions";
+    EXPECT_FALSE(has(bob, filled({{ann, 79}, {bob, 1}}))) << "two accounts in one session";
+    EXPECT_TRUE(has(bob, filled({{ann, 80}}))) << "the first of an account in a session";
+    EXPECT_TRUE(has(root, filled({{ann, 80}, {bob, 79}, {root, 1}})));
+    EXPECT_FALSE(has(root, filled({{root, 80}})));
+    const auto crowd = [](size_t count) {
+        std::vector<ClientOrigin> present;
+        for (uint32_t i = 0; i < count; ++i)
+            present.push_back({std::to_wstring(i / 2), 100 + i / 2, false});
+        return present;
+    };
+    ClientOrigin second = crowd(2).back();
+    EXPECT_TRUE(has(second, crowd(159)));
+    EXPECT_FALSE(has(second, crowd(160)));
+    EXPECT_TRUE(has(carl, crowd(179)));
+    EXPECT_FALSE(has(carl, crowd(180)));
+    EXPECT_TRUE(has(root, crowd(199)));
+    EXPECT_FALSE(has(root, crowd(200)));
+}
+
+TEST(ConnectorFaults, WrongClientsGetALineAMinute) {
+    host::CRareLines lines;
+    uint32_t leftOut = 7;
+    EXPECT_TRUE(lines.MayWrite({L"ann", 1, false}, 1000, leftOut));
+    EXPECT_EQ(leftOut, 0u);
+    EXPECT_FALSE(lines.MayWrite({L"ann", 1, false}, 1001, leftOut));
+    EXPECT_FALSE(lines.MayWrite({L"ann", 1, false}, 60999, leftOut));
+    EXPECT_TRUE(lines.MayWrite({L"bob", 1, false}, 1001, leftOut));
+    EXPECT_TRUE(lines.MayWrite({L"ann", 1, false}, 61000, leftOut));
+    EXPECT_EQ(leftOut, 2u);
+}
+
+TEST(ConnectorFaults, AllThatWaitsForReadersIsBounded) {
+    host::CSendBudget whole(100);
+    host::CSendBudget ann(60, &whole);
+    host::CSendBudget bob(60, &whole);
+    EXPECT_TRUE(ann.TryTake(60));
+    EXPECT_FALSE(ann.TryTake(1));
+    EXPECT_FALSE(bob.TryTake(41)) << "the whole's bound";
+    EXPECT_TRUE(bob.TryTake(40));
+    ann.GiveBack(60);
+    EXPECT_TRUE(bob.TryTake(20)) << "what didn't fit was taken nowhere";
+
+    // Thirty that never read share what one account may hold: none of them gets as far as its own bound.
+    Inbox inbox;
+    Rig rig;
+    rig.Serve(inbox);
+    std::vector<std::unique_ptr<RawClient>> silent;
+    for (int i = 0; i < 30; ++i)
+        silent.push_back(std::make_unique<RawClient>(rig));
+    const Bytes payload(262144);
+    for (uint32_t id = 0; id < 12; ++id)  // 3 MiB for each, of the 4 MiB of its own queue
+        EXPECT_EQ(rig.server->broadcast(id, payload.data(), 262144, 0, 0, kEveryClient), 0u);
+    const auto isDropped = [](const std::unique_ptr<RawClient>& client) {
+        DWORD ignored = 0;
+        return !PeekNamedPipe(client->pipe.Get(), nullptr, 0, nullptr, &ignored, nullptr);
+    };
+    EXPECT_GT(std::count_if(silent.begin(), silent.end(), isDropped), 0);
 }
 
 TEST(ConnectorFaults, ClientsReadWhatWasSentBeforeTheEnd) {

@@ -1,6 +1,9 @@
 // An uninstall looks whether the machine is back before it removes the service.
 #include <windows.h>
 
+#include <aclapi.h>
+#include <sddl.h>
+
 #include "frame/handles.h"
 #include "frame/uninstall_event.h"
 #include "tests/host/service/noted_machine.h"
@@ -53,6 +56,32 @@ TEST_F(Uninstall, NamesWhatIsStillNotedAndKeepsTheServiceUntilForced) {
     Expect(Host(L"uninstall --force"), 0,
            {"Dance is not back", "What is noted stays in ", "the machine is not put back in everything"});
     EXPECT_FALSE(IsRegistered());
+}
+
+TEST_F(Uninstall, NothingIsInstalledFromAFolderThatUsersMayWrite) {
+    ASSERT_EQ(Host(L"uninstall").exitCode, 0U);
+    std::wstring settings = m_installation->File(L"settings");
+    const auto letEverybody = [&](const wchar_t* rights) {
+        optimizer::LocalMemory descriptor;
+        ACL* list = nullptr;
+        BOOL ignored = FALSE;
+        EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            (std::wstring(L"D:(A;;FA;;;BA)(A;;") + rights + L";;;WD)").c_str(), SDDL_REVISION_1,
+            descriptor.Receive(), nullptr));
+        EXPECT_TRUE(GetSecurityDescriptorDacl(descriptor.Get(), &ignored, &list, &ignored));
+        EXPECT_EQ(SetNamedSecurityInfoW(settings.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                        nullptr, list, nullptr),
+                  DWORD{ERROR_SUCCESS});
+    };
+    letEverybody(L"FA");
+    Expect(Host(L"install"), 1,
+           {optimizer::Narrow(settings) + " isn't safe, since Everyone may change it",
+            "/remove *S-1-1-0 /grant:r *S-1-5-18:(OI)(CI)F"});
+    EXPECT_FALSE(IsRegistered());
+    Expect(Host(L"install --allow-writable-folder"), 0, {"The service is installed."});
+    ASSERT_EQ(Host(L"uninstall").exitCode, 0U);
+    letEverybody(L"FR");
+    Expect(Host(L"install"), 0, {"The service is installed."});
 }
 
 TEST_F(Uninstall, AKilledOneIsFinishedByTheNext) {

@@ -1,6 +1,8 @@
 // What doctor finds in settings folders, damaged ones too.
 #include <gmock/gmock.h>
+#include <windows.h>
 
+#include "frame/handles.h"
 #include "tests/tools/optimizerctl/fake_surroundings.h"
 #include "tools/rig/temporary_folder.h"
 
@@ -35,6 +37,31 @@ TEST(Doctor, TellsWhatIsSoundAndWhatIsToBePutBack) {
         person.Types({L"doctor", L"--json"}).out,
         HasSubstr(
             R"({"copyUsed":false,"damagedBeside":false,"inForce":["DisableBalloon"],"name":"system_restore_profile.json","owners":{"VisualFX":"D\\u"},"revert":{"VisualFX":1,"WindowsServices":2},"state":"good"})"));
+}
+
+TEST(Doctor, AsksTheEngineForWhatTheAccountMayNotRead) {
+    const rig::TemporaryFolder folder;
+    rig::WriteFileText(folder.File(L"profiles.json"), "{}");
+    const std::wstring path = folder.File(L"system_restore_profile.json");
+    rig::WriteFileText(path, kRevertList);
+    const optimizer::FileHandle held(
+        CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    Person person;
+    person.settingsFolder = folder.Path();
+    person.engine.notes =
+        LR"({"notes":[{"key":"system","state":"good","revert":{"Dance":2},"inForce":["Sing"],"owners":{"Dance":"D\\u"}},
+                      {"key":"D_u","state":"good","revert":{"Hop":1},"inForce":[],"owners":{}},
+                      {"key":"D_v","state":"good","revert":{},"inForce":[],"owners":{}}],
+             "unused":["The file x isn't used; mend it."]})";
+    const Outcome outcome = person.Types({L"doctor"});
+    EXPECT_EQ(outcome.exitCode, 1) << "what the service doesn't use is to be mended";
+    EXPECT_THAT(outcome.out, HasSubstr("  system_restore_profile.json\n"
+                                       "    Dance                                 2 values of D\\u\n"
+                                       "    Sing                                  in force, without values\n"
+                                       "  D_u_restore_profile.json\n"
+                                       "    Hop                                   1 value\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("Problems\n  The file x isn't used; mend it.\n"));
+    EXPECT_THAT(outcome.out, testing::Not(HasSubstr("D_v")));
 }
 
 TEST(Doctor, TellsWhatIsLeftOfDamagedNotesAsTheEngineTakesThem) {

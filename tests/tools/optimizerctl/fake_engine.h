@@ -18,7 +18,7 @@ using optimizer::profiles::profile;
 
 /// Keeps what it is told, and says what it does like the real one: the request first returns, or its events
 /// come while it still runs.
-class FakeEngine final : public IOptimizer, public IRunReport {
+class FakeEngine final : public IOptimizer, public IRunReport, public INotesReport {
 public:
     profile active = profile::Work;
     bool enabled = true;
@@ -28,6 +28,7 @@ public:
     /// engine of before.
     std::deque<std::wstring> reports;
     uint32_t reportError = ERROR_SUCCESS;
+    std::wstring notes;  // what it says of its notes; with an empty one it doesn't know the question
     /// What the observer hears during SetProfile, and when it registers.
     std::function<void(IOptimizerEvents&)> onSet = [](IOptimizerEvents&) {};
     std::function<void(IOptimizerEvents&)> onRegister = [](IOptimizerEvents&) {};
@@ -74,9 +75,14 @@ public:
         if (reports.size() > 1) reports.pop_front();
         return reportError;
     }
+    uint32_t GetNotes(vx::String* report) override {
+        report->Assign(notes.c_str());
+        return ERROR_SUCCESS;
+    }
     bool IsHeard() const { return m_observer != nullptr; }
 
     void* QueryInterface(const Identifier* iid) override {
+        if (*iid == INotesReport::kIdentifier && !notes.empty()) return static_cast<INotesReport*>(this);
         const bool isAsked = *iid == IRunReport::kIdentifier && !reports.empty();
         return isAsked ? static_cast<IRunReport*>(this) : nullptr;
     }
