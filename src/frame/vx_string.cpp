@@ -79,8 +79,10 @@ String::~String() {
     if (control == nullptr) return;
     IMemMgr* const memory = control->memory;
     if (control->bufferOnHeap != 0) memory->Free(BufferOf(m_text));
+    // Not deleted here: the library that made it may have another C library, and its manager knows that one's
+    // memory.
+    if (control->recordOnHeap != 0) memory->Free(control);
     memory->Release();
-    if (control->recordOnHeap != 0) delete control;
 }
 
 StringControl* String::_CheckedControl() const {
@@ -145,8 +147,9 @@ void String::_Reserve(uint64_t length) {
 void String::_Grow(uint64_t capacity) {
     StringControl* control = _CheckedControl();
     if (control == nullptr) {
-        control = new (std::nothrow) StringControl{StringMemMgr(), 0, 0, kDefaultGrowth, 0, 1};
-        if (control == nullptr) EndProcess();
+        void* const record = StringMemMgr()->Allocate(sizeof(StringControl));
+        if (record == nullptr) EndProcess();
+        control = new (record) StringControl{StringMemMgr(), 0, 0, kDefaultGrowth, 0, 1};
         if (m_text != nullptr) control->length = control->capacity = std::wcslen(m_text);
     }
     const uint64_t size = StringBufferSize(capacity);
