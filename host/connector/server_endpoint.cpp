@@ -289,7 +289,7 @@ uint32_t CServerEndpoint::_SendToAll(uint32_t id, const void* data, uint32_t siz
 
 uint32_t CServerEndpoint::_Reply(const ConnectorMessage* message, uint32_t id, uint32_t status,
                                  const void* data, uint32_t sizeBytes) {
-    return Guarded([&]() -> uint32_t {
+    const uint32_t result = Guarded([&]() -> uint32_t {
         const uint32_t error = message == nullptr ? ERROR_INVALID_PARAMETER : CheckPayload(data, sizeBytes);
         if (error != ERROR_SUCCESS) return error;
         const FrameHeader header = {.kind = FrameKind::Reply,
@@ -302,6 +302,10 @@ uint32_t CServerEndpoint::_Reply(const ConnectorMessage* message, uint32_t id, u
         const Frame frame = MakeFrame(header, data);
         return client->TakeAnswer(header.call) ? SendOrDrop(*client, frame) : ERROR_NOT_FOUND;
     });
+    // Who waits for an answer that there is no memory for is told by the end of the connection.
+    if (const Client client = result == ERROR_OUTOFMEMORY ? _Find(message->senderId) : nullptr)
+        client->Drop();
+    return result;
 }
 
 }  // namespace host

@@ -39,7 +39,8 @@ uint32_t CLogFile::Append(const std::string& line) {
         Close();
         _PutAside();
         // When the full file can't be renamed it is emptied: the newest lines are worth more than the oldest.
-        const uint32_t error = _OpenHandle(CREATE_ALWAYS);
+        _Empty();
+        const uint32_t error = _OpenHandle();
         if (error != ERROR_SUCCESS) return error;
     }
     DWORD written = 0;
@@ -54,13 +55,21 @@ uint32_t CLogFile::_Open() {
     if (GetTickCount64() < m_nextAttemptMs) return ERROR_NOT_READY;
     MakeFoldersFor(m_path);
     if (m_startAfresh) _PutAside();
-    return _OpenHandle(OPEN_ALWAYS);
+    return _OpenHandle();
 }
 
-uint32_t CLogFile::_OpenHandle(DWORD disposition) {
+/// By a look at it before anything is cut off: a second name of another file isn't emptied.
+void CLogFile::_Empty() {
+    const optimizer::FileHandle file(
+        CreateFileW(m_path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, optimizer::FlagsAgainstLinks(), nullptr));
+    if (file && optimizer::WhyNotWritten(file.Get(), m_path).empty()) SetEndOfFile(file.Get());
+}
+
+uint32_t CLogFile::_OpenHandle() {
     // With the right to append only, the system puts each write at the end, whoever else writes.
     m_file.Reset(CreateFileW(m_path.c_str(), FILE_APPEND_DATA,
-                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, disposition,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                              FILE_ATTRIBUTE_NORMAL | optimizer::FlagsAgainstLinks(), nullptr));
     const DWORD openError = GetLastError();
     const bool isLink = m_file && !optimizer::WhyNotWritten(m_file.Get(), m_path).empty();

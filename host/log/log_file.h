@@ -26,7 +26,8 @@ public:
 
 private:
     uint32_t _Open();
-    uint32_t _OpenHandle(DWORD disposition);
+    uint32_t _OpenHandle();
+    void _Empty();
     void _PutAside();
 
     std::wstring m_path;

@@ -1,6 +1,9 @@
 #include <windows.h>
 
+#include "border/optimizer.h"
+#include "border/uninstall.h"
 #include "frame/handles.h"
+#include "frame/plugin_request.h"
 #include "frame/uninstall_event.h"
 #include "host/service/agent_arrival.h"
 #include "host/service/engine_host.h"
@@ -16,6 +19,7 @@ using optimizer::ServiceHandle;
 
 constexpr DWORD kStopPatienceMs = 60000;
 constexpr DWORD kPollMs = 50;
+constexpr const wchar_t* kEngine = L"optimizeral";
 
 bool IsStopped(SC_HANDLE service) {
     SERVICE_STATUS status = {};
@@ -40,7 +44,10 @@ private:
 /// Tells a running engine of the uninstall and stops its service.
 bool StopForUninstall(SC_HANDLE service, std::wstring& problem) {
     if (IsStopped(service)) return true;
-    if (!NotifyUninstall(problem)) return false;
+    // Not in the way of the rest: anybody may have taken the event's name, and the engine that is run for it
+    // afterwards puts back what this one doesn't.
+    std::wstring unheard;
+    static_cast<void>(NotifyUninstall(unheard));
     SERVICE_STATUS status = {};
     if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         const DWORD error = GetLastError();
@@ -59,14 +66,24 @@ bool StopForUninstall(SC_HANDLE service, std::wstring& problem) {
     return true;
 }
 
+/// By itself and not by the event, whose signal anybody may take; false for an engine that doesn't know it.
+bool TellEngine(IComponentManager* components) {
+    auto* const engine = optimizer::RequestPlugin<IOptimizer>(components, kEngine);
+    if (engine == nullptr) return false;
+    auto* const uninstall = static_cast<IUninstall*>(engine->QueryInterface(&IUninstall::kIdentifier));
+    if (uninstall != nullptr) uninstall->ExpectUninstall();
+    components->ReleasePlugin(kEngine);
+    return uninstall != nullptr;
+}
+
 /// Runs the engine for the one purpose of putting the machine back.
 bool PutMachineBack(const std::wstring& pluginList, std::wstring& problem) {
     EngineHost host;
     if (!host.Start(pluginList, problem)) return false;
     WaitForSessionAgent(host.Components());
-    const bool notified = NotifyUninstall(problem);
+    const bool told = TellEngine(host.Components()) || NotifyUninstall(problem);
     host.Stop();
-    return notified;
+    return told;
 }
 
 /// Null with a sentence in `problem`.

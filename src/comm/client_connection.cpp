@@ -109,6 +109,7 @@ uint32_t CClientConnection::Start(ConnectorCallback* receive, void* context) {
 
 void CClientConnection::Stop() {
     const LockGuard guard(m_lock);
+    // Not below 0, for the same reason.
     if (m_startCount != 0 && --m_startCount == 0) _Disconnect();
 }
 

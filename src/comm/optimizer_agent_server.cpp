@@ -156,8 +156,9 @@ void COptimizerAgentServer::_Deliver(const ConnectorMessage& message) {
     const auto id = static_cast<NpcMsgAgent>(message.id);
     const bool isOfConsole = _IsOfConsole(message);
     if (id == NpcMsgAgent::Started && isOfConsole) m_isExpected = false;
-    if (id == NpcMsgAgent::VisualEffects && !isOfConsole) {
-        // Every agent hears what is asked, and one of another user's session would tell that user's effects.
+    if ((id == NpcMsgAgent::VisualEffects || id == NpcMsgAgent::Started) && !isOfConsole) {
+        // One of another user's session would tell that user's effects, and have the engine go on with what
+        // it can't do for want of the console's.
         TRACE_LINE(trace::kInformation, L"Client %u is of another session", message.senderId);
         return;
     }

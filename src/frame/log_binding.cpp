@@ -61,7 +61,8 @@ void AtExit() {
 
 }  // namespace
 
-LogBinding::LogBinding() : m_library(LoadLibraryW(L"log.dll")) {
+// Not along PATH or from the current folder, where anybody may have put one.
+LogBinding::LogBinding() : m_library(LoadLibraryExW(L"log.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)) {
     if (m_library) {
         if (const auto init = GetExport<void()>(m_library.Get(), "LogInit")) init();
         for (size_t i = 0; i < std::size(kLogExports); ++i) {

@@ -41,7 +41,8 @@ bool VxUsersLibrary::Bind() {
     // Let go last: the library stays loaded for lists that other threads have of it and still have to free.
     const Library held = std::move(m_library);
     _Clear();
-    m_library.Reset(LoadLibraryW(L"vxusers.dll"));
+    // Not along PATH or from the current folder, where anybody may have put one.
+    m_library.Reset(LoadLibraryExW(L"vxusers.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
     if (!m_library) return false;
     m_slots[0] = m_library.Get();
     bool complete = true;

@@ -47,6 +47,8 @@ void COptimizerPlugin::_End() {
 }
 
 void* COptimizerPlugin::QueryInterface(const Identifier* iid) {
+    // These three are this host's own; no other asks for them.
+    if (iid != nullptr && *iid == IUninstall::kIdentifier) return static_cast<IUninstall*>(this);
     if (iid != nullptr && *iid == IRunReport::kIdentifier) return static_cast<IRunReport*>(this);
     if (iid != nullptr && *iid == INotesReport::kIdentifier) return static_cast<INotesReport*>(this);
     return AnswerFor<IOptimizer>(this, iid);
@@ -226,6 +228,12 @@ uint32_t COptimizerPlugin::GetLastRun(vx::String* report) {
         report->Assign(text.c_str());
         return text.empty() ? uint32_t{ERROR_GEN_FAILURE} : uint32_t{ERROR_SUCCESS};
     });
+}
+
+void COptimizerPlugin::ExpectUninstall() {
+    TRACE_SCOPE("COptimizerPlugin::ExpectUninstall");
+    CriticalSectionGuard guard(m_lock);
+    if (m_manager) m_manager->ExpectUninstall();
 }
 
 uint32_t COptimizerPlugin::GetNotes(vx::String* report) {

@@ -6,6 +6,7 @@
 #include "border/host.h"
 #include "border/optimizer.h"
 #include "border/run_report.h"
+#include "border/uninstall.h"
 #include "cloud/cloud_apps_client.h"
 #include "frame/callback_list.h"
 #include "frame/critical_section.h"
@@ -26,6 +27,7 @@ namespace optimizer {
 class COptimizerPlugin final : public WithDeletingDestructor<COptimizerPlugin, IOptimizer>,
                                public IRunReport,
                                public INotesReport,
+                               public IUninstall,
                                public IProfileManagerObserver,
                                public IOptimizedProcessesObserver {
 public:
@@ -54,6 +56,7 @@ public:
     uint32_t RemoveEventsObserver(IOptimizerEvents* observer) override;
     uint32_t GetLastRun(vx::String* report) override;
     uint32_t GetNotes(vx::String* report) override;
+    void ExpectUninstall() override;
 
     void OnProfileApplied(const profile* applied) override;
     void OnActionsExecuted(const profile* executed) override;

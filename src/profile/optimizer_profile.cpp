@@ -55,7 +55,7 @@ OptimizerProfile::OptimizerProfile(IServMain* main, IOptimizerProfileObserver* o
 OptimizerProfile::~OptimizerProfile() {
     TRACE_SCOPE("OptimizerProfile::~OptimizerProfile");
     Stop();
-    if (IsSignalled(m_uninstallEvent)) {
+    if (IsSignalled(m_uninstallEvent) || m_isUninstall) {
         static_cast<void>(Guarded([this] {
             m_report.Begin(profile::Disabled);
             constexpr profile kDisabled = profile::Disabled;

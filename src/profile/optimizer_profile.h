@@ -64,6 +64,8 @@ public:
     void GoOnWithAgent();
     /// Has the run that goes on do what it didn't get done once more; false when none goes on.
     bool AskAgain() { return m_report.AskAgain(); }
+    /// Has the end put the whole machine back, as an announced uninstall does.
+    void ExpectUninstall() { m_isUninstall = true; }
     /// Tells of a choice that couldn't be stored although it is carried out.
     void TellOfChoice(uint32_t error);
     /// Whether the machine is back, for the user who is at the console now.
@@ -102,6 +104,7 @@ private:
     IOptimizerSettings* m_settings = nullptr;
     IOptimizerProfileObserver* const m_observer;
     KernelHandle m_uninstallEvent;
+    bool m_isUninstall = false;  // told without the event
     std::unique_ptr<NoteBook> m_notes;
     RunReport m_report;
     profile m_posted = profile::Disabled;  // the last one

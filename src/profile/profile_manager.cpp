@@ -15,7 +15,7 @@ namespace {
 
 constexpr const wchar_t* kSettingsPlugin = L"optimizersettings";
 
-/// Requests bring any number.
+/// Requests bring any number. 87 for one that is none, in place of whatever the store makes of it.
 bool IsProfile(profiles::profile which) {
     return static_cast<uint32_t>(which) < profiles::kCount;
 }
@@ -137,6 +137,11 @@ std::string ProfileManager::Notes() {
     IProfilesSettings* const settings = _ProfilesSettings();
     if (settings == nullptr) return {};
     return NotesToJson(settings->Notes(), {SettingsFolder(m_components), GetModuleFolder() + L"settings\\"});
+}
+
+void ProfileManager::ExpectUninstall() {
+    CriticalSectionGuard guard(m_lock);
+    if (m_profile) m_profile->ExpectUninstall();
 }
 
 uint32_t ProfileManager::GetProfile(profile* active) {

@@ -57,6 +57,9 @@ public:
     /// What is noted, as INotesReport tells it; empty before Start. Blocks for the files.
     std::string Notes();
 
+    /// Has Stop put the whole machine back.
+    void ExpectUninstall();
+
     void OnActionsExecuted(const profile* executed) override;
     void OnLogon(uint32_t time, const wchar_t* user) override;
     void OnLogoff(uint32_t time, const wchar_t* user) override;

@@ -15,6 +15,7 @@ namespace optimizer {
 
 namespace {
 
+constexpr int kMostRepeats = 3;
 constexpr const wchar_t* kAgentsAction = L"VisualFX";  // the one that needs an agent's answer
 
 }  // namespace
@@ -26,6 +27,7 @@ void RunReport::Begin(profile wanted) {
     m_running = true;
     m_stopped = false;
     m_askedAgain = false;
+    m_repeats = 0;
     m_problems.clear();
 }
 
@@ -63,7 +65,10 @@ bool RunReport::EndUnlessAskedAgain() {
     const auto isOfRun = [](const RunProblem& problem) {
         return std::string_view(problem.step) != kChoiceStep;
     };
-    m_running = std::exchange(m_askedAgain, false) && !m_stopped && std::erase_if(m_problems, isOfRun) != 0;
+    // Bounded, so that nobody who goes on asking keeps the end from being told.
+    m_running = std::exchange(m_askedAgain, false) && !m_stopped && m_repeats < kMostRepeats &&
+                std::erase_if(m_problems, isOfRun) != 0;
+    if (m_running) ++m_repeats;
     return !m_running;
 }
 

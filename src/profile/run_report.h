@@ -55,6 +55,7 @@ private:
     bool m_running GUARDED_BY(m_lock) = false;
     bool m_stopped GUARDED_BY(m_lock) = false;
     bool m_askedAgain GUARDED_BY(m_lock) = false;
+    int m_repeats GUARDED_BY(m_lock) = 0;
     std::vector<RunProblem> m_problems GUARDED_BY(m_lock);
 };
 

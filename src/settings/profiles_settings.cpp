@@ -20,6 +20,8 @@ namespace {
 constexpr const char* kActiveProfileKey = "active_profile";
 constexpr const char* kModuleStatusKey = "module_status";
 constexpr const char* kSystemActionsKey = "SystemActions";
+// A message holds twice as much of them, as UTF-16.
+constexpr size_t kMostConfigCharacters = size_t{256} * 1024;
 
 std::wstring InFolder(const std::wstring& folder, const std::wstring& name) {
     const bool complete = !folder.empty() && folder.back() == L'\\';
@@ -199,6 +201,12 @@ bool CProfilesSettings::SetConfig(const profile* which, const std::wstring& text
     std::string error;
     if (!json::Parse(Narrow(text), config, error, 1)) {
         TRACE_LINE(trace::kWarning, L"%S", error.c_str());
+        return false;
+    }
+    // As it will be written: some characters take more room than they came in, and who asks for it gets it in
+    // one message.
+    if (config.serialize().size() > kMostConfigCharacters) {
+        TRACE_LINE(trace::kWarning, L"The config is too large");
         return false;
     }
     picojson::object document;

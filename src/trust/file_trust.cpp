@@ -124,8 +124,18 @@ std::optional<FolderStranger> FindFolderStranger(const std::wstring& folder) {
         const Place place = at == own ? Place::Folder : Place::FolderAbove;
         if (const auto stranger = StrangerAt(at.wstring(), place))
             return FolderStranger{at.wstring(), place, *stranger};
-        if (at == at.parent_path()) return std::nullopt;
+        if (at == at.parent_path()) break;
     }
+    // Files keep their own lists when they are moved here from a folder of a user's.
+    std::error_code ignored;
+    auto entry = std::filesystem::directory_iterator(own, ignored);
+    for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored)) {
+        if (entry->is_directory(ignored)) continue;
+        const std::wstring file = entry->path().wstring();
+        if (const auto stranger = StrangerAt(file, Place::File))
+            return FolderStranger{file, Place::File, *stranger};
+    }
+    return std::nullopt;
 }
 
 std::wstring StrangerSentence(const std::wstring& path, Place place, const Stranger& stranger) {

@@ -28,14 +28,14 @@ std::wstring WhyNotWritten(HANDLE file, const std::wstring& path);
 /// The sentences of a folder and of all files in it; nothing unless this process is SYSTEM's.
 std::vector<std::wstring> UnusedIn(const std::wstring& folder);
 
-/// Somebody who could put other files in the place of those in a folder.
+/// Somebody who could change the files in a folder, or put others in their place.
 struct FolderStranger {
-    std::wstring folder;  // where that could be done: the folder itself, or one above
+    std::wstring folder;  // where that could be done: the folder itself, one above, or a file in it
     Place place = Place::Folder;
     Stranger stranger;
 };
-/// Judges the folder and those above it, with the account of this process among the trusted. One that can't
-/// be looked at counts as everybody's.
+/// Judges the folder, those above it and the files in it, with the account of this process among the trusted.
+/// One that can't be looked at counts as everybody's.
 std::optional<FolderStranger> FindFolderStranger(const std::wstring& folder);
 
 /// "PC\Ann owns it and is no administrator; ..." with the command that mends it.

@@ -224,6 +224,8 @@ TEST_F(ProfilesSettings, WhatIsAcceptedCanBeReadAgain) {
     for (int levels = 0; levels < 60000; ++levels)
         text += L"{\"a\":";
     EXPECT_FALSE(m_store.SetConfig(&kWork, text));
+    // Each of these takes two characters in the file and in an answer.
+    EXPECT_FALSE(m_store.SetConfig(&kWork, L"{\"a\":\"" + std::wstring(140000, L'/') + L"\"}"));
     std::wstring config;
     EXPECT_TRUE(m_store.GetConfig(&kGame, config));
     EXPECT_EQ(config, LR"({"A":{}})") << "the other settings are still there";
