@@ -8,9 +8,8 @@ namespace bench {
 
 Figure ReadLock() {
     optimizer::CSyncRWLock lock;
-    ISyncRWLock& asUsed = lock;
     Keep(&lock);
-    const auto ours = [&asUsed] { const optimizer::ReadGuard guard(asUsed); };
+    const auto ours = [&lock] { const optimizer::ReadGuard guard(lock); };
 
     optimizer::CCriticalSection section;
     std::map<uint32_t, uint32_t> depths;
