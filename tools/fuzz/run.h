@@ -24,7 +24,7 @@ struct RunResult {
 };
 
 /// How much a target may grow, however many inputs it gets: what the heap keeps for itself.
-inline constexpr int64_t kMostGrowthBytes = int64_t{2} * 1024 * 1024;
+inline constexpr int64_t kMostGrowthBytes = int64_t{8} * 1024 * 1024;
 
 /// Tries inputs one after the other. One that crashes the process, or takes longer than a minute,
 /// is written to the folder and ends it with a sentence and the code 3.
