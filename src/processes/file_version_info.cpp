@@ -15,6 +15,7 @@ struct Translation {
 };
 
 constexpr Translation kNeutral = {0, 1200};  // no language, UTF-16
+constexpr DWORD kMostBytes = 1024 * 1024;
 constexpr const wchar_t* kProductName = L"ProductName";
 
 /// What stands at a place of the resource; null when the place isn't there or holds less than `size`.
@@ -32,7 +33,8 @@ bool CFileVersionInfo::Create(const std::wstring& path) {
     m_resource.clear();
     DWORD unused = 0;
     const DWORD sizeBytes = GetFileVersionInfoSizeW(path.c_str(), &unused);
-    if (sizeBytes == 0) return false;
+    // The size is the file's word; no program's resource comes near that.
+    if (sizeBytes == 0 || sizeBytes > kMostBytes) return false;
     m_resource.resize(sizeBytes);
     if (GetFileVersionInfoW(path.c_str(), 0, sizeBytes, m_resource.data())) return true;
     m_resource.clear();

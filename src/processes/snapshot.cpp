@@ -101,6 +101,9 @@ std::wstring CSnapshot::GetProductName(const std::wstring& path) {
     // Whoever starts a program chooses its path, and can rewrite the one that the process tells. A share's
     // server would get the service's own credentials, and could have it wait: it counts as without a product.
     if (!IsOnLocalDrive(path)) return {};
+    // Held until the version is read: the file's owner could have the next one who opens it wait for ever.
+    const FileHandle held = OpenWithoutWaiting(path);
+    if (!held) return {};
     CFileVersionInfo version;
     version.Create(path);  // a file without a version resource has an empty product
     return version.GetProductName();

@@ -79,6 +79,11 @@ TEST_F(ProcessRoad, AnImageOnTheNetworkIsNeverOpened) {
     }
     const std::wstring image = GetModuleFolder() + L"Scratch_Process.exe";
     EXPECT_EQ(CSnapshot::GetProductName(LR"(\\?\)" + image), L"Scratch Product");
+    {
+        const FileHandle writer(CreateFileW(image.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            nullptr, OPEN_EXISTING, 0, nullptr));
+        EXPECT_EQ(CSnapshot::GetProductName(image), L"") << "who may write it might hold up its readers";
+    }
     EXPECT_EQ(CSnapshot::GetProductName(LR"(\\.\)" + image), L"")
         << "the same file, by a name that may lead anywhere";
 }
