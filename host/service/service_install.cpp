@@ -13,9 +13,6 @@ namespace {
 
 using optimizer::ServiceHandle;
 
-/// What users may read in the settings folder: files that they would have got with the program.
-const std::vector<std::wstring> kReadable = {L"profiles.json", L"tasks.json", L"applications.json"};
-
 std::wstring ProgramPath() {
     std::wstring path(32768, L'\0');
     path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
@@ -80,7 +77,9 @@ bool InstallService(bool forTrial, std::vector<std::wstring>& told) {
         return false;
     }
     if (!forTrial) {
-        const uint32_t error = optimizer::ProtectSettings(settings, kReadable);
+        // What users may read: files that they would have got with the program.
+        const uint32_t error =
+            optimizer::ProtectSettings(settings, {L"profiles.json", L"tasks.json", L"applications.json"});
         const bool isThere = error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
         if (error != ERROR_SUCCESS && isThere)
             told.push_back(Refused(L"The settings folder " + settings + L" can't be closed to users", error));
