@@ -16,9 +16,11 @@ constexpr auto kStarted = static_cast<int32_t>(NpcMsgAgent::Started);
 }  // namespace
 
 AgentArrivals::AgentArrivals(IComponentManager* components, IAgentArrivalObserver* observer)
-    : m_components(components), m_observer(observer), m_came(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
+    : m_components(components),
+      m_observer(observer),
+      m_came(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      m_agentServer(RequestPlugin<IOptimizerAgentServer>(components, kAgentServerPlugin)) {
     TRACE_SCOPE("AgentArrivals::AgentArrivals");
-    m_agentServer = RequestPlugin<IOptimizerAgentServer>(m_components, kAgentServerPlugin);
     if (m_agentServer == nullptr) return;
     if (!RegisterWaitForSingleObject(&m_wait, m_came.Get(), &_Tell, this, INFINITE, WT_EXECUTELONGFUNCTION)) {
         const DWORD error = GetLastError();

@@ -35,7 +35,7 @@ private:
     IAgentArrivalObserver* const m_observer;
     KernelHandle m_came;
     HANDLE m_wait = nullptr;
-    IOptimizerAgentServer* m_agentServer = nullptr;
+    IOptimizerAgentServer* const m_agentServer;
 };
 
 }  // namespace optimizer

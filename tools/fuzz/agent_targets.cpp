@@ -55,15 +55,11 @@ std::string Packed(const char* text) {
     return {static_cast<const char*>(stream.Data()), stream.SizeBytes()};
 }
 
-constexpr const char* kReport = "[{\"name\":\"minimize_animations\",\"action\":1}]";
+constexpr const char* kReport = R"([{"name":"minimize_animations","action":1}])";
 
 class AgentPipe final : public Target {
 public:
-    AgentPipe() {
-        m_host.manager.plugins = {{L"connserver", &m_connector}};
-        m_isReady = m_server.Init(&m_host) == 0 && m_server.Start() == 0 &&
-                    m_server.RegisterObserver(&m_reports, &m_reader) == 0;
-    }
+    AgentPipe() : m_isReady(_Begin()) {}
     ~AgentPipe() override {
         m_server.UnregisterObserver(&m_reports, &m_reader);
         m_server.Stop();
@@ -84,6 +80,12 @@ public:
     }
 
 private:
+    bool _Begin() {
+        m_host.manager.plugins = {{L"connserver", &m_connector}};
+        return m_server.Init(&m_host) == 0 && m_server.Start() == 0 &&
+               m_server.RegisterObserver(&m_reports, &m_reader) == 0;
+    }
+
     static constexpr auto kReports = static_cast<uint32_t>(optimizer::NpcMsgAgent::VisualEffects);
 
     const int32_t m_reports = kReports;
@@ -97,10 +99,7 @@ private:
 
 class SessionAgent final : public Target {
 public:
-    SessionAgent() {
-        m_host.manager.plugins = {{L"connclient", &m_connector.client}};
-        m_isReady = m_agent.Init(&m_host) == 0 && m_agent.Start() == 0;
-    }
+    SessionAgent() : m_isReady(_Begin()) {}
     ~SessionAgent() override {
         m_agent.Stop();
         m_agent.UnInit();
@@ -116,10 +115,15 @@ public:
         if (!m_isReady || _Deliver(2, read + Packed(kReport)) != 0) return false;
         const auto& sent = m_connector.client.ends.front().sent;
         return sent.size() == 1 &&
-               sent[0].payload == Packed("[{\"action\":0,\"name\":\"minimize_animations\"}]");
+               sent[0].payload == Packed(R"([{"action":0,"name":"minimize_animations"}])");
     }
 
 private:
+    bool _Begin() {
+        m_host.manager.plugins = {{L"connclient", &m_connector.client}};
+        return m_agent.Init(&m_host) == 0 && m_agent.Start() == 0;
+    }
+
     uint32_t _Deliver(uint32_t id, const std::string& payload) {
         test_support::FakeEndpoint& end = m_connector.client.ends.front();
         end.sent.clear();

@@ -58,10 +58,7 @@ struct Cloud final : test_support::FakePlugin<ICloud> {
 
 class CloudAnswers final : public Target {
 public:
-    CloudAnswers() {
-        m_host.manager.plugins = {{L"icloud", &m_cloud}};
-        m_isReady = optimizer::CCloudFactory::GetInstance().Init(&m_host.manager) == 0;
-    }
+    CloudAnswers() : m_isReady(_Begin()) {}
     ~CloudAnswers() override { optimizer::CCloudFactory::GetInstance().Free(); }
 
     bool Try(Hostile& hostile) override {
@@ -88,6 +85,11 @@ public:
     }
 
 private:
+    bool _Begin() {
+        m_host.manager.plugins = {{L"icloud", &m_cloud}};
+        return optimizer::CCloudFactory::GetInstance().Init(&m_host.manager) == 0;
+    }
+
     test_support::FakeHost m_host;
     Cloud m_cloud;
     bool m_isReady = false;

@@ -1,7 +1,8 @@
 // The files that the service and its host read, each a changed copy of one that ships or that the engine
 // writes.
-#include <sddl.h>
 #include <windows.h>
+
+#include <sddl.h>
 
 #include "framework/plugin_list.h"
 #include "frame/module_path.h"
@@ -113,11 +114,11 @@ private:
         isRead = tasks.GetTaskSettings(&task, text) && isRead;
         for (const host::SettingsFile& file : host::ReadSettingsFiles(m_folder.Path()))
             static_cast<void>(host::RevertEntries(file));
-        isRead = store.SetConfig(&profileOfWrites, L"{}") && isRead;
+        isRead = store.SetConfig(&kProfileOfWrites, L"{}") && isRead;
         return isRead;
     }
 
-    static constexpr profile profileOfWrites = profile::Movie;
+    static constexpr profile kProfileOfWrites = profile::Movie;
 
     const std::vector<SoundFile> m_files;
     rig::TemporaryFolder m_folder;

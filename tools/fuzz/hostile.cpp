@@ -55,7 +55,7 @@ constexpr const char* kWords[] = {"Disabled",
                                   ""};
 constexpr const char* kValues[] = {"null",       "true",        "false",       "0",           "-1",
                                    "4294967296", "-2147483649", "1e300",       "1e999",       "0.5",
-                                   "NaN",        "-",           "\"\\uD800\"", "\"\\u0000\"", "\"\\x\""};
+                                   "NaN",        "-",           R"("\uD800")", R"("\u0000")", R"("\x")"};
 constexpr uint32_t kNumbers[] = {
     0, 1, 2, 3, 4, 5, 31, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF, 0x10000, 0x40000000, 0x55555556};
 

@@ -60,12 +60,7 @@ const char* FieldsOf(uint32_t id) {
 
 class EnginePipe final : public Target {
 public:
-    EnginePipe() {
-        optimizer::VxUsersLibrary::Instance().Bind();
-        test_support::SetSimulatedUser(L"HOME", L"ann");
-        m_host.manager.plugins = {{L"optimizeral", &m_engine}, {L"connserver", &m_connector}};
-        m_isReady = m_server.Init(&m_host) == 0 && m_server.Start() == 0;
-    }
+    EnginePipe() : m_isReady(_Begin()) {}
     ~EnginePipe() override {
         m_server.Stop();
         m_server.UnInit();
@@ -92,6 +87,13 @@ public:
     }
 
 private:
+    bool _Begin() {
+        optimizer::VxUsersLibrary::Instance().Bind();
+        test_support::SetSimulatedUser(L"HOME", L"ann");
+        m_host.manager.plugins = {{L"optimizeral", &m_engine}, {L"connserver", &m_connector}};
+        return m_server.Init(&m_host) == 0 && m_server.Start() == 0;
+    }
+
     StoringEngine m_engine;
     test_support::FakeHost m_host;
     AnsweringConnector m_connector;
@@ -101,12 +103,7 @@ private:
 
 class BootPipe final : public Target {
 public:
-    BootPipe() {
-        m_bootTime.processes = {test_support::Impact(7, L"a.exe", {1, 2, 3, 4, 5}),
-                                test_support::Impact(700, L"b.exe", {})};
-        m_host.manager.plugins = {{L"boottime", &m_bootTime}, {L"connserver", &m_connector}};
-        m_isReady = m_server.Init(&m_host) == 0 && m_server.Start() == 0;
-    }
+    BootPipe() : m_isReady(_Begin()) {}
     ~BootPipe() override {
         m_server.Stop();
         m_server.UnInit();
@@ -130,6 +127,13 @@ public:
     }
 
 private:
+    bool _Begin() {
+        m_bootTime.processes = {test_support::Impact(7, L"a.exe", {1, 2, 3, 4, 5}),
+                                test_support::Impact(700, L"b.exe", {})};
+        m_host.manager.plugins = {{L"boottime", &m_bootTime}, {L"connserver", &m_connector}};
+        return m_server.Init(&m_host) == 0 && m_server.Start() == 0;
+    }
+
     test_support::FakeBootTime<boottime::IBootTime> m_bootTime;
     test_support::FakeHost m_host;
     AnsweringConnector m_connector;
