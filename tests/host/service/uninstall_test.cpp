@@ -85,7 +85,8 @@ TEST_F(Uninstall, NothingIsInstalledFromAFolderThatUsersMayWrite) {
 }
 
 TEST_F(Uninstall, AKilledOneIsFinishedByTheNext) {
-    for (const uint32_t write : {1U, 4U, 7U}) {
+    // Early enough: how many writes a way back makes isn't the same each time.
+    for (const uint32_t write : {1U, 3U, 5U}) {
         SCOPED_TRACE(write);
         EnterGame();
         m_power.Set(L"KillOnWrite", write);
